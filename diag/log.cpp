@@ -1,0 +1,233 @@
+#include "diag/log.h"
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdarg>
+#include <string_view>
+
+#include "diag/clock.h"
+#include "format/bounded.h"
+
+namespace tagsmith {
+namespace {
+
+constexpr std::string_view kLetters = "XEWSNVD";
+
+// Capacities: the characters that count and the terminator.
+template <std::size_t Characters>
+using Text = std::array<char, Characters + 1>;
+
+struct LogState {
+  std::FILE* file = nullptr;
+  std::int32_t maximumLevel = 3;
+  bool milliseconds = false;
+  LogLetters letters = LogLetters::kNone;
+  std::uint32_t echo = 0;
+  Text<80> location{};
+  Text<259> directory{};
+  Text<11> namePrefix{};
+  std::int32_t fileYear = 0;  // since 1900; 0: the open file is not date-named
+  std::int32_t fileDay = 0;   // of the year, from 0
+  Text<1023> lastLine{};
+  LogLineCallback callback = nullptr;
+  LogHooks hooks{nullptr, nullptr};
+};
+
+LogState state;
+
+std::FILE* Stream() { return state.file != nullptr ? state.file : stderr; }
+
+bool HasDayPassed(const std::tm& now) {
+  return state.fileYear != 0 && (now.tm_year > state.fileYear || now.tm_yday > state.fileDay);
+}
+
+bool ShowsLetter(std::int32_t level) {
+  switch (state.letters) {
+    case LogLetters::kErrors:
+      return level == kLogError;
+    case LogLetters::kErrorsAndWarnings:
+      return level == kLogError || level == kLogWarning;
+    case LogLetters::kAll:
+      return level >= 0 && level < static_cast<std::int32_t>(kLetters.size());
+    case LogLetters::kNone:
+      break;
+  }
+  return false;
+}
+
+void Configure(std::int32_t maximumLevel, std::FILE* stream, const char* locationName,
+               std::int32_t locationNumber, bool milliseconds, LogLetters letters) {
+  state.maximumLevel = maximumLevel;
+  state.file = stream;
+  state.milliseconds = milliseconds;
+  state.letters = letters;
+  const bool named = locationName != nullptr && *locationName != '\0';
+  if (named && locationNumber > 0) {
+    FormatBounded(state.location, " [%.56s][%d] ", locationName, locationNumber);
+  } else if (named) {
+    FormatBounded(state.location, " [%.64s] ", locationName);
+  } else if (locationNumber != 0) {
+    FormatBounded(state.location, " [%d] ", locationNumber);
+  } else {
+    CopyBounded(state.location, ": ");
+  }
+}
+
+/// Writes the prefix and begins the last line with it; negative on a stream error.
+int WritePrefix(std::int32_t level) {
+  const std::tm now = LocalTimeNow();
+  if (HasDayPassed(now)) {
+    const Text<259> directory = state.directory;
+    const Text<11> namePrefix = state.namePrefix;
+    CloseLog();
+    OpenDateNamedLog(state.maximumLevel, directory.data(), namePrefix.data(), nullptr,
+                     state.milliseconds, state.letters, 0);
+  }
+  Text<7> milliseconds{};
+  if (state.milliseconds) {
+    // The tick count, not the wall clock's fraction of a second; readers of the logs rely on its
+    // steps between two lines.
+    FormatBounded(milliseconds, ".%03d", static_cast<int>(TickCount() % 1000));
+  }
+  Text<7> letter{};
+  if (ShowsLetter(level)) {
+    FormatBounded(letter, " [%c]", kLetters[static_cast<std::size_t>(level)]);
+  }
+  Text<144> prefix{};
+  FormatBounded(prefix, "%04d-%02d-%02d %02d:%02d:%02d%s%s%s", now.tm_year + 1900, now.tm_mon + 1,
+                now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec, milliseconds.data(),
+                letter.data(), state.location.data());
+  const int result = std::fputs(prefix.data(), Stream());
+  CopyBounded(state.lastLine, prefix.data());
+  return result;
+}
+
+/// What happens between the two hooks.
+std::int32_t WriteLine(std::int32_t level, const char* format, std::va_list arguments) {
+  state.lastLine.front() = '\0';
+  if (*format != '#' && *format != '\n') {
+    const int result = WritePrefix(level);
+    if (result < 0) {
+      return result;
+    }
+  }
+  Text<1025> message{};  // 1024 characters and the line feed
+  const std::size_t length =
+      FormatBoundedV(std::span<char>(message).first(1025), format, arguments);
+  if (length == 0 || (message[length - 1] != '\r' && message[length - 1] != '\n')) {
+    message[length] = '\n';
+  }
+  if (state.file != nullptr && state.echo == 1) {
+    std::printf("%s", message.data());
+  }
+  const int result = std::fputs(message.data(), Stream());
+  AppendBounded(state.lastLine, message.data());
+  if (result >= 0) {
+    if (state.callback != nullptr) {
+      state.callback(0, state.lastLine.data());
+    }
+    std::fflush(Stream());
+  }
+  return result;
+}
+
+/// The size as a 32-bit number; 0 when there is no such file.
+std::int32_t FileSize(const char* path) {
+  struct stat status {};
+  return ::stat(path, &status) == 0 ? static_cast<std::int32_t>(status.st_size) : 0;
+}
+
+void RotateLogFile(const char* path) {
+  const std::tm now = LocalTimeNow();
+  Text<260> oldLog{};
+  const std::size_t length = CopyBounded(oldLog, path);
+  oldLog[length < 4 ? 0 : length - 4] = '\0';
+  Text<31> suffix{};
+  FormatBounded(suffix, "-%04d%02d%02d%02d%02d.log", now.tm_year + 1900, now.tm_mon + 1,
+                now.tm_mday, now.tm_hour, now.tm_min);
+  AppendBounded(oldLog, suffix.data());
+
+  CloseLog();
+  // A second rotation within the minute finds the name taken; the log then simply goes on.
+  std::rename(path, oldLog.data());
+  ConfigureLog(kLogInformation, std::fopen(path, "a+"), nullptr, false, LogLetters::kNone);
+  WriteLogLine(kLogAlways, "Pruning log file (old log is now %s)", oldLog.data());
+  SetLogEcho(0);
+}
+
+}  // namespace
+
+std::int32_t WriteLogLine(std::int32_t level, const char* format, ...) {
+  if (level > state.maximumLevel) {
+    return 0;
+  }
+  const LogHooks hooks = state.hooks;
+  if (hooks.lock != nullptr && !hooks.lock()) {
+    return -1;
+  }
+  std::va_list arguments;
+  va_start(arguments, format);
+  const std::int32_t result = WriteLine(level, format, arguments);
+  va_end(arguments);
+  if (hooks.unlock != nullptr) {
+    hooks.unlock();
+  }
+  return result;
+}
+
+void ConfigureLog(std::int32_t maximumLevel, std::FILE* stream, const char* locationName,
+                  bool milliseconds, LogLetters letters) {
+  state.fileYear = 0;
+  state.fileDay = 0;
+  Configure(maximumLevel, stream, locationName, 0, milliseconds, letters);
+}
+
+std::FILE* OpenDateNamedLog(std::int32_t maximumLevel, const char* directory,
+                            const char* namePrefix, const char* locationName, bool milliseconds,
+                            LogLetters letters, std::int32_t locationNumber) {
+  const std::size_t length = CopyBounded(state.directory, directory != nullptr ? directory : "");
+  CopyBounded(state.namePrefix, namePrefix != nullptr ? namePrefix : "");
+
+  const std::tm now = LocalTimeNow();
+  const int year = now.tm_year >= 101 ? now.tm_year - 100 : now.tm_year;
+  const bool needsSlash =
+      length != 0 && state.directory[length - 1] != '\\' && state.directory[length - 1] != '/';
+  Text<300> path{};
+  FormatBounded(path, "%s%s%s%02d%02d%02d.log", state.directory.data(), needsSlash ? "/" : "",
+                state.namePrefix.data(), year, now.tm_mon + 1, now.tm_mday);
+  state.fileYear = now.tm_year;
+  state.fileDay = now.tm_yday;
+  std::FILE* stream = std::fopen(path.data(), "a+");
+  Configure(maximumLevel, stream, locationName, locationNumber, milliseconds, letters);
+  return stream;
+}
+
+void CloseLog() {
+  if (state.file != nullptr && state.file != stderr) {
+    std::fclose(state.file);
+  }
+  state.file = nullptr;
+  state.fileYear = 0;
+  state.fileDay = 0;
+}
+
+void SetLogEcho(std::uint32_t echo) { state.echo = echo; }
+
+void SetLogLineCallback(LogLineCallback callback) { state.callback = callback; }
+
+void SetLogHooks(LogHooks hooks) { state.hooks = hooks; }
+
+const char* LastLogLine() { return state.lastLine.data(); }
+
+void PruneLogFile(const char* path, std::int32_t maximumSize) {
+  try {
+    if (FileSize(path) > maximumSize) {
+      RotateLogFile(path);
+    }
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to prune the log file");
+  }
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,178 @@
+#include "tags/aiff.h"
+
+#include <array>
+#include <optional>
+
+#include "diag/log.h"
+#include "tags/text_helpers.h"
+
+namespace tagsmith {
+namespace {
+
+constexpr std::size_t kIdSize = 4;
+constexpr std::uint32_t kFormHeaderSize = 8;  // "FORM" and the size itself
+constexpr std::uint32_t kCommonSize = 18;
+
+using ChunkId = std::array<std::byte, kIdSize>;
+
+std::optional<std::uint32_t> ReadNumber32(SourceReader& reader) {
+  std::array<std::byte, 4> bytes{};
+  if (reader.Read(bytes) < bytes.size()) {
+    return std::nullopt;
+  }
+  return ReadBigEndian32(bytes);
+}
+
+std::optional<ChunkId> ReadId(SourceReader& reader) {
+  ChunkId id{};
+  return reader.Read(id) == id.size() ? std::optional(id) : std::nullopt;
+}
+
+/// IEEE 754 80-bit extended to whole hertz, from sign and exponent and the high mantissa word. Only
+/// the low byte of the exponent counts, on purpose.
+std::uint32_t ReadExtendedRate(std::span<const std::byte, 6> bytes) {
+  constexpr unsigned kWholeExponent = 30;
+  const auto exponent = std::to_integer<unsigned>(bytes[1]);
+  const std::uint32_t mantissa = ReadBigEndian32(bytes.last<4>());
+  if (exponent > kWholeExponent) {
+    return 0;
+  }
+  if (exponent == kWholeExponent) {
+    return mantissa;
+  }
+  const std::uint32_t beforeLastShift = mantissa >> (kWholeExponent - exponent - 1);
+  return (beforeLastShift >> 1U) + (beforeLastShift & 1U);
+}
+
+/// Reads the fields that are there; a field cut short stays as it was.
+void ReadCommon(SourceReader& reader, AiffCommon& common) {
+  std::array<std::byte, kCommonSize> data{};
+  const std::size_t count = reader.Read(data);
+  const std::span<const std::byte, kCommonSize> fields(data);
+  if (count >= 2) {
+    common.channels = ReadBigEndian16(fields.first<2>());
+  }
+  if (count >= 6) {
+    common.sampleFrames = ReadBigEndian32(fields.subspan<2, 4>());
+  }
+  if (count >= 8) {
+    common.sampleSize = ReadBigEndian16(fields.subspan<6, 2>());
+  }
+  if (count >= 14) {
+    common.sampleRate = ReadExtendedRate(fields.subspan<8, 6>());
+  }
+}
+
+/// False when the mismatch ends the opening.
+bool CheckFormSize(const ID3Tag& tag, std::uint32_t formSize, std::uint32_t fileSize,
+                   const AiffWalkRules& rules) {
+  if (formSize + kFormHeaderSize == fileSize) {
+    return true;
+  }
+  if (!rules.stopsAtSizeMismatch) {
+    const auto asSigned = [](std::uint32_t size) {
+      return static_cast<long>(static_cast<std::int32_t>(size));
+    };
+    WriteLogLine(kLogWarning, "Size in header is not consistent with file size (%ld <> %ld - 8)",
+                 asSigned(formSize), asSigned(fileSize));
+    return true;
+  }
+  WriteLogLine(kLogWarning, "Size in header is not consistent with file size (%lu <> %lu - 8)%s",
+               static_cast<unsigned long>(formSize), static_cast<unsigned long>(fileSize),
+               tag.ignoreSizeErrors ? " (ignoring...)" : "");
+  return tag.ignoreSizeErrors;
+}
+
+/// Whether the chunks behind this form type are walked.
+bool TakeFormType(SourceReader& reader, const AiffWalkRules& rules) {
+  ChunkId type{};
+  const bool isWhole = reader.Read(type) == type.size();
+  const bool isTaken = isWhole && (BeginsWithWord(type, "AIFF") ||
+                                   (rules.takesCompressed && BeginsWithWord(type, "AIFC")));
+  if (!rules.announcesForm) {
+    return isTaken;
+  }
+  const std::string_view text = AsText(type);
+  if (isTaken) {
+    WriteLogLine(kLogInformation, "%sAIFF header found",
+                 ToLower(text[3]) == 'c' ? "Compressed " : "");
+  } else {
+    WriteLogLine(kLogError, "AIFF error: Expected AIFF but found %c%c%c%c", text[0], text[1],
+                 text[2], text[3]);
+  }
+  return isTaken;
+}
+
+void WalkChunks(ID3Tag& tag, SourceReader& reader, AiffCommon& common, const AiffWalkRules& rules) {
+  while (const std::optional<ChunkId> id = ReadId(reader)) {
+    const std::optional<std::uint32_t> chunkSize = ReadNumber32(reader);
+    if (!chunkSize) {
+      return;  // fewer than 4 bytes: the next ID cannot be whole either
+    }
+    std::uint32_t size = *chunkSize + *chunkSize % 2;  // may wrap to 0: nothing to skip then
+    if (BeginsWithWord(*id, "ID3 ")) {
+      if (rules.storesTagSizeAsOffset) {
+        tag.details.audioOffset = size;
+      } else {
+        tag.id3AreaSize = size;
+      }
+      return;
+    }
+    if (BeginsWithWord(*id, "COMM") && size >= kCommonSize) {
+      ReadCommon(reader, common);
+      size -= kCommonSize;
+    }
+    reader.Skip(size);
+  }
+}
+
+}  // namespace
+
+bool WalkAiff(ID3Tag& tag, SourceReader& reader, AiffCommon& common, std::uint32_t fileSize,
+              const AiffWalkRules& rules) {
+  if (const std::optional<std::uint32_t> formSize = ReadNumber32(reader)) {
+    if (!CheckFormSize(tag, *formSize, fileSize, rules)) {
+      return false;
+    }
+    if (TakeFormType(reader, rules)) {
+      WalkChunks(tag, reader, common, rules);
+    }
+  }
+  if (rules.makesDetails) {
+    MakeAiffDetails(tag, common);
+  }
+  return true;
+}
+
+bool MakeAiffDetails(ID3Tag& tag, const AiffCommon& common) {
+  constexpr std::int32_t kAiffVersion = 5;
+  constexpr std::uint8_t kAiffLayer = 4;
+  constexpr std::uint8_t kMono = 3;
+  constexpr std::uint8_t kMultiChannel = 4;
+  TrackDetails& details = tag.details;
+  details.versionIndex = kAiffVersion;
+  details.layerIndex = kAiffLayer;
+  if (common.sampleRate == 0) {
+    return false;
+  }
+  details.bitsPerSample = common.sampleSize;
+  details.bitRate = std::uint32_t{common.sampleSize} * common.channels * common.sampleRate / 1000;
+  if (common.channels == 1) {
+    details.channelMode = kMono;
+  } else if (common.channels > 2) {
+    details.channelMode = kMultiChannel;
+  }
+  details.frameCount = common.sampleFrames;
+  details.sampleRateField = common.sampleRate;
+
+  // A rest of five sample frames already makes a whole second, on purpose.
+  constexpr std::uint32_t kRestThatRoundsUp = 5;
+  std::uint64_t frames = common.sampleFrames;
+  if (frames % common.sampleRate >= kRestThatRoundsUp) {
+    frames += common.sampleRate;
+  }
+  tag.SetDuration(frames, common.sampleRate);
+  return true;
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,36 @@
+// Numbers as the formats write them. Each function reads from the start of a view that must hold
+// as many bytes as the number has.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace tagsmith {
+
+using ByteView = std::span<const std::byte>;
+
+constexpr std::uint16_t ReadBigEndian16(std::span<const std::byte, 2> bytes) {
+  return static_cast<std::uint16_t>(std::to_integer<unsigned>(bytes[0]) << 8U |
+                                    std::to_integer<unsigned>(bytes[1]));
+}
+
+constexpr std::uint32_t ReadBigEndian32(std::span<const std::byte, 4> bytes) {
+  std::uint32_t value = 0;
+  for (const std::byte byte : bytes) {
+    value = value << 8U | std::to_integer<std::uint32_t>(byte);
+  }
+  return value;
+}
+
+/// ID3v2.4.0 structure, 6.2: four bytes of 7 bits. A byte of 128 or more counts in full, so the
+/// value stays within 32 bits whatever the bytes are.
+constexpr std::uint32_t ReadSyncsafe32(std::span<const std::byte, 4> bytes) {
+  std::uint32_t value = 0;
+  for (const std::byte byte : bytes) {
+    value = value * 128 + std::to_integer<std::uint32_t>(byte);
+  }
+  return value;
+}
+
+}  // namespace tagsmith

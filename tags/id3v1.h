@@ -1,0 +1,25 @@
+// The ID3v1 tag: the last 128 bytes of a file, if they begin with "TAG".
+#pragma once
+
+#include <span>
+
+#include "tags/source_reader.h"
+#include "tags/tag_model.h"
+
+namespace tagsmith {
+
+inline constexpr std::size_t kV1BlockSize = 128;
+
+/// What becomes of a block that cannot be read whole.
+enum class ShortV1Block { kLog, kIgnore };
+
+/// Reads the last 128 bytes and, when they begin with "TAG" (upper case), fills the ID3v1 values
+/// and sets v1Loaded. False only when the block could not be read.
+bool LoadV1Tag(ID3Tag& tag, SourceReader& reader, ShortV1Block whenShort);
+
+/// Fills the ID3v1 values from a block that begins with "TAG". Texts end at their first zero byte
+/// and keep trailing blanks; the comment has 29 characters at the most; the track byte is taken
+/// even where an ID3v1.0 comment runs through it (on purpose); a genre of 80 or more becomes 12.
+void ParseV1Block(ID3Tag& tag, std::span<const std::byte, kV1BlockSize> block);
+
+}  // namespace tagsmith

@@ -1,0 +1,339 @@
+#include "tags/id3v2.h"
+
+#include <cerrno>
+#include <limits>
+#include <vector>
+
+#include "diag/log.h"
+#include "tags/id3v2_frame.h"
+#include "tags/text_helpers.h"
+
+namespace tagsmith {
+namespace {
+
+constexpr int kLatestVersion = 4;
+
+// Flags of the tag header.
+constexpr std::byte kTagUnsynchronised{0x80};
+constexpr std::byte kTagExtended{0x40};
+constexpr std::byte kTagFooter{0x10};
+
+// Flags in the second flag byte of a 2.4 frame header.
+constexpr std::byte kFrameDataLength{0x01};
+constexpr std::byte kFrameUnsynchronised{0x02};
+
+/// Frame data is held in a buffer of at least this capacity; only messages tell of it.
+constexpr std::uint32_t kFrameBufferCapacity = 256;
+
+/// A value lies beyond the end of the tag.
+struct BeyondTag {};
+
+int VersionOf(std::byte byte) { return std::to_integer<std::int8_t>(byte); }
+
+bool IsLetterOrDigit(std::byte byte) {
+  const char c = ToLower(std::to_integer<char>(byte));
+  return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+}
+
+/// The walk over the frames of one tag.
+class TagWalk {
+ public:
+  TagWalk(ID3Tag& tag, ByteView buffer, TextReduction mode)
+      : tag_(tag), buffer_(buffer), mode_(mode) {}
+
+  [[nodiscard]] std::uint64_t Position() const { return position_; }
+
+  /// Whether the tag counts as present afterwards. Throws BeyondTag.
+  bool Run() {
+    if (!TakeTagHeader()) {
+      return true;
+    }
+    while (position_ < buffer_.size()) {
+      FrameHeader header;
+      if (!ReadFrameHeader(header)) {
+        return true;
+      }
+      V2Frame frame{.id = header.id,
+                    .version = version_,
+                    .isKnown = IsKnownFrame(header.id, version_),
+                    .mode = mode_};
+      if (!frame.isKnown) {
+        WriteLogLine(kLogError, "Non-standard 2.%d tag ID found '%s' (size %u)", version_,
+                     header.id.Text().data(), header.size);
+      }
+      switch (ReadFrameData(header, frame)) {
+        case DataResult::kTaken:
+          break;
+        case DataResult::kEnd:
+          return true;
+        case DataResult::kLostPosition:
+          // Without the mark that the tag is present, unlike every other end.
+          return false;
+      }
+      if (TakeEncoding(frame)) {
+        TakeFrame(tag_, frame);
+      }
+    }
+    return true;
+  }
+
+ private:
+  struct FrameHeader {
+    FrameId id;
+    std::uint32_t size = 0;
+    std::uint32_t plainSize = 0;  // the size bytes read as a plain number
+    std::byte flags{};
+  };
+
+  enum class DataResult { kTaken, kEnd, kLostPosition };
+
+  [[nodiscard]] bool Is22() const { return version_ <= 2; }
+  [[nodiscard]] bool Is24() const { return version_ >= 4; }
+
+  /// `Count` bytes from the position plus `offset` on.
+  template <std::size_t Count>
+  [[nodiscard]] std::span<const std::byte, Count> Bytes(std::uint64_t offset = 0) const {
+    if (!Fits(offset + Count)) {
+      throw BeyondTag{};
+    }
+    return buffer_.subspan(static_cast<std::size_t>(position_ + offset)).first<Count>();
+  }
+
+  [[nodiscard]] bool Fits(std::uint64_t count) const { return position_ + count <= buffer_.size(); }
+
+  [[nodiscard]] int SizeForMessage() const { return static_cast<int>(buffer_.size()); }
+  [[nodiscard]] int PositionForMessage(std::uint64_t offset) const {
+    return static_cast<int>(position_ + offset);
+  }
+
+  /// False when the tag's frames cannot be read.
+  bool TakeTagHeader() {
+    const std::span<const std::byte, kV2HeaderSize> header = Bytes<kV2HeaderSize>();
+    version_ = VersionOf(header[3]);
+    const std::byte flags = header[5];
+    tag_.v2Version = version_;
+    if (version_ > kLatestVersion) {
+      WriteLogLine(kLogWarning, "Warning: Tag version 2.%d found (max allowed is 2.%d)", version_,
+                   kLatestVersion);
+    }
+    if ((flags & kTagUnsynchronised) != std::byte{0} && !Is24()) {
+      WriteLogLine(kLogWarning, "Warning: Unsynchronisation is not supported in version 2.%d",
+                   version_);
+      return false;
+    }
+    position_ = kV2HeaderSize;
+    if ((flags & kTagExtended) != std::byte{0}) {
+      const std::span<const std::byte, 4> size = Bytes<4>();
+      // For 2.4, whose size counts its own four bytes, this goes four bytes too far, on purpose.
+      position_ += std::uint64_t{Is24() ? ReadSyncsafe32(size) : ReadBigEndian32(size)} + 4;
+    }
+    return true;
+  }
+
+  /// False at the end of the frames.
+  bool ReadFrameHeader(FrameHeader& header) {
+    if (!Fits(4)) {
+      if (Is22()) {
+        WriteLogLine(kLogError, "Failed to read the 2.2 frame ID (%d:%d)", SizeForMessage(),
+                     PositionForMessage(4));
+      } else {
+        WriteLogLine(kLogError, "Failed to get the 2.%d frame ID (%d:%d)", version_,
+                     SizeForMessage(), PositionForMessage(4));
+      }
+      return false;
+    }
+    const std::span<const std::byte, 4> start = Bytes<4>();
+    if (start[0] == std::byte{0}) {
+      return false;  // padding
+    }
+    if (Is22()) {
+      header.id = FrameId(AsText(start.first<3>()));
+      header.size = std::to_integer<std::uint32_t>(start[3]) << 16U | ReadBigEndian16(Bytes<2>(4));
+      header.plainSize = header.size;
+      position_ += 6;
+      return true;
+    }
+    header.id = FrameId(AsText(start));
+    position_ += 4;
+    if (!Fits(6)) {
+      WriteLogLine(kLogError, "Failed to get the frame size (%d:%d)", SizeForMessage(),
+                   PositionForMessage(6));
+      return false;
+    }
+    header.plainSize = ReadBigEndian32(Bytes<4>());
+    header.size = Is24() ? ReadSyncsafe32(Bytes<4>()) : header.plainSize;
+    header.flags = Bytes<1>(5)[0];
+    position_ += 6;
+    return true;
+  }
+
+  DataResult ReadFrameData(const FrameHeader& header, V2Frame& frame) {
+    std::uint32_t size = header.size;
+    if (size == 0 || size > buffer_.size()) {
+      WriteLogLine(kLogError, "Tag 2.%d frame %s size error (%u, max %lu)", version_,
+                   header.id.Text().data(), size, static_cast<unsigned long>(buffer_.size()));
+      return DataResult::kEnd;
+    }
+    capacity_ = std::max({capacity_, size, header.plainSize});
+
+    if (Is24() && (header.flags & kFrameDataLength) != std::byte{0}) {
+      position_ += 4;
+      size -= 4;  // below 4 it wraps, and is too large for what is left
+    }
+    if (size > capacity_ || !Fits(size)) {
+      const auto left = static_cast<std::int64_t>(buffer_.size() - position_);
+      WriteLogLine(kLogError, "Frame buffer size mismatch (%d:%d %d)", static_cast<int>(size),
+                   static_cast<int>(capacity_), static_cast<int>(left));
+      return DataResult::kEnd;
+    }
+    frame.body = TakeBytes(size);
+    if (Is24() && header.size != header.plainSize && !IsAtFrame()) {
+      // The size was written as a plain number.
+      position_ -= size;
+      if (!Fits(header.plainSize)) {
+        WriteLogLine(kLogError, "Failed to read the 2.%d non-syncsafe frame (%d:%d)", version_,
+                     SizeForMessage(), PositionForMessage(header.plainSize));
+        return DataResult::kEnd;
+      }
+      frame.body = TakeBytes(header.plainSize);
+      if (!IsAtFrame()) {
+        WriteLogLine(kLogError, "Failed to validate the tag position after a non-syncsafe frame");
+        return DataResult::kLostPosition;
+      }
+    }
+    if (Is24() && (header.flags & kFrameUnsynchronised) != std::byte{0}) {
+      RemoveUnsynchronisation(frame);
+    }
+    return DataResult::kTaken;
+  }
+
+  ByteView TakeBytes(std::uint32_t size) {
+    const ByteView bytes = buffer_.subspan(static_cast<std::size_t>(position_), size);
+    position_ += size;
+    return bytes;
+  }
+
+  /// Whether the position is the end, padding, or letters and digits as a frame ID has them. Of a
+  /// frame ID that the end of the tag cuts, the characters that are there decide.
+  [[nodiscard]] bool IsAtFrame() const {
+    if (position_ >= buffer_.size()) {
+      return true;
+    }
+    const ByteView rest = buffer_.subspan(static_cast<std::size_t>(position_));
+    const ByteView id = rest.first(std::min<std::size_t>(rest.size(), 4));
+    return id[0] == std::byte{0} || std::all_of(id.begin(), id.end(), IsLetterOrDigit);
+  }
+
+  /// Drops each zero byte behind an FF byte (ID3v2.4.0 structure, 6.1).
+  void RemoveUnsynchronisation(V2Frame& frame) {
+    scratch_.clear();
+    scratch_.reserve(frame.body.size());
+    bool isBehindFf = false;
+    for (const std::byte byte : frame.body) {
+      if (!isBehindFf || byte != std::byte{0}) {
+        scratch_.push_back(byte);
+      }
+      isBehindFf = byte == std::byte{0xFF};
+    }
+    frame.body = scratch_;
+  }
+
+  /// Takes the encoding byte of the frames that begin with one; false when the frame is skipped.
+  bool TakeEncoding(V2Frame& frame) {
+    if (!BeginsWithEncoding(frame.id)) {
+      return true;
+    }
+    frame.encoding = std::to_integer<std::uint32_t>(frame.At(0));
+    frame.textStart = 1;
+    switch (frame.encoding) {
+      case kLatin1:
+      case kUtf8:
+        return true;
+      case kUtf16:
+        return IsMarkByte(frame.At(1)) && IsMarkByte(frame.At(2));
+      case kUtf16Be:
+        PutMarkInFront(frame);
+        return true;
+      default:
+        WriteLogLine(kLogError, "Unknown Unicode type %d found for frame ID %s",
+                     static_cast<int>(frame.encoding), frame.id.Text().data());
+        return false;
+    }
+  }
+
+  static bool IsMarkByte(std::byte byte) { return (byte & std::byte{0xFE}) == std::byte{0xFE}; }
+
+  void PutMarkInFront(V2Frame& frame) {
+    std::vector<std::byte> marked;
+    marked.reserve(frame.body.size() + 3);
+    marked.push_back(frame.At(0));
+    marked.push_back(std::byte{0xFE});
+    marked.push_back(std::byte{0xFF});
+    const ByteView text = frame.Text();
+    marked.insert(marked.end(), text.begin(), text.end());
+    scratch_ = std::move(marked);
+    frame.body = scratch_;
+  }
+
+  ID3Tag& tag_;
+  ByteView buffer_;
+  TextReduction mode_;
+  int version_ = 0;
+  std::uint64_t position_ = 0;  // wide enough never to wrap
+  std::uint32_t capacity_ = kFrameBufferCapacity;
+  std::vector<std::byte> scratch_;  // frame data that is not in the tag as it is needed
+};
+
+}  // namespace
+
+std::uint32_t GetV2TagSize(ByteView bytes) {
+  if (bytes.size() < kV2HeaderSize || !AsText(bytes).starts_with("ID3")) {
+    return 0;
+  }
+  const int version = VersionOf(bytes[3]);
+  if (version > kLatestVersion) {
+    WriteLogLine(kLogError, "ID3 tag version 2.%d is incompatible (max 2.%d)", version,
+                 kLatestVersion);
+  }
+  constexpr std::byte kKnownFlags = kTagUnsynchronised | kTagExtended | kTagFooter;
+  const std::byte flags = bytes[5];
+  if (flags != std::byte{0} && (flags & kKnownFlags) == std::byte{0}) {
+    return 0;
+  }
+  return ReadSyncsafe32(bytes.subspan<6, 4>()) + kV2HeaderSize;
+}
+
+std::uint32_t ProbeV2Tag(const ID3Tag& tag, SourceReader& reader) {
+  if (tag.isMpeg) {
+    reader.SeekTo(0);
+  }
+  return GetV2TagSize(reader.Peek(kV2HeaderSize));
+}
+
+bool LoadV2Tag(ID3Tag& tag, SourceReader& reader, std::uint32_t size, bool keepUnicode,
+               ShortV2Tag whenShort, std::size_t lookAhead) {
+  errno = 0;  // the message shall tell of the read
+  const ByteView bytes = reader.Take(size, lookAhead);
+  if (bytes.size() < size) {
+    if (whenShort == ShortV2Tag::kLog) {
+      WriteLogLine(kLogError, "Failed to load the tag data (error: %.255s)", ErrorText(errno));
+    }
+    return false;
+  }
+  return ParseV2Tag(tag, bytes, keepUnicode);
+}
+
+bool ParseV2Tag(ID3Tag& tag, ByteView buffer, bool keepUnicode) {
+  TagWalk walk(tag, buffer, keepUnicode ? TextReduction::kKeepUnicode : TextReduction::kLatin1);
+  try {
+    if (walk.Run()) {
+      tag.v2Present = true;
+    }
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to read the version 2 tag data (pos: %u)",
+                 static_cast<std::uint32_t>(walk.Position()));
+  }
+  return true;
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,35 @@
+// The ID3v2 tag of versions 2.2, 2.3 and 2.4 (id3v2-00, ID3v2.3.0, ID3v2.4.0 structure): its
+// header and the walk over its frames. Bad data is logged; what was read before it stays.
+#pragma once
+
+#include <cstdint>
+
+#include "tags/source_reader.h"
+#include "tags/tag_model.h"
+
+namespace tagsmith {
+
+inline constexpr std::size_t kV2HeaderSize = 10;
+
+/// The size in bytes, header included, of the tag whose first bytes these are; 0 when they are no
+/// tag header ("ID3" in upper case) or fewer than 10.
+std::uint32_t GetV2TagSize(ByteView bytes);
+
+/// GetV2TagSize of the bytes at the beginning (MPEG tracks) or at the reader's position (others),
+/// where the reader stands afterwards.
+std::uint32_t ProbeV2Tag(const ID3Tag& tag, SourceReader& reader);
+
+/// What becomes of a tag that is shorter than its header says.
+enum class ShortV2Tag { kLog, kIgnore };
+
+/// Reads a tag of `size` bytes from the reader's position and parses it. The `lookAhead` bytes
+/// behind the tag are fetched with it. False, with nothing parsed, when fewer bytes arrive.
+bool LoadV2Tag(ID3Tag& tag, SourceReader& reader, std::uint32_t size, bool keepUnicode,
+               ShortV2Tag whenShort, std::size_t lookAhead);
+
+/// Parses a whole tag, header first, and sets v2Version and, except after two kinds of fault,
+/// v2Present. Values are added to those that the tag model holds. `keepUnicode` false narrows texts
+/// to Latin-1. Always true. The buffer stays the caller's; nothing of it is kept.
+bool ParseV2Tag(ID3Tag& tag, ByteView buffer, bool keepUnicode);
+
+}  // namespace tagsmith

@@ -1,0 +1,62 @@
+#include <algorithm>
+
+#include "tags/id3v2_frame.h"
+
+namespace tagsmith {
+namespace {
+
+// clang-format off
+constexpr char kKnownIds22[][5] = {
+    "BUF", "CNT", "COM", "CRA", "CRM", "ETC", "EQU", "GEO", "IPL", "LNK", "MCI", "MLL", "PIC",
+    "POP", "REV", "RVA", "SLT", "STC", "TAL", "TBP", "TCM", "TCO", "TCR", "TDA", "TDY", "TEN",
+    "TFT", "TIM", "TKE", "TLA", "TLE", "TMT", "TOA", "TOF", "TOL", "TOR", "TOT", "TP1", "TP2",
+    "TP3", "TP4", "TPA", "TPB", "TRC", "TRD", "TRK", "TSI", "TSS", "TT1", "TT2", "TT3", "TXT",
+    "TXX", "TYE", "UFI", "ULT", "WAF", "WAR", "WAS", "WCM", "WCP", "WPB", "WXX", "TCP", "PCS",
+    "TID", "WFD", "TDS", "TDR",
+};
+constexpr char kKnownIds[][5] = {
+    "AENC", "APIC", "COMM", "COMR", "ENCR", "EQUA", "ETCO", "GEOB", "GRID", "IPLS", "LINK",
+    "MCDI", "MLLT", "OWNE", "PRIV", "PCNT", "POPM", "POSS", "RBUF", "RVAD", "RVRB", "SYLT",
+    "SYTC", "TALB", "TBPM", "TCOM", "TCON", "TCOP", "TDAT", "TDLY", "TENC", "TEXT", "TFLT",
+    "TIME", "TIT1", "TIT2", "TIT3", "TKEY", "TLAN", "TLEN", "TMED", "TOAL", "TOFN", "TOLY",
+    "TOPE", "TORY", "TOWN", "TPE1", "TPE2", "TPE3", "TPE4", "TPOS", "TPUB", "TRCK", "TRDA",
+    "TRSN", "TRSO", "TSIZ", "TSRC", "TSSE", "TYER", "TXXX", "UFID", "USER", "USLT", "WCOM",
+    "WCOP", "WOAF", "WOAR", "WOAS", "WORS", "WPAY", "WPUB", "WXXX", "TCMP", "PCST", "TGID",
+    "WFED", "WFD ", "TDES", "TRTG", "TSWC", "ASPI", "EQU2", "RVA2", "SEEK", "SIGN", "TDEN",
+    "TDOR", "TDRC", "TDRL", "TDTG", "TIPL", "TMCL", "TMOO", "TPRO", "TSOA", "TSOP", "TSOT",
+    "TSST", "FORM",
+};
+// clang-format on
+
+// Of the second table version 2.3 knows the first 82, version 2.4 the first 100; "FORM" is outside
+// both, on purpose.
+constexpr std::size_t kKnownIn22 = std::size(kKnownIds22);
+constexpr std::size_t kKnownIn23 = 82;
+constexpr std::size_t kKnownIn24 = 100;
+static_assert(kKnownIn22 == 69 && std::size(kKnownIds) == kKnownIn24 + 1);
+
+template <std::size_t Count>
+constexpr std::array<FrameId, Count> MakeIds(const char (&texts)[Count][5]) {
+  std::array<FrameId, Count> ids;
+  std::copy(std::begin(texts), std::end(texts), ids.begin());
+  return ids;
+}
+constexpr auto kIds22 = MakeIds(kKnownIds22);
+constexpr auto kIds = MakeIds(kKnownIds);
+
+}  // namespace
+
+bool BeginsWithEncoding(FrameId id) {
+  return (id.BeginsWith("T") && !id.BeginsWith("TXX")) || id == "WFD" || id == "WFED" ||
+         id == "WFD ";
+}
+
+bool IsKnownFrame(FrameId id, int version) {
+  std::span<const FrameId> known = kIds22;
+  if (version > 2) {
+    known = std::span(kIds).first(version == 3 ? kKnownIn23 : kKnownIn24);
+  }
+  return std::find(known.begin(), known.end(), id) != known.end();
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,422 @@
+// Which frame fills which field, and how: one table, in the order in which frames are matched.
+#include <optional>
+#include <string>
+
+#include "diag/log.h"
+#include "format/bounded.h"
+#include "tags/genre_table.h"
+#include "tags/id3v2_frame.h"
+#include "tags/text_helpers.h"
+
+namespace tagsmith {
+namespace {
+
+/// Takes a frame; false when its field is filled already, so that matching goes on.
+using FrameHandler = bool (*)(ID3Tag& tag, const V2Frame& frame);
+
+// ---- Simple fields ----------------------------------------------------------------------------
+
+template <TagText V2Values::*Field>
+bool TakeText(ID3Tag& tag, const V2Frame& frame) {
+  if ((tag.*Field).IsPresent()) {
+    return false;
+  }
+  Tag::SetText(frame.Text(), frame.encoding, frame.mode, &(tag.*Field));
+  return true;
+}
+
+template <NarrowText V2Values::*Field>
+bool TakeLatin1(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.*Field) {
+    return false;
+  }
+  tag.*Field = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1);
+  return true;
+}
+
+template <NarrowText V2Values::*Field>
+bool TakeAscii(ID3Tag& tag, const V2Frame& frame) {
+  tag.*Field = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii);
+  return true;
+}
+
+bool TakeYear(ID3Tag& tag, const V2Frame& frame) {
+  tag.SetYear(ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii));
+  return true;
+}
+
+bool TakeReleaseTime22(ID3Tag& tag, const V2Frame& frame) {
+  return tag.extraFramesMode != ExtraFramesMode::kIgnore &&
+         TakeAscii<&V2Values::releaseTime>(tag, frame);
+}
+
+bool TakeCompilation(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.compilation) {
+    return false;
+  }
+  tag.compilation = frame.At(frame.textStart) == std::byte{'1'};
+  return true;
+}
+
+bool TakePodcast(ID3Tag& tag, const V2Frame&) {
+  tag.podcast = true;
+  return true;
+}
+
+bool TakeAdvisory(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.advisory != 0) {
+    return false;
+  }
+  const auto value = std::to_integer<std::uint32_t>(frame.At(frame.textStart));
+  tag.advisory = value < '0' ? value : value - '0';
+  return true;
+}
+
+// ---- Numbers written n/m ----------------------------------------------------------------------
+
+std::uint16_t ParseNumber(std::string_view text) {
+  return static_cast<std::uint16_t>(ParseDecimal(text));
+}
+
+enum class LeadingSlash { kLeavesNumber, kMakesNumberZero };
+
+/// The raw text is read, whatever its encoding.
+void TakeNumbers(const V2Frame& frame, LeadingSlash leadingSlash, std::uint16_t& number,
+                 std::uint16_t& count) {
+  const std::string_view text = UpToZero(AsText(frame.Text()));
+  const std::size_t slash = text.find('/');
+  if (slash != 0 || leadingSlash == LeadingSlash::kMakesNumberZero) {
+    number = ParseNumber(text);
+  }
+  if (slash != std::string_view::npos) {
+    count = ParseNumber(text.substr(slash + 1));
+  }
+}
+
+bool TakeTrack(ID3Tag& tag, const V2Frame& frame) {
+  TakeNumbers(frame, LeadingSlash::kLeavesNumber, tag.track, tag.trackCount);
+  return true;
+}
+
+bool TakeDisc(ID3Tag& tag, const V2Frame& frame) {
+  TakeNumbers(frame, LeadingSlash::kMakesNumberZero, tag.disc, tag.discCount);
+  return true;
+}
+
+// ---- Genre ------------------------------------------------------------------------------------
+
+/// The name that "(17)" refers to; nothing when the text does not begin with such a reference.
+std::optional<std::string_view> ReferencedGenre(std::string_view rawText) {
+  if (!rawText.starts_with('(')) {
+    return std::nullopt;
+  }
+  // No digits count as 0, so "(RX)" refers to the first genre, on purpose.
+  const std::int32_t number = ParseDecimal(rawText.substr(1));
+  if (number < 0 || number >= static_cast<std::int32_t>(kGenreCount)) {
+    return std::nullopt;
+  }
+  return GetReferencedGenreName(static_cast<std::size_t>(number));
+}
+
+bool TakeGenre(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.genre.IsPresent()) {
+    return false;
+  }
+  const auto set = [&](std::string_view text, std::uint32_t encoding) {
+    Tag::SetText(std::as_bytes(std::span(text)), encoding, TextReduction::kLatin1, &tag.genre);
+  };
+  if (const auto name = ReferencedGenre(UpToZero(AsText(frame.Text())))) {
+    set(*name, kLatin1);
+    return true;
+  }
+  const std::string narrow = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1);
+  const std::size_t closing = narrow.find(')');
+  if (closing == std::string::npos) {
+    return TakeText<&V2Values::genre>(tag, frame);
+  }
+  // What stands behind the parenthesis is converted again from the frame's encoding, on purpose.
+  set(std::string_view(narrow).substr(closing + 1), frame.encoding);
+  return true;
+}
+
+// ---- Frames that read their own encoding byte -------------------------------------------------
+
+std::uint32_t OwnEncoding(const V2Frame& frame) {
+  const auto encoding = std::to_integer<std::uint32_t>(frame.At(0));
+  return encoding <= kUtf8 ? encoding : kLatin1;
+}
+
+bool IsWide(std::uint32_t encoding) { return encoding == kUtf16 || encoding == kUtf16Be; }
+
+/// A description and what stands behind its terminator.
+struct DescribedData {
+  std::uint32_t encoding = kLatin1;
+  ByteView description;
+  std::size_t start = 0;  // of the data, in the frame
+};
+
+/// Nothing when the description, which begins at `start`, has no terminator in the frame.
+std::optional<DescribedData> FindDescription(const V2Frame& frame, std::size_t start) {
+  const std::uint32_t encoding = OwnEncoding(frame);
+  const std::size_t unit = IsWide(encoding) ? 2 : 1;
+  for (std::size_t i = start; i + unit <= frame.body.size(); i += unit) {
+    if (frame.At(i) == std::byte{0} && frame.At(i + unit - 1) == std::byte{0}) {
+      return DescribedData{encoding, frame.body.subspan(start, i - start), i + unit};
+    }
+  }
+  return std::nullopt;
+}
+
+/// Whether the text of a comment or lyrics frame can be used: it has a byte-order mark, or looks
+/// like little-endian units.
+bool IsReadableText(const DescribedData& data, ByteView text) {
+  if (data.encoding == kLatin1) {
+    return true;
+  }
+  const auto isMarkByte = [](std::byte byte) {
+    return byte == std::byte{0xFE} || byte == std::byte{0xFF};
+  };
+  if (text.size() >= 2 && isMarkByte(text[0]) && isMarkByte(text[1])) {
+    return true;
+  }
+  for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+    if (text[i] != std::byte{0} && text[i + 1] == std::byte{0}) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Descriptions of comments that hold a player's data begin so.
+bool BeginsWithPlayerMark(const DescribedData& data) {
+  constexpr std::string_view kPlayerMark = "iTun";
+  if (!IsWide(data.encoding)) {
+    return AsText(data.description).starts_with(kPlayerMark);
+  }
+  return ConvertToNarrow(data.description, data.encoding, TextReduction::kLatin1)
+      .starts_with(kPlayerMark);
+}
+
+constexpr std::size_t kLanguageEnd = 4;  // encoding byte and three letters
+
+template <TagText V2Values::*Field>
+bool TakeLanguageText(ID3Tag& tag, const V2Frame& frame) {
+  constexpr bool kIsComment = Field == &V2Values::comment;
+  if ((tag.*Field).IsPresent()) {
+    return false;
+  }
+  const auto data = FindDescription(frame, kLanguageEnd);
+  if (!data || (kIsComment && BeginsWithPlayerMark(*data))) {
+    return true;
+  }
+  const ByteView text = frame.From(data->start);
+  if (IsReadableText(*data, text)) {
+    Tag::SetText(text, data->encoding, frame.mode, &(tag.*Field));
+  }
+  return true;
+}
+
+bool TakeUserText(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.extraFramesMode == ExtraFramesMode::kIgnore) {
+    return false;
+  }
+  if (const auto data = FindDescription(frame, 1)) {
+    TagUserText& entry = tag.userTexts.emplace_back();
+    Tag::SetText(data->description, data->encoding, frame.mode, &entry.description);
+    Tag::SetText(frame.From(data->start), data->encoding, frame.mode, &entry.value);
+  }
+  return true;
+}
+
+bool TakeUserUrl(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.userUrl) {
+    return false;
+  }
+  if (const auto data = FindDescription(frame, 1)) {
+    // The URL is ISO-8859-1 whatever the description's encoding is (ID3v2.4.0 frames, 4.3.2).
+    tag.userUrl = ConvertToNarrow(frame.From(data->start), kLatin1, TextReduction::kLatin1);
+  }
+  return true;
+}
+
+// ---- Pictures ---------------------------------------------------------------------------------
+
+/// MIME type and first bytes of the image must both fit.
+struct PictureFormat {
+  std::string_view mimeType;
+  bool isPrefix;  // of the MIME type
+  std::string_view firstBytes;
+  std::string_view word;
+};
+constexpr PictureFormat kPictureFormats[] = {
+    {"image/jpeg", false, "\xFF\xD8", "jpeg"}, {"image/jpg", false, "\xFF\xD8", "jpeg"},
+    {"image/tif", true, "MM", "tiff"},  // big-endian only, on purpose
+    {"image/png", false, "\x89PNG", "png"},    {"image/gif", false, "GIF", "gif"},
+    {"image/bmp", false, "BM", "bmp"},
+};
+constexpr std::size_t kMimeTypeSize = 63;  // what is compared of a MIME type
+constexpr std::size_t kSmallestPicture = 4;
+
+/// Takes the picture whose type byte stands at `typePosition`.
+void TakePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeType,
+                     std::size_t typePosition) {
+  const auto data = FindDescription(frame, typePosition + 1);
+  if (!data) {
+    return;
+  }
+  const ByteView image = frame.From(data->start);
+  if (image.size() < kSmallestPicture) {
+    return;
+  }
+  for (const PictureFormat& format : kPictureFormats) {
+    const std::size_t compared =
+        format.isPrefix ? format.mimeType.size() : format.mimeType.size() + 1;
+    if (EqualIgnoringCase(mimeType, format.mimeType, compared) &&
+        AsText(image).starts_with(format.firstBytes)) {
+      tag.AddPicture(image, format.word);
+      return;
+    }
+  }
+}
+
+bool TakePicture(ID3Tag& tag, const V2Frame& frame) {
+  const std::string_view mimeType = UpToZero(AsText(frame.From(1)));
+  if (mimeType.empty()) {
+    WriteLogLine(kLogError, "Invalid picture MIME %s", "");
+    return true;
+  }
+  TakePictureData(tag, frame, mimeType.substr(0, kMimeTypeSize), 1 + mimeType.size() + 1);
+  return true;
+}
+
+bool TakePicture22(ID3Tag& tag, const V2Frame& frame) {
+  constexpr std::size_t kFormatSize = 3;
+  const ByteView format = frame.From(1);
+  if (BeginsWithWord(format, "PNG")) {
+    TakePictureData(tag, frame, "image/png", 1 + kFormatSize);
+  } else if (BeginsWithWord(format, "JPG")) {
+    TakePictureData(tag, frame, "image/jpeg", 1 + kFormatSize);
+  }
+  return true;
+}
+
+// ---- Identifier and rating --------------------------------------------------------------------
+
+bool TakeFileIdentifier(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.ufidOwner) {
+    return false;
+  }
+  tag.ufidOwner = ConvertToNarrow(frame.body, kLatin1, TextReduction::kLatin1);
+  const ByteView identifier = frame.From(UpToZero(AsText(frame.body)).size() + 1);
+  if (!identifier.empty()) {
+    tag.ufidSize = static_cast<std::uint32_t>(std::min(identifier.size(), tag.ufidData.size()));
+    std::copy_n(identifier.begin(), tag.ufidSize, tag.ufidData.begin());
+  }
+  return true;
+}
+
+bool TakeRating(ID3Tag& tag, const V2Frame& frame) {
+  if (tag.ratingEmail) {
+    return false;
+  }
+  tag.ratingEmail = ConvertToNarrow(frame.body, kLatin1, TextReduction::kLatin1);
+  tag.rating = std::to_integer<std::uint8_t>(frame.At(UpToZero(AsText(frame.body)).size() + 1));
+  return true;
+}
+
+// ---- Frames without a field -------------------------------------------------------------------
+
+void TakeWithoutField(ID3Tag& tag, const V2Frame& frame) {
+  const bool keepsAll = tag.extraFramesMode == ExtraFramesMode::kKeepAll;
+  if (tag.extraFramesMode == ExtraFramesMode::kIgnore || (!keepsAll && !frame.isKnown)) {
+    return;
+  }
+  const auto id = frame.id.Text();
+  // The words stand with the modes the other way round than one would think, on purpose.
+  if (keepsAll) {
+    WriteLogLine(kLogInformation, "Adding unsupported but valid tag field '%s'", id.data());
+  } else {
+    WriteLogLine(kLogInformation, "Adding non-standard tag field '%s'", id.data());
+  }
+  if (frame.version <= 2) {
+    if (frame.isKnown) {
+      WriteLogLine(kLogWarning,
+                   "Copying all tag data is not supported for frame ID %s in version 2.%d",
+                   id.data(), frame.version);
+    }
+    return;
+  }
+  TagRawFrame& raw = tag.rawFrames.emplace_back();
+  raw.data.assign(frame.body.begin(), frame.body.end());
+  CopyBounded(raw.id, id.data());
+}
+
+// ---- The table --------------------------------------------------------------------------------
+
+struct FrameRow {
+  FrameId id;    // of 2.3 and 2.4
+  FrameId id22;  // of 2.2; empty: none
+  FrameHandler take;
+};
+
+// clang-format off
+constexpr FrameRow kFrameRows[] = {
+    {"TRCK", "TRK", TakeTrack},
+    {"TIT2", "TT2", TakeText<&V2Values::title>},
+    {"TPE1", "TP1", TakeText<&V2Values::artist>},
+    {"TALB", "TAL", TakeText<&V2Values::album>},
+    {"TYER", "TYE", TakeYear},
+    {"TCON", "TCO", TakeGenre},
+    {"COMM", "COM", TakeLanguageText<&V2Values::comment>},
+    {"TCOM", "TCM", TakeText<&V2Values::composer>},
+    {"TCOP", "TCR", TakeText<&V2Values::copyright>},
+    {"TOPE", "TOA", TakeText<&V2Values::originalArtist>},
+    {"TENC", "TEN", TakeLatin1<&V2Values::encodedBy>},
+    {"WXXX", "WXX", TakeUserUrl},
+    {"WOAR", "WAR", TakeLatin1<&V2Values::artistUrl>},
+    {"APIC", "",    TakePicture},
+    {"",     "PIC", TakePicture22},
+    {"USLT", "ULT", TakeLanguageText<&V2Values::lyrics>},
+    {"TPE3", "TP3", TakeText<&V2Values::conductor>},
+    {"TEXT", "TXT", TakeText<&V2Values::lyricist>},
+    {"TPUB", "TPB", TakeText<&V2Values::publisher>},
+    {"TPE2", "TP2", TakeText<&V2Values::albumArtist>},
+    {"TIT1", "TT1", TakeText<&V2Values::contentGroup>},
+    {"TIT3", "TT3", TakeText<&V2Values::subtitle>},
+    {"TSSE", "TSS", TakeText<&V2Values::encoderSettings>},
+    {"TXXX", "TXX", TakeUserText},
+    {"UFID", "UFI", TakeFileIdentifier},
+    {"TPOS", "TPA", TakeDisc},
+    {"TSRC", "TRC", TakeLatin1<&V2Values::isrc>},
+    {"POPM", "POP", TakeRating},
+    {"TCMP", "TCP", TakeCompilation},
+    {"TDRL", "",    TakeAscii<&V2Values::releaseTime>},
+    {"",     "TDR", TakeReleaseTime22},
+    {"TDRC", "",    TakeAscii<&V2Values::recordingTime>},
+    {"TBPM", "TBP", TakeLatin1<&V2Values::bpm>},
+    {"TKEY", "TKE", TakeLatin1<&V2Values::initialKey>},
+    {"TPRO", "",    TakeLatin1<&V2Values::producedNotice>},
+    {"TMOO", "",    TakeLatin1<&V2Values::mood>},
+    {"MCDI", "MCI", TakeLatin1<&V2Values::musicCdId>},
+    {"PCST", "PCS", TakePodcast},
+    {"TGID", "TID", TakeText<&V2Values::podcastId>},
+    {"WFED", "WFD", TakeLatin1<&V2Values::podcastFeedUrl>},
+    {"WFD ", "",    TakeLatin1<&V2Values::podcastFeedUrl>},
+    {"TDES", "TDS", TakeText<&V2Values::podcastDescription>},
+    {"TRTG", "",    TakeAdvisory},
+    {"TSWC", "",    TakeLatin1<&V2Values::iswc>},
+};
+// clang-format on
+
+}  // namespace
+
+void TakeFrame(ID3Tag& tag, const V2Frame& frame) {
+  for (const FrameRow& row : kFrameRows) {
+    if ((row.id == frame.id || row.id22 == frame.id) && row.take(tag, frame)) {
+      return;
+    }
+  }
+  TakeWithoutField(tag, frame);
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,383 @@
+#include "tags/mpeg_audio.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+
+#include "diag/log.h"
+#include "format/bounded.h"
+#include "tags/mpeg_header.h"
+#include "tags/mpeg_sync.h"
+#include "tags/text_helpers.h"
+
+namespace tagsmith {
+namespace {
+
+// Offsets from the start of a frame, the same for every version and channel mode.
+constexpr std::size_t kVbrHeaderOffset = 36;
+constexpr std::size_t kEncoderOffset = 156;  // behind a whole Xing header of 120 bytes
+constexpr std::size_t kEncoderSize = 255;
+constexpr std::size_t kShortEncoderSize = 8;
+
+constexpr std::string_view kLame = "LAME";
+
+/// The encoder's name as found near the first frames.
+class EncoderBuffer {
+ public:
+  [[nodiscard]] bool IsEmpty() const { return text_.front() == '\0'; }
+
+  void Take(ByteView bytes) { std::copy_n(AsText(bytes).begin(), CountOf(bytes), text_.begin()); }
+
+  /// Cuts "LAME3.100 ..." to what is the encoder's name and version.
+  void CutLameVersion() {
+    if (!IsLame()) {
+      return;
+    }
+    // Compared as a single against a double, so that 3.90 counts as 3.9 or more.
+    const auto version = static_cast<float>(std::strtod(text_.data() + kLame.size(), nullptr));
+    const bool isShort = static_cast<double>(version) >= 3.9;
+    const std::size_t length = isShort ? (text_[8] == '.' ? 8 : 9) : 20;
+    text_[length] = '\0';
+  }
+
+  /// What other encoders write in this place is never shown.
+  void StoreIn(TrackDetails& details) const {
+    CopyBounded(details.encoderText, IsLame() ? text_.data() : "");
+  }
+
+ private:
+  [[nodiscard]] bool IsLame() const { return EqualIgnoringCase(text_.data(), kLame, kLame.size()); }
+  [[nodiscard]] std::size_t CountOf(ByteView bytes) const {
+    return std::min(bytes.size(), text_.size() - 1);
+  }
+
+  std::array<char, 256> text_{};
+};
+
+ByteView From(ByteView bytes, std::size_t offset) {
+  return bytes.subspan(std::min(offset, bytes.size()));
+}
+
+ByteView UpTo(ByteView bytes, std::size_t count) {
+  return bytes.first(std::min(count, bytes.size()));
+}
+
+/// Reads the encoder from a VBR header in `frame`, which begins with the frame's header.
+EncoderBuffer ReadVbrHeader(ByteView frame, bool readsXing) {
+  EncoderBuffer encoder;
+  const ByteView header = From(frame, kVbrHeaderOffset);
+  if (BeginsWithWord(header, "Xing") || BeginsWithWord(header, "info")) {
+    if (readsXing) {
+      encoder.Take(UpTo(From(frame, kEncoderOffset), kEncoderSize));
+      encoder.CutLameVersion();
+    }
+  } else if (BeginsWithWord(header, kLame)) {
+    encoder.Take(UpTo(header, kShortEncoderSize));
+  }
+  return encoder;
+}
+
+void StoreHeader(TrackDetails& details, const MpegHeader& header) {
+  details.versionIndex = header.versionIndex;
+  details.layerIndex = header.layerIndex;
+  details.protectionBit = header.protectionBit;
+  details.sampleRateField = header.sampleRateIndex;
+  details.channelMode = header.channelMode;
+  details.copyrightBit = header.copyrightBit;
+  details.originBit = header.originBit;
+}
+
+void StoreOffset(ID3Tag& tag, std::uint32_t offset) {
+  tag.details.audioOffset = offset;
+  tag.id3AreaSize = offset;
+}
+
+/// Bits of audio by 32-bit arithmetic, sign-extended: more than 268435455 bytes wrap, on purpose.
+void SetDurationFromSize(ID3Tag& tag, std::uint32_t fileSize, std::uint32_t bitRate) {
+  const std::uint32_t bits = (fileSize - tag.details.audioOffset) * 8;
+  const auto extended = static_cast<std::int64_t>(static_cast<std::int32_t>(bits));
+  tag.SetDuration(static_cast<std::uint64_t>(extended), std::uint64_t{bitRate} * 1000);
+}
+
+/// The running average of the quick scan and where it last changed.
+struct SteadyAverage {
+  std::int64_t average = 0;
+  std::uint32_t notedAt = 0;  // frame count; 0: not noted yet
+};
+
+/// The walk over the frames of a file, and its way back to the search for another first frame.
+class FrameWalk {
+ public:
+  FrameWalk(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize, std::uint32_t scanMode)
+      : tag_(tag),
+        details_(tag.details),
+        reader_(reader),
+        fileSize_(fileSize),
+        scanMode_(scanMode) {}
+
+  /// False when no frame is left that a walk could start from.
+  bool Run() {
+    while (FindSync(reader_, tag_.isMpeg).found) {
+      if (!BeginFrames()) {
+        if (headerIsCut_) {
+          return false;
+        }
+        continue;
+      }
+      if (Walk() == Ending::kSearchAgain) {
+        continue;
+      }
+      if (Finish()) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+ private:
+  enum class Ending { kFinish, kSearchAgain };
+
+  static constexpr std::uint32_t kFramesSearchedForLame = 200;
+  static constexpr std::uint32_t kShortestFrameSearched = 13;
+  static constexpr std::uint32_t kQuickFrames = 500;
+  static constexpr std::uint32_t kMostFrames = 1000;
+  static constexpr std::uint32_t kSteadyFrames = 200;
+  static constexpr std::int64_t kSteadyRange = 2;
+
+  /// Takes the header whose two sync bytes were just read; the reader ends up behind it. False when
+  /// no walk can start here.
+  bool BeginFrames() {
+    reader_.Skip(-2);
+    const ByteView bytes = reader_.Peek(kMpegHeaderSize);
+    headerIsCut_ = bytes.size() < kMpegHeaderSize;
+    if (headerIsCut_) {
+      return false;
+    }
+    const MpegHeader header = DecodeMpegHeader(ReadBigEndian32(bytes.first<kMpegHeaderSize>()));
+    StoreHeader(details_, header);
+    StoreOffset(tag_, static_cast<std::uint32_t>(reader_.Position()));
+
+    bitRate_ = MpegBitRate(header);
+    bitRateSum_ = bitRate_;
+    sampleRate_ = MpegSampleRate(header.versionIndex, header.sampleRateIndex);
+    length_ = sampleRate_ == 0 ? 0 : MpegFrameLength(bitRate_, sampleRate_, header.padding);
+    if (length_ == 0) {
+      reader_.Skip(kMpegHeaderSize);
+      return false;
+    }
+    // Only a frame that starts a walk is searched for a VBR header: rejected ones leave no trace.
+    encoder_ = ReadVbrHeader(reader_.Peek(kEncoderOffset + kEncoderSize), true);
+    reader_.Skip(kMpegHeaderSize);
+    details_.isVbr = false;
+    frameCount_ = 1;
+    return true;
+  }
+
+  /// Goes from frame to frame, the reader standing behind a header at each round.
+  Ending Walk() {
+    while (length_ != 0) {
+      if (frameCount_ < kFramesSearchedForLame && encoder_.IsEmpty() &&
+          length_ >= kShortestFrameSearched) {
+        SearchForLame();
+      }
+      // A frame of fewer than 4 bytes leads back into its own header.
+      reader_.Skip(static_cast<std::int64_t>(length_) - static_cast<std::int64_t>(kMpegHeaderSize));
+      const std::optional<std::uint32_t> next = ReadHeader();
+      if (!next) {
+        return Ending::kFinish;
+      }
+      if (!TakeFrame(DecodeMpegHeader(*next))) {
+        return Ending::kSearchAgain;
+      }
+      if (IsSettled()) {
+        return Ending::kFinish;
+      }
+    }
+    return Ending::kFinish;
+  }
+
+  /// The next frame header, nothing at the end of the frames.
+  std::optional<std::uint32_t> ReadHeader() {
+    const ByteView bytes = reader_.Peek(kMpegHeaderSize);
+    reader_.Skip(static_cast<std::int64_t>(bytes.size()));
+    if (bytes.size() < kMpegHeaderSize) {
+      return std::nullopt;
+    }
+    const std::uint32_t header = ReadBigEndian32(bytes.first<kMpegHeaderSize>());
+    // Twelve bits, so that an MPEG-2.5 frame ends the walk, on purpose.
+    constexpr std::uint32_t kSyncBits = 0xFFF00000;
+    if ((header & kSyncBits) != kSyncBits) {
+      // "TAG" and a byte, as bits that must be set: an ID3v1 tag is a regular end.
+      constexpr std::uint32_t kTagBits = 0x54414700;
+      if ((header & kTagBits) != kTagBits) {
+        details_.syncLost = true;
+      }
+      return std::nullopt;
+    }
+    return header;
+  }
+
+  /// Counts a frame of the walk; false when its sample rate is invalid.
+  bool TakeFrame(const MpegHeader& header) {
+    ++frameCount_;
+    const std::uint32_t bitRate = MpegBitRate(header);
+    if (bitRate != bitRate_) {
+      details_.isVbr = true;
+    }
+    sampleRate_ = MpegSampleRate(header.versionIndex, header.sampleRateIndex);
+    if (sampleRate_ == 0) {
+      return false;
+    }
+    length_ = MpegFrameLength(bitRate, sampleRate_, header.padding);
+    bitRateSum_ += bitRate;
+    lengthSum_ += length_;
+    bitRate_ = bitRate;
+    return true;
+  }
+
+  /// Whether the scan mode lets the walk end here.
+  bool IsSettled() {
+    if (scanMode_ == kScanQuick) {
+      if (IsAverageSteady()) {
+        return true;
+      }
+      if (frameCount_ > kMostFrames) {
+        details_.isEstimated = true;
+        return true;
+      }
+    }
+    if (details_.isVbr || (scanMode_ != kScanQuick && scanMode_ != kScanConstant)) {
+      return false;
+    }
+    const std::uint32_t limit = scanMode_ == kScanConstant ? kMostFrames : kQuickFrames;
+    if (frameCount_ <= limit) {
+      return false;
+    }
+    details_.isEstimated = true;
+    WriteLogLine(kLogInformation, "VBR has not been found in the first %d frames (assuming CBR)",
+                 static_cast<int>(limit));
+    return true;
+  }
+
+  bool IsAverageSteady() {
+    const std::int64_t average = bitRateSum_ / frameCount_;
+    if (average > steady_.average + kSteadyRange || average < steady_.average - kSteadyRange) {
+      steady_ = {.average = average, .notedAt = frameCount_};
+      return false;
+    }
+    return steady_.notedAt != 0 && steady_.notedAt + kSteadyFrames < frameCount_ &&
+           frameCount_ > kQuickFrames;
+  }
+
+  /// Searches the rest of a frame backwards, over its closing zeros, for the encoder that some
+  /// versions write there.
+  void SearchForLame() {
+    const ByteView rest = reader_.Peek(length_ - kMpegHeaderSize);
+    std::size_t i = std::min<std::size_t>(length_ - kShortestFrameSearched + 1, rest.size());
+    while (i-- != 0) {
+      const auto value = std::to_integer<unsigned char>(rest[i]);
+      if (value == 'L' || value == 'l') {
+        if (BeginsWithWord(rest.subspan(i), kLame)) {
+          encoder_.Take(UpTo(rest.subspan(i), kShortEncoderSize));
+        }
+        return;
+      }
+      if (value != 0 && (value < 32 || value > 127)) {
+        return;
+      }
+    }
+  }
+
+  /// Stores the results; false when there is no bit rate, so that another first frame is needed.
+  bool Finish() {
+    const std::uint32_t average = bitRateSum_ / frameCount_;
+    tag_.SetBitRate(average);
+    details_.frameCount = frameCount_;
+    if (details_.isEstimated) {
+      const std::uint64_t averageLength = lengthSum_ / frameCount_;
+      if (averageLength != 0) {
+        const std::uint32_t audioSize = fileSize_ - details_.audioOffset;
+        details_.frameCount = static_cast<std::uint32_t>(audioSize / averageLength);
+      }
+    }
+    if (average == 0) {
+      return false;
+    }
+    SetDurationFromSize(tag_, fileSize_, average);
+    encoder_.StoreIn(details_);
+    return true;
+  }
+
+  ID3Tag& tag_;
+  TrackDetails& details_;
+  SourceReader& reader_;
+  std::uint32_t fileSize_;
+  std::uint32_t scanMode_;
+  bool headerIsCut_ = false;
+  EncoderBuffer encoder_;
+  std::uint32_t bitRate_ = 0;
+  float sampleRate_ = 0;
+  std::uint32_t length_ = 0;
+  std::uint32_t frameCount_ = 0;
+  std::uint32_t bitRateSum_ = 0;
+  std::uint64_t lengthSum_ = 0;  // without the first frame; goes on over a second search
+  SteadyAverage steady_;
+};
+
+}  // namespace
+
+bool AnalyseMpegFrames(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize,
+                       std::uint32_t scanMode, ProgressCallback progress) {
+  try {
+    tag.details.syncLost = false;
+    reader.UseLargeBlocks();
+    if (!FrameWalk(tag, reader, fileSize, scanMode).Run()) {
+      return false;
+    }
+    if (progress != nullptr) {
+      std::array<char, 293> text{};
+      FormatBounded(text, "Loading %s", tag.fileName.value_or("").c_str());
+      progress(text.data(), 100);
+    }
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to parse the MPEG data");
+  }
+  return true;
+}
+
+bool AnalyseMpegBuffer(ID3Tag& tag, ByteView buffer, std::uint32_t offset, std::uint32_t fileSize) {
+  try {
+    tag.details.syncLost = false;
+    if (buffer.size() < kMpegHeaderSize || buffer[0] != std::byte{0xFF} ||
+        !IsAcceptedSync(buffer[1], true)) {
+      return false;
+    }
+    tag.details.bitsPerSample = 16;
+    const MpegHeader header = DecodeMpegHeader(ReadBigEndian32(buffer.first<kMpegHeaderSize>()));
+    StoreHeader(tag.details, header);
+    StoreOffset(tag, offset);
+    if (buffer.size() < kVbrHeaderOffset) {
+      return false;
+    }
+    ReadVbrHeader(buffer, buffer.size() < kMpegBufferSize).StoreIn(tag.details);
+
+    const std::uint32_t bitRate = MpegBitRate(header);
+    tag.details.bitRate = bitRate;
+    const float sampleRate = MpegSampleRate(header.versionIndex, header.sampleRateIndex);
+    if (sampleRate == 0 || MpegFrameLength(bitRate, sampleRate, header.padding) == 0) {
+      return false;
+    }
+    tag.details.frameCount = 1;
+    if (bitRate == 0) {
+      return false;
+    }
+    SetDurationFromSize(tag, fileSize, bitRate);
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to create the MPEG details");
+  }
+  return true;
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,38 @@
+// Analysis of MPEG audio (ISO/IEC 11172-3): fills the track details of an MP3 file, either by
+// walking its frames or from the first frame alone.
+#pragma once
+
+#include <cstdint>
+
+#include "tags/source_reader.h"
+#include "tags/tag_model.h"
+
+namespace tagsmith {
+
+/// Told how far the opening of a track has come: a short text and a percentage. May be null.
+using ProgressCallback = void (*)(const char* text, int percent);
+
+/// How far AnalyseMpegFrames walks. Any other value counts as kScanAll.
+enum ScanMode : std::uint32_t {
+  kScanAll = 0,       // to the last frame
+  kScanQuick = 1,     // to about 500 frames, at most about 1000
+  kScanConstant = 2,  // to 1000 frames of constant bit rate
+};
+
+/// Finds the first frame from the reader's position on and walks the frames behind it as the scan
+/// mode says. Bit rate, duration and the VBR flags come from the walk, never from a Xing header,
+/// of which only the encoder text behind it is taken. `fileSize` counts with 32 bits.
+/// False when there is no frame; the details of the last rejected one then stay.
+bool AnalyseMpegFrames(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize,
+                       std::uint32_t scanMode, ProgressCallback progress);
+
+/// The size of a buffer that AnalyseMpegBuffer can make full use of.
+inline constexpr std::size_t kMpegBufferSize = 412;
+
+/// Fills the details from the first frame's header and what follows it in `buffer`; the header
+/// stands at `offset` of a file of `fileSize` bytes. Looks for no VBR, and makes no bit rate text.
+/// A full buffer of kMpegBufferSize bytes is not searched for the encoder behind a Xing header, on
+/// purpose. False when the buffer does not begin with a valid header or holds fewer than 36 bytes.
+bool AnalyseMpegBuffer(ID3Tag& tag, ByteView buffer, std::uint32_t offset, std::uint32_t fileSize);
+
+}  // namespace tagsmith

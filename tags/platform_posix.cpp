@@ -1,0 +1,32 @@
+#include <sys/stat.h>
+
+#include "tags/platform.h"
+
+namespace tagsmith {
+
+std::FILE* OpenFile(const char* path, const char* mode) { return std::fopen(path, mode); }
+
+std::optional<std::uint64_t> FileSizeOf(std::FILE* file) {
+  struct stat status {};
+  if (::fstat(::fileno(file), &status) != 0) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+int SeekFile(std::FILE* file, std::int64_t offset, int origin) {
+  return ::fseeko(file, offset, origin);
+}
+
+std::int64_t TellFile(std::FILE* file) { return ::ftello(file); }
+
+std::u16string WidenSystemText(std::string_view text) {
+  std::u16string wide;
+  wide.reserve(text.size());
+  for (const char c : text) {
+    wide.push_back(static_cast<unsigned char>(c));
+  }
+  return wide;
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,110 @@
+// The buffered front of a ByteSource, through which all parsers read.
+//
+// It reads ahead in blocks and answers small reads and seeks from memory, so that few calls reach
+// the source. What it hands out, and where it stands, is as if every read and seek had been made on
+// the source one by one; Settle moves the source itself there.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "tags/byte_order.h"
+#include "tags/byte_source.h"
+
+namespace tagsmith {
+
+class SourceReader {
+ public:
+  /// A first block of one page costs no more than the reads that cannot be avoided.
+  static constexpr std::size_t kSmallBlock = 4096;
+  /// For walks over a whole file: large enough to make calls rare, small enough for the cache.
+  static constexpr std::size_t kLargeBlock = std::size_t{64} * 1024;
+  /// Memory for a read of a claimed size is taken at once up to this many bytes, and only as far
+  /// as the source says that it has them; beyond, it grows with what arrives.
+  static constexpr std::size_t kTrustedSize = std::size_t{32} << 20U;
+
+  /// Starts at the source's current position. The source must outlive the reader. `sizeHint` is
+  /// the source's size in bytes as far as known; it only saves memory and copying.
+  SourceReader(ByteSource& source, std::uint64_t sizeHint);
+
+  /// The position, from the beginning once SeekTo or SeekFromEnd has succeeded; until then counted
+  /// from where the reader started.
+  [[nodiscard]] std::uint64_t Position() const { return position_; }
+
+  /// Reads up to `into.size()` bytes; fewer only at the end or when the source fails.
+  std::size_t Read(std::span<std::byte> into);
+
+  /// The next `count` bytes (kSmallBlock at the most, kLargeBlock after UseLargeBlocks), fewer only
+  /// at the end. The position stays; the view is good until the next call.
+  ByteView Peek(std::size_t count) {
+    const ByteView buffered = Buffered(count);
+    return buffered.first(buffered.size() < count ? buffered.size() : count);
+  }
+
+  /// As Peek, but gives all bytes from the position on that are in memory.
+  ByteView Buffered(std::size_t atLeast) {
+    if (InWindow() < atLeast) {
+      Fill(atLeast);
+    }
+    return {window_.data() + (position_ - windowStart_), InWindow()};
+  }
+
+  /// Reads `count` bytes as one view, good until the next call; fewer only at the end. Memory is
+  /// taken only for bytes that arrive. The `lookAhead` bytes behind them (kSmallBlock at the most)
+  /// are fetched in the same read of the source, to be read next.
+  ByteView Take(std::uint64_t count, std::size_t lookAhead);
+
+  /// Moves forward, or back as far as the beginning; always works, even beyond the end.
+  void Skip(std::int64_t count);
+
+  /// Moves to an absolute position. When the source does not let itself be moved the position
+  /// stays, and the result is false.
+  bool SeekTo(std::uint64_t position);
+
+  /// Moves to `count` bytes before the end; as SeekTo, and false when that is before the beginning.
+  bool SeekFromEnd(std::uint64_t count);
+
+  /// Moves to the end.
+  bool SeekToEnd() { return SeekFromEnd(0); }
+
+  /// Goes over to reading in large blocks.
+  void UseLargeBlocks();
+
+  /// Moves the source to the reader's position.
+  void Settle();
+
+ private:
+  [[nodiscard]] std::size_t InWindow() const {
+    const std::uint64_t offset = position_ - windowStart_;
+    return offset > windowLength_ ? 0 : windowLength_ - static_cast<std::size_t>(offset);
+  }
+  /// Remembers the position as one that was really reached, if it is.
+  void NotePosition() {
+    if (position_ - windowStart_ <= windowLength_) {
+      lastReached_ = position_;
+    }
+  }
+  void Fill(std::size_t atLeast);
+  std::size_t ReadSource(std::span<std::byte> into, std::size_t needed);
+  bool MoveSource(std::uint64_t to);
+  bool SeekAbsolute(std::int64_t offset, SeekOrigin origin);
+
+  ByteSource& source_;
+  std::uint64_t sizeHint_;
+  std::uint64_t position_ = 0;     // of the reader
+  std::uint64_t physical_ = 0;     // of the source
+  std::uint64_t lastReached_ = 0;  // where the reader stood before moves that are still pending
+  std::uint64_t windowStart_ = 0;
+  std::size_t windowLength_ = 0;
+  bool baseKnown_ = false;  // positions count from the beginning
+  bool atEnd_ = false;      // the source has nothing at physical_
+  std::array<std::byte, kSmallBlock> smallBlock_;
+  std::unique_ptr<std::byte[]> largeBlock_;
+  std::span<std::byte> window_;
+  std::unique_ptr<std::byte[]> taken_;
+};
+
+}  // namespace tagsmith

@@ -1,0 +1,310 @@
+#include "tags/track_opening.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "diag/log.h"
+#include "tags/aiff.h"
+#include "tags/file_source.h"
+#include "tags/id3v1.h"
+#include "tags/id3v2.h"
+#include "tags/mpeg_sync.h"
+#include "tags/platform.h"
+#include "tags/source_reader.h"
+#include "tags/text_helpers.h"
+
+namespace tagsmith {
+namespace {
+
+/// Where opening by path and opening a stream differ on purpose, apart from the content test and
+/// the choice of the MPEG analysis.
+struct OpeningRules {
+  AiffWalkRules aiff;
+  ShortV1Block shortV1Block;
+  ShortV2Tag shortV2Tag;
+  bool marksFailedV2Step;        // v2Loaded is set although the tag could not be read
+  bool returnsBehindV2Probe;     // without a tag, the 10 bytes looked at count as not read
+  bool seeksBehindV2Tag;         // go to the absolute offset of the tag's size afterwards
+  std::size_t bytesBehindV2Tag;  // that are going to be read next
+};
+
+constexpr OpeningRules kFileRules{
+    .aiff = kAiffFileRules,
+    .shortV1Block = ShortV1Block::kLog,
+    .shortV2Tag = ShortV2Tag::kLog,
+    .marksFailedV2Step = true,
+    .returnsBehindV2Probe = true,
+    .seeksBehindV2Tag = true,
+    .bytesBehindV2Tag = 0,
+};
+
+constexpr OpeningRules kStreamRules{
+    .aiff = kAiffStreamRules,
+    .shortV1Block = ShortV1Block::kIgnore,
+    .shortV2Tag = ShortV2Tag::kIgnore,
+    .marksFailedV2Step = false,
+    .returnsBehindV2Probe = false,
+    .seeksBehindV2Tag = false,
+    .bytesBehindV2Tag = kMpegBufferSize,
+};
+
+constexpr std::size_t kMagicSize = 4;
+
+void Report(ProgressCallback progress, const char* text, int percent) {
+  if (progress != nullptr) {
+    progress(text, percent);
+  }
+}
+
+/// Logs a format that takes the first four bytes as signed characters, so that a byte of 80 or more
+/// shows as FFFFFF80; missing bytes show as 00.
+enum class Refusal { kNotAiff, kNotMp3 };
+bool Refuse(Refusal refusal, ByteView firstBytes) {
+  std::array<std::uint32_t, kMagicSize> shown{};
+  for (std::size_t i = 0; i < std::min(firstBytes.size(), shown.size()); ++i) {
+    shown[i] = static_cast<std::uint32_t>(std::to_integer<std::int8_t>(firstBytes[i]));
+  }
+  WriteLogLine(kLogError, "File is not a valid %s file (0x%02X%02X%02X%02X)",
+               refusal == Refusal::kNotAiff ? "AIFF" : "MP3", shown[0], shown[1], shown[2],
+               shown[3]);
+  return false;
+}
+
+/// Whether the content is what the extension says. The reader stands at the beginning and returns
+/// there.
+bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
+  constexpr std::uint64_t kPairsSearched = 0x2000;
+  constexpr std::size_t kTypeEnd = 8;
+  const ByteView start = reader.Peek(kTypeEnd);
+  // The bytes are kept, because the search below may move the reader's window.
+  std::array<std::byte, kTypeEnd> copy{};
+  std::copy(start.begin(), start.end(), copy.begin());
+  const ByteView bytes = ByteView(copy).first(start.size());
+  const ByteView magic = bytes.first(std::min(bytes.size(), kMagicSize));
+
+  if (tag.isAiff) {
+    return BeginsWithWord(magic, "FORM") || Refuse(Refusal::kNotAiff, magic);
+  }
+  if (magic.size() == kMagicSize && BeginsWithWord(magic, "ID3")) {
+    return true;
+  }
+  if (BeginsWithWord(bytes.subspan(magic.size()), "ftyp")) {
+    WriteLogLine(kLogError, "File appears to be an MP4 not a valid MP3 file");
+    return false;
+  }
+  const SyncSearch search = FindSync(reader, tag.isMpeg, kPairsSearched);
+  reader.SeekTo(0);
+  return search.found || search.endedOnSync || Refuse(Refusal::kNotMp3, magic);
+}
+
+/// Reads the ID3v2 tag at the beginning (MPEG) or at the reader's position (others).
+void ReadV2Tag(ID3Tag& tag, SourceReader& reader, bool keepUnicode, ProgressCallback progress,
+               const OpeningRules& rules) {
+  const std::uint32_t size = ProbeV2Tag(tag, reader);
+  if (size == 0) {
+    if (!rules.returnsBehindV2Probe) {
+      reader.Skip(static_cast<std::int64_t>(reader.Peek(kV2HeaderSize).size()));
+    }
+    return;
+  }
+  Report(progress, "Loading V2...", 40);
+  const bool isLoaded = LoadV2Tag(tag, reader, size, keepUnicode, rules.shortV2Tag,
+                                  tag.isMpeg ? rules.bytesBehindV2Tag : 0);
+  if (rules.seeksBehindV2Tag) {
+    reader.SeekTo(size);
+  }
+  if (isLoaded || rules.marksFailedV2Step) {
+    tag.v2Loaded = true;
+  }
+}
+
+void FinishTexts(ID3Tag& tag, std::uint64_t fileSize) {
+  tag.SetTagVersion(tag.v2Version);
+  tag.SetFileSize(fileSize);
+}
+
+/// Reads the track in an open file; `result` holds what was reached when this throws.
+void ReadFileTrack(ID3Tag& tag, ByteSource& source, const char* path, std::uint32_t scanMode,
+                   ProgressCallback progress, bool& result) {
+  const std::uint64_t actualSize = source.Status().size;
+  SourceReader reader(source, actualSize);
+  reader.SeekTo(0);
+  if (!RecogniseContent(tag, reader)) {
+    return;
+  }
+  tag.SetFileName(path);
+  Report(progress, "Starting...", 0);
+  tag.ClearV1();
+  tag.ClearV2();
+  tag.ResetDetails();
+
+  const auto fileSize = static_cast<std::uint32_t>(actualSize);
+  AiffCommon common;
+  if (tag.isAiff) {
+    reader.SeekTo(kMagicSize);
+    if (!WalkAiff(tag, reader, common, fileSize, kFileRules.aiff)) {
+      return;
+    }
+  }
+  if (tag.isMpeg) {
+    Report(progress, "Loading V1...", 20);
+    LoadV1Tag(tag, reader, kFileRules.shortV1Block);
+  }
+  ReadV2Tag(tag, reader, tag.keepUnicode, progress, kFileRules);
+  Report(progress, "Parsing...", 70);
+  if (tag.isMpeg) {
+    result = AnalyseMpegFrames(tag, reader, fileSize, scanMode, progress);
+  } else if (tag.isAiff) {
+    result = MakeAiffDetails(tag, common);
+  }
+  FinishTexts(tag, fileSize);
+  Report(progress, "Finished", 90);
+}
+
+/// Finds the first frame at the reader's position and analyses it. The byte there is the first half
+/// of the sync word, whatever follows: only the second half is searched for, on purpose.
+bool AnalyseStreamFrame(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize) {
+  constexpr std::byte kSecondBits{0xF2};  // sync, MPEG-1 or MPEG-2, layer 1 or 3
+  const auto offset = static_cast<std::uint32_t>(reader.Position());
+  const ByteView lead = reader.Peek(1);
+  if (lead.empty()) {
+    return false;
+  }
+  if (lead[0] != std::byte{0xFF}) {
+    // The search would run to the end without finding anything.
+    reader.SeekToEnd();
+    return false;
+  }
+  reader.Skip(1);
+  for (;;) {
+    const ByteView block = reader.Buffered(1);
+    if (block.empty()) {
+      return false;
+    }
+    const auto second = std::find_if(block.begin(), block.end(), [](std::byte byte) {
+      return (byte & kSecondBits) == kSecondBits;
+    });
+    reader.Skip(second - block.begin());
+    if (second != block.end()) {
+      break;
+    }
+  }
+  std::array<std::byte, kMpegBufferSize> buffer{};
+  buffer[0] = std::byte{0xFF};
+  const std::size_t count = 1 + reader.Read(std::span(buffer).subspan(1));
+  if (!AnalyseMpegBuffer(tag, ByteView(buffer).first(count), offset, fileSize)) {
+    WriteLogLine(kLogError, "Failed to create the MP3 details");
+    return false;
+  }
+  return true;
+}
+
+void ReadStreamTrack(ID3Tag& tag, ByteSource& source, bool& result) {
+  const SourceStatus status = source.Status();
+  tag.isMpeg = HasExtension(status.name, ".mp3");
+  tag.isAiff = HasExtension(status.name, ".aif");
+  const auto fileSize = static_cast<std::int32_t>(status.size);
+  SourceReader reader(source, status.size);
+
+  AiffCommon common;
+  if (tag.isAiff) {
+    std::array<std::byte, kMagicSize> magic{};
+    if (reader.Read(magic) == magic.size() && BeginsWithWord(magic, "FORM")) {
+      WalkAiff(tag, reader, common, static_cast<std::uint32_t>(fileSize), kStreamRules.aiff);
+    }
+  }
+  if (tag.isMpeg) {
+    LoadV1Tag(tag, reader, kStreamRules.shortV1Block);
+  }
+  ReadV2Tag(tag, reader, true, nullptr, kStreamRules);
+  FinishTexts(tag, static_cast<std::uint64_t>(std::int64_t{fileSize}));
+  if (tag.isMpeg) {
+    result = AnalyseStreamFrame(tag, reader, static_cast<std::uint32_t>(fileSize));
+  }
+  if (tag.isAiff) {
+    result = MakeAiffDetails(tag, common);
+  }
+  reader.Settle();
+}
+
+/// The stream's name once more, for a message.
+std::string NameOf(ByteSource& source) {
+  try {
+    return source.Status().name;
+  } catch (...) {
+    return {};
+  }
+}
+
+}  // namespace
+
+bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
+                       ProgressCallback progress, bool checkWritable) {
+  tag.readOnly = true;
+  if (!CheckExtension(path, &tag)) {
+    return false;
+  }
+  WriteLogLine(kLogInformation, "Opening ID3 track: %s", path);
+  if (checkWritable) {
+    tag.readOnly = IsReadOnly(path);
+  }
+  bool result = false;
+  try {
+    errno = 0;
+    FileHandle file(OpenFile(path, "rb"));
+    if (file == nullptr) {
+      WriteLogLine(kLogError, "Failed to open the file '%s' for reading (error: %s)", path,
+                   ErrorText(errno));
+      return false;
+    }
+    FileSource source(std::move(file), {});
+    ReadFileTrack(tag, source, path, scanMode, progress, result);
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to open the ID3 data in the file '%s'", path);
+  }
+  return result;
+}
+
+bool OpenTrackFromStream(ByteSource* source, ID3Tag* tag) {
+  if (source == nullptr || tag == nullptr) {
+    WriteLogLine(kLogError, "Invalid MP3 data stream (%d)", source != nullptr ? 1 : 0);
+    return false;
+  }
+  bool result = false;
+  try {
+    ReadStreamTrack(*tag, *source, result);
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to create the tag data for the stream '%s'",
+                 NameOf(*source).c_str());
+  }
+  return result;
+}
+
+bool CheckExtension(const char* path, ID3Tag* tag) {
+  const bool isMpeg = HasExtension(path, ".mp3");
+  const bool isAiff = HasExtension(path, ".aif");
+  const bool isTdf = HasExtension(path, ".tdf");
+  if (tag != nullptr) {
+    tag->isMpeg = isMpeg;
+    tag->isAiff = isAiff;
+    tag->isTdf = isTdf;
+  }
+  return isMpeg || isAiff || isTdf;
+}
+
+bool IsReadOnly(const char* path) {
+  errno = 0;
+  if (FileHandle(OpenFile(path, "rb+")) != nullptr) {
+    return false;
+  }
+  const int error = errno;
+  if (error != EPERM && error != EACCES) {
+    WriteLogLine(kLogError, "Open file write check error: %.256s (%d)", ErrorText(error), error);
+  }
+  return true;
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,36 @@
+// Opening a track: from a file's path or a byte stream to a filled ID3Tag.
+//
+// Both ways read the ID3v1 and ID3v2 tags and the audio details. Nothing is ever written, and no
+// other kinds of tags are looked for. Failures go to the log; what was read before one stays.
+#pragma once
+
+#include <cstdint>
+
+#include "tags/byte_source.h"
+#include "tags/mpeg_audio.h"
+#include "tags/tag_model.h"
+
+namespace tagsmith {
+
+/// Opens the file at `path` (UTF-8) into `tag`, which is cleared first. The extension ".mp3",
+/// ".aif", ".aiff" or ".tdf" decides what it is; with another nothing happens. `scanMode` (see
+/// ScanMode) tells how far MPEG frames are walked; `checkWritable` asks for the read-only flag.
+/// True when the audio details were found. The file is closed again in any case.
+bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
+                       ProgressCallback progress, bool checkWritable);
+
+/// Opens the track in `source` into a fresh `tag`; its name decides what it is. Only the first
+/// MPEG frame is looked at. An MP3 stream without ID3v2 tag is searched from offset 10, where a
+/// frame must begin, on purpose. The source is left where reading it step by step ends. Both
+/// pointers stay the caller's; null ones are logged. True when the audio details were found.
+bool OpenTrackFromStream(ByteSource* source, ID3Tag* tag);
+
+/// Sets the flags for ".mp3", ".aif" (also ".aiff") and ".tdf" in `tag`, which may be null. True
+/// when one of them is the path's extension.
+bool CheckExtension(const char* path, ID3Tag* tag);
+
+/// True when the file cannot be opened for writing. Failures other than missing permission are
+/// logged.
+bool IsReadOnly(const char* path);
+
+}  // namespace tagsmith

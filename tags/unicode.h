@@ -1,0 +1,29 @@
+// UTF-8 and UTF-16 (Unicode 15, chapter 3.9).
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tagsmith {
+
+/// Takes one character off the front of `text`. Nothing, and `text` as it was, when its first bytes
+/// are no well-formed sequence (overlong forms, surrogates and values above 10FFFF are none).
+/// `text` must not be empty.
+std::optional<char32_t> TakeUtf8(std::string_view& text);
+
+/// The UTF-8 text as UTF-16; nothing when any of it is not well-formed.
+std::optional<std::u16string> Utf8ToUtf16(std::string_view text);
+
+/// Appends one character as UTF-8; the value must be a Unicode scalar value.
+void AppendUtf8(std::string& text, char32_t character);
+
+/// Takes one character off the front of `text`; an unpaired surrogate comes back as it stands.
+/// `text` must not be empty.
+char32_t TakeUtf16(std::u16string_view& text);
+
+constexpr bool IsSurrogate(char32_t character) {
+  return character >= 0xD800 && character <= 0xDFFF;
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,78 @@
+#include "tools/json_writer.h"
+
+#include <array>
+
+#include "format/bounded.h"
+#include "tags/unicode.h"
+
+namespace tagsmith {
+
+void JsonWriter::Separate() {
+  if (needsComma_) {
+    text_ += ", ";
+  }
+  needsComma_ = true;
+}
+
+void JsonWriter::Literal(std::string_view value) {
+  Separate();
+  text_ += value;
+}
+
+void JsonWriter::Open(char bracket) {
+  Separate();
+  text_ += bracket;
+  needsComma_ = false;
+}
+
+void JsonWriter::Close(char bracket) {
+  text_ += bracket;
+  needsComma_ = true;
+}
+
+void JsonWriter::Key(std::string_view key) {
+  Separate();
+  text_ += '"';
+  text_ += key;
+  text_ += "\": ";
+  needsComma_ = false;
+}
+
+void JsonWriter::Character(char32_t character) {
+  if (character == '"' || character == '\\') {
+    text_ += '\\';
+    text_ += static_cast<char>(character);
+  } else if (character < 0x20 || IsSurrogate(character)) {
+    std::array<char, 8> escape{};
+    FormatBounded(escape, "\\u%04x", static_cast<unsigned>(character));
+    text_ += escape.data();
+  } else {
+    AppendUtf8(text_, character);
+  }
+}
+
+void JsonWriter::Text(std::u16string_view text) {
+  Separate();
+  text_ += '"';
+  while (!text.empty()) {
+    Character(TakeUtf16(text));
+  }
+  text_ += '"';
+}
+
+void JsonWriter::Latin1(std::string_view text) { Text(WidenLatin1(text)); }
+
+void JsonWriter::Utf8(std::string_view text) {
+  Text(Utf8ToUtf16(text).value_or(WidenLatin1(text)));
+}
+
+std::u16string WidenLatin1(std::string_view text) {
+  std::u16string wide;
+  wide.reserve(text.size());
+  for (const char c : text) {
+    wide.push_back(static_cast<unsigned char>(c));
+  }
+  return wide;
+}
+
+}  // namespace tagsmith

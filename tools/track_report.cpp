@@ -1,0 +1,410 @@
+#include "tools/track_report.h"
+
+#include <concepts>
+#include <span>
+#include <string_view>
+
+#include "format/bounded.h"
+#include "tags/genre_table.h"
+#include "tags/text_helpers.h"
+#include "tags/unicode.h"
+#include "tools/json_writer.h"
+
+namespace tagsmith {
+namespace {
+
+// ---- Values as JSON ---------------------------------------------------------------------------
+
+/// The text in front of its terminator, without the byte-order mark.
+std::u16string Decode(const TagText& field) {
+  if (field.encoding == kLatin1) {
+    return WidenLatin1(UpToZero(field.text));
+  }
+  std::u16string text;
+  for (std::size_t i = 0; i + 1 < field.text.size(); i += 2) {
+    const auto unit = static_cast<char16_t>(static_cast<unsigned char>(field.text[i]) |
+                                            static_cast<unsigned char>(field.text[i + 1]) << 8U);
+    if (unit == 0) {
+      break;
+    }
+    if (i != 0 || unit != 0xFEFF) {
+      text.push_back(unit);
+    }
+  }
+  return text;
+}
+
+std::string Hash(std::span<const std::byte> bytes) {
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const std::byte byte : bytes) {
+    hash = (hash ^ std::to_integer<std::uint64_t>(byte)) * 0x100000001B3U;
+  }
+  std::array<char, 17> text{};
+  FormatBounded(text, "%016llx", static_cast<unsigned long long>(hash));
+  return text.data();
+}
+
+void Write(JsonWriter& json, bool value) { json.Bool(value); }
+void Write(JsonWriter& json, std::signed_integral auto value) { json.Integer(value); }
+void Write(JsonWriter& json, std::unsigned_integral auto value) { json.Unsigned(value); }
+
+template <std::size_t Size>
+void Write(JsonWriter& json, const std::array<char, Size>& text) {
+  json.Latin1(text.data());
+}
+
+void Write(JsonWriter& json, const NarrowText& text) {
+  if (text) {
+    json.Latin1(*text);
+  } else {
+    json.Null();
+  }
+}
+
+void Write(JsonWriter& json, const TagText& field) {
+  if (!field.IsPresent()) {
+    json.Null();
+    return;
+  }
+  json.BeginObject();
+  json.Key("value");
+  json.Text(Decode(field));
+  json.Key("byteSize");
+  json.Unsigned(field.ByteSize());
+  json.Key("length");
+  json.Unsigned(field.length);
+  json.Key("encoding");
+  json.Unsigned(field.encoding);
+  json.EndObject();
+}
+
+void WriteData(JsonWriter& json, std::span<const std::byte> data) {
+  json.Key("size");
+  json.Unsigned(data.size());
+}
+
+void Write(JsonWriter& json, const TagUserText& entry) {
+  json.BeginObject();
+  json.Key("description");
+  Write(json, entry.description);
+  json.Key("value");
+  Write(json, entry.value);
+  json.EndObject();
+}
+
+void Write(JsonWriter& json, const TagPicture& picture) {
+  json.BeginObject();
+  json.Key("format");
+  Write(json, picture.format);
+  WriteData(json, picture.data);
+  json.Key("kind");
+  Write(json, picture.kind);
+  json.Key("fnv1a64");
+  json.Latin1(Hash(picture.data));
+  json.EndObject();
+}
+
+void Write(JsonWriter& json, const TagRawFrame& frame) {
+  json.BeginObject();
+  json.Key("id");
+  Write(json, frame.id);
+  WriteData(json, frame.data);
+  json.Key("fnv1a64");
+  json.Latin1(Hash(frame.data));
+  json.EndObject();
+}
+
+template <typename Entry>
+void Write(JsonWriter& json, const std::vector<Entry>& entries) {
+  json.BeginArray();
+  for (const Entry& entry : entries) {
+    Write(json, entry);
+  }
+  json.EndArray();
+}
+
+// ---- Values for people ------------------------------------------------------------------------
+
+std::string ToUtf8(std::u16string_view text) {
+  std::string utf8;
+  while (!text.empty()) {
+    const char32_t character = TakeUtf16(text);
+    AppendUtf8(utf8, IsSurrogate(character) ? U'\uFFFD' : character);
+  }
+  return utf8;
+}
+
+std::string Show(const TagText& field) { return ToUtf8(Decode(field)); }
+std::string Show(const NarrowText& text) { return ToUtf8(WidenLatin1(text.value_or(""))); }
+std::string Show(std::uint32_t number) { return number == 0 ? "" : std::to_string(number); }
+
+template <std::size_t Size>
+std::string Show(const std::array<char, Size>& text) {
+  return ToUtf8(WidenLatin1(text.data()));
+}
+
+// ---- The members, in the order of the output --------------------------------------------------
+
+template <auto Member>
+const auto& Get(const ID3Tag& tag) {
+  if constexpr (requires { tag.*Member; }) {
+    return tag.*Member;
+  } else {
+    return tag.details.*Member;
+  }
+}
+
+/// A member of the tag: its key in JSON and, where people see it too, its label.
+struct MemberRow {
+  std::string_view key;
+  std::string_view label;
+  void (*write)(JsonWriter& json, const ID3Tag& tag);
+  std::string (*show)(const ID3Tag& tag);
+};
+
+template <auto Member>
+constexpr MemberRow Row(std::string_view key) {
+  return {
+      key, {}, [](JsonWriter& json, const ID3Tag& tag) { Write(json, Get<Member>(tag)); }, nullptr};
+}
+
+template <auto Member>
+constexpr MemberRow Row(std::string_view key, std::string_view label) {
+  MemberRow row = Row<Member>(key);
+  row.label = label;
+  row.show = [](const ID3Tag& tag) { return Show(Get<Member>(tag)); };
+  return row;
+}
+
+void WriteUfidData(JsonWriter& json, const ID3Tag& tag) {
+  std::string digits;
+  for (std::size_t i = 0; i < tag.ufidSize; ++i) {
+    std::array<char, 3> pair{};
+    FormatBounded(pair, "%02x", std::to_integer<unsigned>(tag.ufidData[i]));
+    digits += pair.data();
+  }
+  json.Latin1(digits);
+}
+
+void WriteRatingStars(JsonWriter& json, const ID3Tag& tag) { Write(json, tag.GetRatingStars()); }
+
+void WriteV1GenreName(JsonWriter& json, const ID3Tag& tag) {
+  json.Latin1(GetGenreName(tag.v1Genre));
+}
+
+void WriteSampleRate(JsonWriter& json, const ID3Tag& tag) {
+  Write(json, static_cast<std::int64_t>(tag.GetSampleRate()));
+}
+
+std::string ShowRatingStars(const ID3Tag& tag) { return Show(tag.GetRatingStars()); }
+
+// clang-format off
+constexpr MemberRow kRows[] = {
+    Row<&ID3Tag::isMpeg>("isMpeg"),
+    Row<&ID3Tag::isAiff>("isAiff"),
+    Row<&ID3Tag::isTdf>("isTdf"),
+    Row<&ID3Tag::readOnly>("readOnly"),
+    Row<&ID3Tag::v1Present>("v1Present"),
+    Row<&ID3Tag::v1Loaded>("v1Loaded"),
+    Row<&ID3Tag::v2Present>("v2Present"),
+    Row<&ID3Tag::v2Loaded>("v2Loaded"),
+    Row<&ID3Tag::v2Version>("v2Version"),
+    Row<&ID3Tag::title>("title", "Title"),
+    Row<&ID3Tag::artist>("artist", "Artist"),
+    Row<&ID3Tag::album>("album", "Album"),
+    Row<&ID3Tag::comment>("comment", "Comment"),
+    Row<&ID3Tag::composer>("composer", "Composer"),
+    Row<&ID3Tag::originalArtist>("originalArtist", "Original artist"),
+    Row<&ID3Tag::copyright>("copyright", "Copyright"),
+    Row<&ID3Tag::genre>("genre", "Genre"),
+    Row<&ID3Tag::lyrics>("lyrics", "Lyrics"),
+    Row<&ID3Tag::conductor>("conductor", "Conductor"),
+    Row<&ID3Tag::lyricist>("lyricist", "Lyricist"),
+    Row<&ID3Tag::publisher>("publisher", "Publisher"),
+    Row<&ID3Tag::albumArtist>("albumArtist", "Album artist"),
+    Row<&ID3Tag::contentGroup>("contentGroup", "Content group"),
+    Row<&ID3Tag::subtitle>("subtitle", "Subtitle"),
+    Row<&ID3Tag::encoderSettings>("encoderSettings", "Encoder settings"),
+    Row<&ID3Tag::podcastId>("podcastId", "Podcast ID"),
+    Row<&ID3Tag::podcastDescription>("podcastDescription", "Podcast description"),
+    Row<&ID3Tag::year>("year", "Year"),
+    Row<&ID3Tag::userUrl>("userUrl", "URL"),
+    Row<&ID3Tag::artistUrl>("artistUrl", "Artist URL"),
+    Row<&ID3Tag::encodedBy>("encodedBy", "Encoded by"),
+    Row<&ID3Tag::musicCdId>("musicCdId"),
+    Row<&ID3Tag::isrc>("isrc", "ISRC"),
+    Row<&ID3Tag::releaseTime>("releaseTime", "Release time"),
+    Row<&ID3Tag::recordingTime>("recordingTime", "Recording time"),
+    Row<&ID3Tag::bpm>("bpm", "Beats per minute"),
+    Row<&ID3Tag::initialKey>("initialKey", "Initial key"),
+    Row<&ID3Tag::ratingEmail>("ratingEmail", "Rated by"),
+    Row<&ID3Tag::podcastFeedUrl>("podcastFeedUrl", "Podcast feed"),
+    Row<&ID3Tag::producedNotice>("producedNotice", "Produced notice"),
+    Row<&ID3Tag::mood>("mood", "Mood"),
+    Row<&ID3Tag::iswc>("iswc", "ISWC"),
+    Row<&ID3Tag::ufidOwner>("ufidOwner", "File identifier"),
+    {"ufidData", {}, WriteUfidData, nullptr},
+    Row<&ID3Tag::ufidSize>("ufidSize"),
+    Row<&ID3Tag::rating>("rating"),
+    {"ratingStars", "Stars", WriteRatingStars, ShowRatingStars},
+    Row<&ID3Tag::track>("track"),
+    Row<&ID3Tag::trackCount>("trackCount"),
+    Row<&ID3Tag::disc>("disc"),
+    Row<&ID3Tag::discCount>("discCount"),
+    Row<&ID3Tag::compilation>("compilation"),
+    Row<&ID3Tag::podcast>("podcast"),
+    Row<&ID3Tag::advisory>("advisory", "Advisory"),
+    Row<&ID3Tag::userTexts>("userTexts"),
+    Row<&ID3Tag::pictures>("pictures"),
+    Row<&ID3Tag::rawFrames>("rawFrames"),
+    Row<&ID3Tag::v1Title>("v1Title", "Title (V1)"),
+    Row<&ID3Tag::v1Artist>("v1Artist", "Artist (V1)"),
+    Row<&ID3Tag::v1Album>("v1Album", "Album (V1)"),
+    Row<&ID3Tag::v1Year>("v1Year", "Year (V1)"),
+    Row<&ID3Tag::v1Comment>("v1Comment", "Comment (V1)"),
+    Row<&ID3Tag::v1Track>("v1Track"),
+    Row<&ID3Tag::v1Genre>("v1Genre"),
+    {"v1GenreName", {}, WriteV1GenreName, nullptr},
+    Row<&TrackDetails::versionIndex>("versionIndex"),
+    Row<&TrackDetails::layerIndex>("layerIndex"),
+    Row<&TrackDetails::protectionBit>("protectionBit"),
+    Row<&TrackDetails::channelMode>("channelMode"),
+    Row<&TrackDetails::isVbr>("isVbr"),
+    Row<&TrackDetails::isEstimated>("isEstimated"),
+    Row<&TrackDetails::bitRate>("bitRate"),
+    Row<&TrackDetails::bitRateText>("bitRateText"),
+    Row<&TrackDetails::sampleRateField>("sampleRateField"),
+    {"sampleRate", {}, WriteSampleRate, nullptr},
+    Row<&TrackDetails::audioOffset>("audioOffset"),
+    Row<&TrackDetails::frameCount>("frameCount"),
+    Row<&TrackDetails::copyrightBit>("copyrightBit"),
+    Row<&TrackDetails::originBit>("originBit"),
+    Row<&TrackDetails::syncLost>("syncLost"),
+    Row<&TrackDetails::encoderText>("encoderText", "Encoder"),
+    Row<&TrackDetails::duration>("duration"),
+    Row<&TrackDetails::durationText>("durationText", "Duration"),
+    Row<&TrackDetails::bitsPerSample>("bitsPerSample"),
+    Row<&ID3Tag::id3AreaSize>("id3AreaSize"),
+    Row<&ID3Tag::fileSize>("fileSize"),
+    Row<&ID3Tag::fileSizeText>("fileSizeText", "File size"),
+    Row<&ID3Tag::tagVersionText>("tagVersionText", "Tag version"),
+};
+// clang-format on
+
+// ---- The page for people ----------------------------------------------------------------------
+
+void AddLine(std::string& page, std::string_view label, std::string_view value) {
+  if (value.empty()) {
+    return;
+  }
+  constexpr std::size_t kLabelWidth = 20;
+  page += "  ";
+  page += label;
+  page.append(kLabelWidth > label.size() ? kLabelWidth - label.size() : 1, ' ');
+  for (const char c : value) {
+    page += c == '\n' ? "\n                      " : c == '\r' ? "" : std::string_view(&c, 1);
+  }
+  page += '\n';
+}
+
+std::string ShowNumbers(std::uint16_t number, std::uint16_t count) {
+  const auto show = [](std::uint16_t n) {
+    return n == kUnknownNumber ? std::string("?") : std::to_string(n);
+  };
+  if (number == kUnknownNumber && count == kUnknownNumber) {
+    return {};
+  }
+  return count == kUnknownNumber ? show(number) : show(number) + "/" + show(count);
+}
+
+std::string ShowAudio(const ID3Tag& tag) {
+  constexpr std::string_view kVersions[] = {"MPEG-2.5", "MPEG (reserved)", "MPEG-2", "MPEG-1"};
+  constexpr std::string_view kChannels[] = {"stereo", "joint stereo", "dual channel", "mono",
+                                            "multi channel"};
+  const TrackDetails& details = tag.details;
+  std::string text =
+      tag.isAiff ? "AIFF"
+                 : std::string(kVersions[static_cast<std::size_t>(details.versionIndex) % 4]) +
+                       " layer " + std::to_string(details.layerIndex + 1);
+  text += ", ";
+  text += details.bitRateText[0] != '\0' ? std::string(details.bitRateText.data())
+                                         : std::to_string(details.bitRate) + " kbps";
+  text += ", " + std::to_string(static_cast<long>(tag.GetSampleRate())) + " Hz";
+  if (details.bitsPerSample != 0) {
+    text += ", " + std::to_string(details.bitsPerSample) + " bits";
+  }
+  text += ", ";
+  text += kChannels[details.channelMode % std::size(kChannels)];
+  return text;
+}
+
+void AddTagLines(std::string& page, const ID3Tag& tag) {
+  for (const MemberRow& row : kRows) {
+    if (row.show != nullptr) {
+      AddLine(page, row.label, row.show(tag));
+    }
+  }
+  AddLine(page, "Track", ShowNumbers(tag.track, tag.trackCount));
+  AddLine(page, "Disc", ShowNumbers(tag.disc, tag.discCount));
+  AddLine(page, "Compilation", tag.compilation ? "yes" : "");
+  AddLine(page, "Podcast", tag.podcast ? "yes" : "");
+  if (tag.v1Present) {
+    AddLine(page, "Genre (V1)", GetGenreName(tag.v1Genre));
+    AddLine(page, "Track (V1)", tag.v1Track == kUnknownV1Number ? "" : std::to_string(tag.v1Track));
+  }
+  for (const TagUserText& entry : tag.userTexts) {
+    AddLine(page, "User text", Show(entry.description) + " = " + Show(entry.value));
+  }
+  for (const TagPicture& picture : tag.pictures) {
+    AddLine(page, "Picture",
+            Show(picture.format) + ", " + std::to_string(picture.data.size()) + " bytes");
+  }
+  for (const TagRawFrame& frame : tag.rawFrames) {
+    AddLine(page, "Other frame",
+            Show(frame.id) + ", " + std::to_string(frame.data.size()) + " bytes");
+  }
+}
+
+}  // namespace
+
+std::string ReportAsJson(const TrackReport& report) {
+  JsonWriter json;
+  json.BeginObject();
+  json.Key("file");
+  json.Utf8(report.file);
+  json.Key("via");
+  json.Latin1(report.viaStream ? "stream" : "file");
+  json.Key("scanMode");
+  json.Unsigned(report.scanMode);
+  json.Key("opened");
+  json.Bool(report.opened);
+  for (const MemberRow& row : kRows) {
+    json.Key(row.key);
+    row.write(json, *report.tag);
+  }
+  json.Key("log");
+  json.BeginArray();
+  for (const CapturedLine& line : report.log) {
+    json.BeginObject();
+    json.Key("level");
+    json.Integer(line.level);
+    json.Key("message");
+    json.Utf8(line.message);
+    json.EndObject();
+  }
+  json.EndArray();
+  json.EndObject();
+  return json.Result();
+}
+
+std::string ReportAsText(const TrackReport& report) {
+  std::string page = report.file + "\n";
+  AddTagLines(page, *report.tag);
+  AddLine(page, "Audio", report.opened ? ShowAudio(*report.tag) : "not found");
+  for (const CapturedLine& line : report.log) {
+    AddLine(page, "Log", line.message);
+  }
+  return page;
+}
+
+}  // namespace tagsmith
