@@ -104,6 +104,7 @@ int WritePrefix(std::int32_t level) {
 }
 
 /// What happens between the two hooks.
+TAGSMITH_PRINTF(2, 0)
 std::int32_t WriteLine(std::int32_t level, const char* format, std::va_list arguments) {
   state.lastLine.front() = '\0';
   if (*format != '#' && *format != '\n') {
@@ -132,6 +133,11 @@ std::int32_t WriteLine(std::int32_t level, const char* format, std::va_list argu
   return result;
 }
 
+bool Exists(const char* path) {
+  struct stat status {};
+  return ::stat(path, &status) == 0;
+}
+
 /// The size as a 32-bit number; 0 when there is no such file.
 std::int32_t FileSize(const char* path) {
   struct stat status {};
@@ -149,8 +155,11 @@ void RotateLogFile(const char* path) {
   AppendBounded(oldLog, suffix.data());
 
   CloseLog();
-  // A second rotation within the minute finds the name taken; the log then simply goes on.
-  std::rename(path, oldLog.data());
+  // A second rotation within the minute finds the name taken; the log then simply goes on. Not
+  // every system's rename refuses to replace a file.
+  if (!Exists(oldLog.data())) {
+    std::rename(path, oldLog.data());
+  }
   ConfigureLog(kLogInformation, std::fopen(path, "a+"), nullptr, false, LogLetters::kNone);
   WriteLogLine(kLogAlways, "Pruning log file (old log is now %s)", oldLog.data());
   SetLogEcho(0);

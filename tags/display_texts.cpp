@@ -33,7 +33,8 @@ std::size_t FormatDuration(std::span<char> text, std::uint64_t quantity, std::ui
 }
 
 std::size_t FormatFileSize(std::span<char> text, std::uint64_t bytes) {
-  const auto kilobytes = static_cast<float>(bytes / 1024);
+  const std::uint64_t wholeKilobytes = bytes / 1024;
+  const auto kilobytes = static_cast<float>(wholeKilobytes);
   const auto count = static_cast<long long>(bytes);
   if (kilobytes < 1.0F) {
     return FormatBounded(text, "%lld bytes", count);

@@ -33,7 +33,7 @@ class FrameId {
 
   /// Whether the ID begins with these characters.
   [[nodiscard]] constexpr bool BeginsWith(std::string_view text) const {
-    const std::uint32_t mask = static_cast<std::uint32_t>(0xFFFFFFFFULL << (32 - 8 * text.size()));
+    const auto mask = static_cast<std::uint32_t>(0xFFFFFFFFULL << (32 - 8 * text.size()));
     return (value_ & mask) == FrameId(text).value_;
   }
 

@@ -65,7 +65,7 @@ ByteView SourceReader::Take(std::uint64_t count, std::size_t lookAhead) {
   }
 
   // What lies behind the bytes asked for is the new window.
-  const std::size_t bytes = static_cast<std::size_t>(std::min<std::uint64_t>(length, count));
+  const auto bytes = static_cast<std::size_t>(std::min<std::uint64_t>(length, count));
   windowStart_ = start + bytes;
   windowLength_ = length - bytes;
   std::memcpy(window_.data(), taken_.get() + bytes, windowLength_);
@@ -148,7 +148,7 @@ bool SourceReader::MoveSource(std::uint64_t to) {
   if (to == physical_) {
     return true;
   }
-  const std::int64_t distance = static_cast<std::int64_t>(to - physical_);
+  const auto distance = static_cast<std::int64_t>(to - physical_);
   if (!source_.Seek(distance, SeekOrigin::kCurrent)) {
     return false;
   }

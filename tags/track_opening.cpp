@@ -59,17 +59,16 @@ void Report(ProgressCallback progress, const char* text, int percent) {
   }
 }
 
-/// Logs a format that takes the first four bytes as signed characters, so that a byte of 80 or more
-/// shows as FFFFFF80; missing bytes show as 00.
-enum class Refusal { kNotAiff, kNotMp3 };
-bool Refuse(Refusal refusal, ByteView firstBytes) {
+/// Logs that the file is no `kind` of file. The first four bytes are shown as signed characters, so
+/// that one of 80 shows as FFFFFF80; missing bytes show as 00. Always false.
+bool Refuse(const char* kind, ByteView firstBytes) {
   std::array<std::uint32_t, kMagicSize> shown{};
   for (std::size_t i = 0; i < std::min(firstBytes.size(), shown.size()); ++i) {
-    shown[i] = static_cast<std::uint32_t>(std::to_integer<std::int8_t>(firstBytes[i]));
+    const auto byte = std::to_integer<std::uint32_t>(firstBytes[i]);
+    shown[i] = byte < 0x80 ? byte : byte | 0xFFFFFF00U;
   }
-  WriteLogLine(kLogError, "File is not a valid %s file (0x%02X%02X%02X%02X)",
-               refusal == Refusal::kNotAiff ? "AIFF" : "MP3", shown[0], shown[1], shown[2],
-               shown[3]);
+  WriteLogLine(kLogError, "File is not a valid %s file (0x%02X%02X%02X%02X)", kind, shown[0],
+               shown[1], shown[2], shown[3]);
   return false;
 }
 
@@ -86,7 +85,7 @@ bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
   const ByteView magic = bytes.first(std::min(bytes.size(), kMagicSize));
 
   if (tag.isAiff) {
-    return BeginsWithWord(magic, "FORM") || Refuse(Refusal::kNotAiff, magic);
+    return BeginsWithWord(magic, "FORM") || Refuse("AIFF", magic);
   }
   if (magic.size() == kMagicSize && BeginsWithWord(magic, "ID3")) {
     return true;
@@ -97,7 +96,7 @@ bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
   }
   const SyncSearch search = FindSync(reader, tag.isMpeg, kPairsSearched);
   reader.SeekTo(0);
-  return search.found || search.endedOnSync || Refuse(Refusal::kNotMp3, magic);
+  return search.found || search.endedOnSync || Refuse("MP3", magic);
 }
 
 /// Reads the ID3v2 tag at the beginning (MPEG) or at the reader's position (others).

@@ -75,7 +75,7 @@ void AppendUtf8(std::string& text, char32_t character) {
     return;
   }
   const std::size_t length = character < 0x800 ? 2 : character < kFirstSupplementary ? 3 : 4;
-  const unsigned leadShift = static_cast<unsigned>(6 * (length - 1));
+  const auto leadShift = static_cast<unsigned>(6 * (length - 1));
   text.push_back(static_cast<char>(kForms[length - 1].lead | character >> leadShift));
   for (unsigned shift = leadShift; shift != 0;) {
     shift -= 6;

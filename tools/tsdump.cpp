@@ -1,4 +1,5 @@
 // tsdump: shows what the tag reading library makes of files, as JSON Lines or for people.
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <optional>
@@ -64,13 +65,13 @@ constexpr Flag kFlags[] = {
 };
 
 bool TakeFlag(Options& options, std::string_view argument) {
-  for (const Flag& flag : kFlags) {
-    if (flag.name == argument) {
-      options.*flag.member = true;
-      return true;
-    }
+  const auto* flag = std::find_if(std::begin(kFlags), std::end(kFlags),
+                                  [&](const Flag& f) { return f.name == argument; });
+  if (flag == std::end(kFlags)) {
+    return false;
   }
-  return false;
+  options.*flag->member = true;
+  return true;
 }
 
 /// Nothing, with a message on standard error, when the arguments are not understood.

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building, testing and inspecting need; says nothing and is
+# quick when they are there. "setup.sh bench" adds those of the benchmarks.
+set -euo pipefail
+
+packages=(
+  # building
+  cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64
+  # testing
+  libgtest-dev googletest clang-format clang-tidy
+  # making tracks with real encoders and taggers
+  lame sox python3 python3-mutagen eyed3
+)
+if [[ ${1:-} == bench ]]; then
+  packages+=(libtag1-dev libmpg123-dev libbenchmark-dev pkg-config)
+fi
+
+missing=()
+installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "${packages[@]}" 2>/dev/null || true)
+for package in "${packages[@]}"; do
+  grep -qx "installed $package" <<<"$installed" || missing+=("$package")
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+echo "Installing: ${missing[*]}" >&2
+as_root=()
+[[ $EUID -eq 0 ]] || as_root=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+{
+  "${as_root[@]}" apt-get -qq update
+  "${as_root[@]}" apt-get -qq install -y --no-install-recommends "${missing[@]}"
+} >&2

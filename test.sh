@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests: native, native under the sanitizers, and under Wine.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")" || exit 1
+
+passed=0
+failed=0
+
+step() { printf '\n== %s\n' "$1"; }
+
+# Counts a check that is no test program as one test.
+check() {
+  step "$1"
+  shift
+  if "$@"; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+    echo "FAILED: $*"
+  fi
+}
+
+run_tests() {
+  local output=build/$1/ctest-output.txt line
+  step "Tests: $1"
+  ctest --preset "$1" -j "$(nproc)" 2>&1 | tee "$output"
+  line=$(grep -E 'tests? failed out of' "$output" | tail -n 1)
+  if [[ $line =~ ([0-9]+)\ tests?\ failed\ out\ of\ ([0-9]+) ]]; then
+    failed=$((failed + BASH_REMATCH[1]))
+    passed=$((passed + BASH_REMATCH[2] - BASH_REMATCH[1]))
+  else
+    failed=$((failed + 1))
+  fi
+}
+
+scripts/setup.sh || exit 1
+for preset in native native-sanitize windows; do
+  step "Build: $preset"
+  scripts/build.sh "$preset" || exit 1
+done
+scripts/run-wine.sh cmd /c ver >/dev/null || exit 1  # makes the prefix before tests share it
+
+for preset in native native-sanitize windows; do
+  run_tests "$preset"
+done
+check "Format and lint" scripts/lint.sh
+
+printf '\n%d passed, %d failed\n' "$passed" "$failed"
+[[ $failed -eq 0 ]]

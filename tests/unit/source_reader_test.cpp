@@ -1,0 +1,142 @@
+#include "tags/source_reader.h"
+
+#include <random>
+
+#include "tests/unit/test_support.h"
+
+namespace tagsmith::test {
+namespace {
+
+std::string Pattern(std::size_t size) {
+  std::mt19937 random(1);
+  std::string text(size, '\0');
+  for (char& c : text) {
+    c = static_cast<char>(random());
+  }
+  return text;
+}
+
+std::string ReadText(SourceReader& reader, std::size_t count) {
+  std::string text(count, '\0');
+  text.resize(reader.Read(std::as_writable_bytes(std::span(text))));
+  return text;
+}
+
+std::string Text(ByteView view) {
+  return {reinterpret_cast<const char*>(view.data()), view.size()};
+}
+
+/// Whatever the source's habits, the reader gives what plain reads and seeks give.
+TEST(SourceReader, AgreesWithThePlainSource) {
+  const std::string content = Pattern(300'000);
+  for (const std::size_t largestRead : {std::size_t{1} << 30U, std::size_t{1000}, std::size_t{7}}) {
+    for (const bool large : {false, true}) {
+      std::mt19937 random(static_cast<unsigned>(largestRead + (large ? 1 : 0)));
+      const auto below = [&](std::size_t limit) { return random() % limit; };
+      ProbeSource source(content, "");
+      source.largestRead = largestRead;
+      SourceReader reader(source, content.size());
+      if (large) {
+        reader.UseLargeBlocks();
+      }
+      ASSERT_TRUE(reader.SeekTo(0));
+      std::uint64_t position = 0;
+      const auto expected = [&](std::size_t count) {
+        return position >= content.size() ? "" : content.substr(position, count);
+      };
+      for (int i = 0; i < 2000; ++i) {
+        std::string got;
+        const std::size_t count = below(i % 10 == 0 ? 70'000 : 3000);
+        switch (below(6)) {
+          case 0:
+            position = below(content.size() + 5000);
+            ASSERT_TRUE(reader.SeekTo(position));
+            break;
+          case 1: {
+            const auto distance = static_cast<std::int64_t>(count) - 1500;
+            reader.Skip(distance);
+            position = static_cast<std::uint64_t>(
+                std::max<std::int64_t>(0, static_cast<std::int64_t>(position) + distance));
+            break;
+          }
+          case 2:
+            got = Text(reader.Peek(count % 4000));
+            ASSERT_EQ(got, expected(count % 4000));
+            break;
+          case 3:
+            got = Text(reader.Take(count, 412));
+            ASSERT_EQ(got, expected(count));
+            position += got.size();
+            break;
+          case 4:
+            ASSERT_TRUE(reader.SeekFromEnd(count));
+            position = content.size() - count;
+            break;
+          default:
+            got = ReadText(reader, count);
+            ASSERT_EQ(got, expected(count));
+            position += got.size();
+        }
+        ASSERT_EQ(reader.Position(), position);
+        if (i % 16 == 0) {
+          reader.Settle();
+          ASSERT_EQ(source.position, position);
+        }
+      }
+    }
+  }
+}
+
+TEST(SourceReader, ReadsWhatIsNeededWhenReadingAheadFails) {
+  const std::string content = Pattern(10'000);
+  ProbeSource source(content, "");
+  source.failsFrom = 5000;
+  SourceReader reader(source, content.size());
+  std::string all;
+  for (std::string part = "x"; !part.empty(); all += part) {
+    part = ReadText(reader, 10);
+  }
+  EXPECT_EQ(all, content.substr(0, 5000));
+}
+
+TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
+  const std::string content = Pattern(10'000);
+  ProbeSource source(content, "");
+  source.lastSeekable = content.size();
+  SourceReader reader(source, content.size());
+  ReadText(reader, 8);
+  reader.Skip(1'000'000);
+  EXPECT_EQ(ReadText(reader, 4), "");
+  EXPECT_EQ(ReadText(reader, 4), content.substr(8, 4));
+  reader.Settle();
+  EXPECT_EQ(source.position, 12U);
+  EXPECT_FALSE(reader.SeekFromEnd(20'000));
+  EXPECT_EQ(ReadText(reader, 4), content.substr(12, 4));
+}
+
+TEST(SourceReader, WorksOnASourceThatCannotSeek) {
+  const std::string content = Pattern(50'000);
+  ProbeSource source(content, "");
+  source.failsSeeks = true;
+  SourceReader reader(source, 0);
+  EXPECT_FALSE(reader.SeekFromEnd(128));
+  EXPECT_FALSE(reader.SeekTo(0));
+  EXPECT_EQ(ReadText(reader, 10), content.substr(0, 10));
+  EXPECT_EQ(Text(reader.Take(30'000, 412)), content.substr(10, 30'000));
+  EXPECT_EQ(ReadText(reader, 100), content.substr(30'010, 100));
+}
+
+/// A claimed size takes memory only as far as bytes arrive, whatever the source tells of its own.
+TEST(SourceReader, TakesNoMemoryForBytesThatDoNotArrive) {
+  const std::string content = Pattern(5000);
+  for (const std::uint64_t told : {std::uint64_t{0}, std::uint64_t{5000}, ~std::uint64_t{0}}) {
+    ProbeSource source(content, "");
+    SourceReader reader(source, told);
+    EXPECT_EQ(Text(reader.Take(std::uint64_t{1} << 40U, 0)), content);
+    EXPECT_EQ(reader.Position(), content.size());
+    EXPECT_LE(source.bytesRead, content.size());
+  }
+}
+
+}  // namespace
+}  // namespace tagsmith::test
