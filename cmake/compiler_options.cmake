@@ -11,7 +11,6 @@ target_compile_options(
             -Wshadow
             -Wold-style-cast
             -Wcast-qual
-            -Wnon-virtual-dtor
             -Woverloaded-virtual
             -Wformat=2
             -Wundef
@@ -24,6 +23,11 @@ if(TAGSMITH_SANITIZE)
   # With the sanitizers' code in between, the compiler sees uninitialised values where none are.
   target_compile_options(tagsmith_options INTERFACE ${sanitizers} -Wno-maybe-uninitialized)
   target_link_options(tagsmith_options INTERFACE ${sanitizers})
+endif()
+
+if(NOT WIN32)
+  # COM's interfaces have no virtual destructor.
+  target_compile_options(tagsmith_options INTERFACE -Wnon-virtual-dtor)
 endif()
 
 if(WIN32)

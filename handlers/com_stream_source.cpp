@@ -1,0 +1,65 @@
+#include "handlers/com_stream_source.h"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <string_view>
+
+namespace tagsmith {
+namespace {
+
+struct TaskMemoryFree {
+  void operator()(void* memory) const { CoTaskMemFree(memory); }
+};
+
+std::string ToUtf8(const wchar_t* text) {
+  const int length = static_cast<int>(std::wstring_view(text).size());
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
+  std::string utf8(static_cast<std::size_t>(size), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text, length, utf8.data(), size, nullptr, nullptr);
+  return utf8;
+}
+
+DWORD StreamOrigin(SeekOrigin origin) {
+  switch (origin) {
+    case SeekOrigin::kCurrent:
+      return STREAM_SEEK_CUR;
+    case SeekOrigin::kEnd:
+      return STREAM_SEEK_END;
+    case SeekOrigin::kBegin:
+      break;
+  }
+  return STREAM_SEEK_SET;
+}
+
+}  // namespace
+
+ReadResult ComStreamSource::Read(std::span<std::byte> into) {
+  const auto wanted =
+      static_cast<ULONG>(std::min<std::size_t>(into.size(), std::numeric_limits<ULONG>::max()));
+  ULONG count = 0;
+  const HRESULT result = stream_.Read(into.data(), wanted, &count);
+  // What a failing call says of its count is not believed, nor a count above what was asked for.
+  return FAILED(result) ? ReadResult{0, true} : ReadResult{std::min(count, wanted), false};
+}
+
+std::optional<std::uint64_t> ComStreamSource::Seek(std::int64_t offset, SeekOrigin origin) {
+  LARGE_INTEGER distance{};
+  distance.QuadPart = offset;
+  ULARGE_INTEGER position{};
+  if (FAILED(stream_.Seek(distance, StreamOrigin(origin), &position))) {
+    return std::nullopt;
+  }
+  return position.QuadPart;
+}
+
+SourceStatus ComStreamSource::Status() {
+  STATSTG status{};
+  if (FAILED(stream_.Stat(&status, STATFLAG_DEFAULT))) {
+    return {};
+  }
+  const std::unique_ptr<wchar_t, TaskMemoryFree> name(status.pwcsName);
+  return {name == nullptr ? std::string() : ToUtf8(name.get()), status.cbSize.QuadPart};
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,32 @@
+// The context-menu pair. No class object serves it: it adds no items and invokes nothing.
+#pragma once
+
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include "shellext/shell_ext.h"
+
+namespace tagsmith {
+
+/// The COM side.
+class CShellContextMenu : public IContextMenu, public IShellExtInit, public CShellExt {
+ public:
+  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
+  STDMETHODIMP_(ULONG) AddRef() override;
+  STDMETHODIMP_(ULONG) Release() override;
+
+  /// Adds nothing: no identifiers used.
+  STDMETHODIMP QueryContextMenu(HMENU menu, UINT index, UINT firstId, UINT lastId,
+                                UINT flags) override;
+  STDMETHODIMP InvokeCommand(CMINVOKECOMMANDINFO* info) override;
+  STDMETHODIMP GetCommandString(UINT_PTR id, UINT type, UINT* reserved, char* name,
+                                UINT size) override;
+
+  STDMETHODIMP Initialize(PCIDLIST_ABSOLUTE folder, IDataObject* object, HKEY progId) override;
+};
+
+/// The work side, of which there is none.
+class CShellMenu : public CShellContextMenu {};
+
+}  // namespace tagsmith

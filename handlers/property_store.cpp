@@ -1,0 +1,163 @@
+#include "handlers/property_store.h"
+
+#include <shlwapi.h>
+
+#include "diag/fault_guard.h"
+#include "handlers/com_stream_source.h"
+#include "handlers/property_keys.h"
+#include "handlers/property_rows.h"
+#include "handlers/property_writer.h"
+#include "shellext/module.h"
+#include "shellext/system_library.h"
+#include "tags/track_opening.h"
+
+namespace tagsmith {
+namespace {
+
+using CacheMaker = HRESULT(WINAPI*)(REFIID riid, void** cache);
+
+/// Whether a host handed null where COM's C++ headers say reference.
+template <typename Value>
+bool IsNull(const Value& reference) {
+  const Value* volatile address = &reference;
+  return address == nullptr;
+}
+
+bool IsSameKey(const PROPERTYKEY& left, const PROPERTYKEY& right) {
+  return left.pid == right.pid && IsEqualGUID(left.fmtid, right.fmtid) != 0;
+}
+
+}  // namespace
+
+// ---- CShellPropertyStore ----------------------------------------------------------------------
+
+STDMETHODIMP CShellPropertyStore::QueryInterface(REFIID riid, void** object) {
+  static const QITAB kInterfaces[] = {
+      QITABENT(CShellPropertyStore, IPropertyStore),
+      QITABENT(CShellPropertyStore, IPropertyStoreCapabilities),
+      QITABENT(CShellPropertyStore, IInitializeWithStream),
+      {},
+  };
+  return QISearch(this, kInterfaces, riid, object);
+}
+
+STDMETHODIMP_(ULONG) CShellPropertyStore::AddRef() { return AddReference(); }
+STDMETHODIMP_(ULONG) CShellPropertyStore::Release() { return ReleaseReference(); }
+
+STDMETHODIMP CShellPropertyStore::GetCount(DWORD* /*count*/) { return E_UNEXPECTED; }
+STDMETHODIMP CShellPropertyStore::GetAt(DWORD /*index*/, PROPERTYKEY* /*key*/) {
+  return E_UNEXPECTED;
+}
+STDMETHODIMP CShellPropertyStore::GetValue(REFPROPERTYKEY /*key*/, PROPVARIANT* /*value*/) {
+  return E_UNEXPECTED;
+}
+STDMETHODIMP CShellPropertyStore::SetValue(REFPROPERTYKEY /*key*/, REFPROPVARIANT /*value*/) {
+  return E_UNEXPECTED;
+}
+STDMETHODIMP CShellPropertyStore::Commit() { return E_UNEXPECTED; }
+
+STDMETHODIMP CShellPropertyStore::IsPropertyWritable(REFPROPERTYKEY /*key*/) { return S_FALSE; }
+
+STDMETHODIMP CShellPropertyStore::Initialize(IStream* stream, DWORD accessMode) {
+  return Guarded("Property store initialisation failed", E_UNEXPECTED, [&]() -> HRESULT {
+    if (stream == nullptr) {
+      return E_POINTER;
+    }
+    if (stream_) {
+      return HRESULT_FROM_WIN32(ERROR_ALREADY_INITIALIZED);
+    }
+    accessMode_ = accessMode;
+    return stream->QueryInterface(IID_IStream, stream_.ReceiveVoid());
+  });
+}
+
+// ---- CMP3PropertyStore ------------------------------------------------------------------------
+
+STDMETHODIMP CMP3PropertyStore::GetCount(DWORD* count) {
+  return Guarded("Failed to get the property count", E_UNEXPECTED, [&]() -> HRESULT {
+    if (!cache_) {
+      return E_UNEXPECTED;
+    }
+    return count == nullptr ? E_POINTER : cache_->GetCount(count);
+  });
+}
+
+STDMETHODIMP CMP3PropertyStore::GetAt(DWORD index, PROPERTYKEY* key) {
+  return Guarded("Failed to get the property key", E_UNEXPECTED, [&]() -> HRESULT {
+    if (!cache_) {
+      return E_UNEXPECTED;
+    }
+    return key == nullptr ? E_POINTER : cache_->GetAt(index, key);
+  });
+}
+
+STDMETHODIMP CMP3PropertyStore::GetValue(REFPROPERTYKEY key, PROPVARIANT* value) {
+  return Guarded("Failed to get the property value", E_UNEXPECTED, [&]() -> HRESULT {
+    if (!cache_) {
+      return E_UNEXPECTED;
+    }
+    return IsNull(key) || value == nullptr ? E_POINTER : cache_->GetValue(key, value);
+  });
+}
+
+STDMETHODIMP CMP3PropertyStore::SetValue(REFPROPERTYKEY key, REFPROPVARIANT value) {
+  return Guarded("Failed to set the property value", E_UNEXPECTED, [&]() -> HRESULT {
+    if (!cache_) {
+      return E_UNEXPECTED;
+    }
+    if (IsNull(key) || IsNull(value)) {
+      return E_POINTER;
+    }
+    if ((accessMode_ & STGM_READWRITE) == 0 || IsSameKey(key, property_keys::kSearchContents.key)) {
+      return STG_E_ACCESSDENIED;
+    }
+    return cache_->SetValueAndState(key, &value, PSC_DIRTY);
+  });
+}
+
+STDMETHODIMP CMP3PropertyStore::Initialize(IStream* stream, DWORD accessMode) {
+  return Guarded("Property store initialisation failed", E_UNEXPECTED, [&]() -> HRESULT {
+    if (stream_) {
+      return E_UNEXPECTED;
+    }
+    if (stream == nullptr) {
+      return E_POINTER;
+    }
+    HRESULT result = FillCache(*stream);
+    if (FAILED(result)) {
+      return result;
+    }
+    result = stream->QueryInterface(IID_IStream, stream_.ReceiveVoid());
+    if (SUCCEEDED(result)) {
+      accessMode_ = accessMode;
+    }
+    return result;
+  });
+}
+
+HRESULT CMP3PropertyStore::FillCache(IStream& stream) {
+  if (cache_) {
+    return S_OK;
+  }
+  PruneModuleLog();
+  const auto makeCache =
+      FindFunction<CacheMaker>(LoadSystemLibrary(kPropertySystem), "PSCreateMemoryPropertyStore");
+  if (makeCache == nullptr) {
+    return S_FALSE;
+  }
+  const HRESULT result = makeCache(__uuidof(IPropertyStoreCache), cache_.ReceiveVoid());
+  if (FAILED(result)) {
+    return result;
+  }
+  return Guarded("Failed to create the tag data property store cache", result, [&] {
+    ID3Tag tag;
+    ComStreamSource source(stream);
+    if (!OpenTrackFromStream(&source, &tag)) {
+      tag.Clear(true);
+    }
+    StoreProperties(*cache_, tag);
+    return result;
+  });
+}
+
+}  // namespace tagsmith

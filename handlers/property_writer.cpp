@@ -1,0 +1,79 @@
+#include "handlers/property_writer.h"
+
+#include "diag/fault_guard.h"
+#include "shellext/system_library.h"
+
+namespace tagsmith {
+namespace {
+
+template <typename Element>
+using VectorBuilder = HRESULT(WINAPI*)(const Element* elements, ULONG count, PROPVARIANT* value);
+using Coercer = HRESULT(WINAPI*)(REFPROPERTYKEY key, PROPVARIANT* value);
+
+/// A kind of value: how it is built and what is logged when that throws.
+struct ValueKind {
+  const char* builder;
+  const char* failure;
+};
+constexpr ValueKind kString{"InitPropVariantFromStringVector",
+                            "Failed to load the property string"};
+constexpr ValueKind kUInt32{"InitPropVariantFromUInt32Vector", "Failed to load the property int"};
+constexpr ValueKind kUInt64{"InitPropVariantFromUInt64Vector",
+                            "Failed to load the property int 64"};
+constexpr ValueKind kBoolean{"InitPropVariantFromBooleanVector",
+                             "Failed to load the property boolean"};
+
+class PropVariant {
+ public:
+  PropVariant() { PropVariantInit(&value_); }
+  PropVariant(const PropVariant&) = delete;
+  PropVariant& operator=(const PropVariant&) = delete;
+  ~PropVariant() { PropVariantClear(&value_); }
+  PROPVARIANT* Address() { return &value_; }
+
+ private:
+  PROPVARIANT value_;
+};
+
+template <typename Element>
+HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKind& kind,
+              Element element) {
+  return Guarded(kind.failure, E_UNEXPECTED, [&]() -> HRESULT {
+    const HMODULE library = LoadSystemLibrary(kPropertySystem);
+    const auto build = FindFunction<VectorBuilder<Element>>(library, kind.builder);
+    if (build == nullptr) {
+      return S_FALSE;
+    }
+    PropVariant value;
+    HRESULT result = build(&element, 1, value.Address());
+    if (result != S_OK) {
+      return result;
+    }
+    const auto coerce = FindFunction<Coercer>(library, "PSCoerceToCanonicalValue");
+    if (coerce == nullptr) {
+      return S_OK;
+    }
+    result = coerce(key, value.Address());
+    return FAILED(result) ? result : cache.SetValueAndState(key, value.Address(), PSC_NORMAL);
+  });
+}
+
+}  // namespace
+
+HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, const wchar_t* text) {
+  return Write<PCWSTR>(cache, key, kString, text);
+}
+
+HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, std::uint32_t number) {
+  return Write<ULONG>(cache, key, kUInt32, number);
+}
+
+HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, std::uint64_t number) {
+  return Write<ULONGLONG>(cache, key, kUInt64, number);
+}
+
+HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, bool value) {
+  return Write<BOOL>(cache, key, kBoolean, value ? TRUE : FALSE);
+}
+
+}  // namespace tagsmith

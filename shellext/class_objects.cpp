@@ -1,0 +1,73 @@
+#include "shellext/class_objects.h"
+
+#include <new>
+
+#include "diag/fault_guard.h"
+#include "handlers/property_store.h"
+#include "shellext/class_factory.h"
+#include "shellext/registry.h"
+
+namespace tagsmith {
+namespace {
+
+template <typename Handler>
+CShellExt* MakeHandler() {
+  return new (std::nothrow) Handler();
+}
+
+template <typename Factory>
+IClassFactory* MakeFactory(CShellExt* handler, HandlerMaker makeHandler) {
+  return new (std::nothrow) Factory(Module().instance, handler, makeHandler);
+}
+
+/// A class that the module serves.
+struct ServedClass {
+  const CLSID& clsid;
+  const wchar_t* setting;
+  HandlerMaker makeHandler;
+  IClassFactory* (*makeFactory)(CShellExt* handler, HandlerMaker makeHandler);
+};
+constexpr ServedClass kServedClasses[] = {
+    {kPropertyHandlerClsid, L"Add property handler", MakeHandler<CMP3PropertyStore>,
+     MakeFactory<CShellClassProviderFactory>},
+};
+
+/// The machine must have switched the handler on; the user may switch it off.
+bool IsSwitchedOn(const wchar_t* setting) {
+  return ReadDwordSetting(HKEY_LOCAL_MACHINE, kSettingsKey, setting, 0) == 1 &&
+         ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, setting, 1) == 1;
+}
+
+HRESULT MakeClassObject(const ServedClass& served, REFIID riid, void** object) {
+  if (!IsSwitchedOn(served.setting)) {
+    return CLASS_E_CLASSNOTAVAILABLE;
+  }
+  CShellExt* handler = served.makeHandler();
+  IClassFactory* factory = served.makeFactory(handler, served.makeHandler);
+  if (factory == nullptr) {
+    delete handler;
+    return CLASS_E_CLASSNOTAVAILABLE;
+  }
+  // Where this fails, factory and handler stay and keep the module loaded: deliberate, a host that
+  // asks a class object for another interface has lost its way.
+  return factory->QueryInterface(riid, object);
+}
+
+}  // namespace
+
+HRESULT GetClassObject(REFCLSID rclsid, REFIID riid, void** object) {
+  if (object == nullptr) {
+    return E_POINTER;
+  }
+  *object = nullptr;
+  return Guarded("Failed to get the class object", CLASS_E_CLASSNOTAVAILABLE, [&] {
+    for (const ServedClass& served : kServedClasses) {
+      if (served.clsid == rclsid) {
+        return MakeClassObject(served, riid, object);
+      }
+    }
+    return CLASS_E_CLASSNOTAVAILABLE;
+  });
+}
+
+}  // namespace tagsmith

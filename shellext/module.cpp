@@ -1,0 +1,82 @@
+#include "shellext/module.h"
+
+#include <shlobj.h>
+
+#include <atomic>
+
+#include "diag/log.h"
+#include "format/bounded.h"
+#include "shellext/registry.h"
+#include "shellext/version_info.h"
+
+namespace tagsmith {
+namespace {
+
+constexpr DWORD kDefaultLogSize = 102400;
+
+ModuleValues values;
+std::atomic<std::int32_t> liveObjects;
+
+/// The log's folder in the user's local application data, made where it is missing. Empty when the
+/// shell does not know that folder: the log is then opened in the current directory.
+void FindLogFolder(std::array<char, 261>& path) {
+  std::array<char, MAX_PATH> folder{};
+  const HRESULT result = SHGetFolderPathA(nullptr, CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE, nullptr,
+                                          SHGFP_TYPE_CURRENT, folder.data());
+  if (result != S_OK) {
+    return;
+  }
+  CopyBounded(path, folder.data());
+  AppendBounded(path, "\\Corvane\\Tagsmith\\");
+  SHCreateDirectoryExA(nullptr, path.data(), nullptr);
+}
+
+/// The version of the installed module, by the path that the installer wrote; all zeros without it.
+FileVersion InstalledVersion() {
+  std::array<char, 261> path{};
+  ReadStringSetting(HKEY_LOCAL_MACHINE, kProductKey, L"Installation path", "",
+                    std::span(path).first(260));
+  if (path.front() == '\0') {
+    return {};  // a bare file name would find the module that is loaded, wherever it came from
+  }
+  AppendBounded(path, "tsshell.dll");  // the installer's path ends in a backslash
+  return GetFileVersion(path.data()).value_or(FileVersion{});
+}
+
+void WriteHeader() {
+  const FileVersion file = InstalledVersion();
+  WriteLogLine(kLogAlways, "\n# %s Shell Extension Version %d.%d.%d (%d.%d.%d.%d)", "Tagsmith", 1,
+               26, 43, static_cast<int>(file.major), static_cast<int>(file.minor),
+               static_cast<int>(file.build), static_cast<int>(file.revision));
+}
+
+}  // namespace
+
+const ModuleValues& Module() { return values; }
+
+LiveObject::LiveObject() { ++liveObjects; }
+LiveObject::~LiveObject() { --liveObjects; }
+
+std::int32_t LiveObjectCount() { return liveObjects; }
+
+void StartModule(HINSTANCE instance) {
+  values.instance = instance;
+  values.maximumLogSize = static_cast<std::int32_t>(
+      ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, L"Max log size", kDefaultLogSize));
+  FindLogFolder(values.logPath);
+  AppendBounded(values.logPath, "tsmithsx.log");
+  ConfigureLog(kLogWarning, std::fopen(values.logPath.data(), "a+"), nullptr, false,
+               LogLetters::kNone);
+  WriteHeader();
+  SetLogEcho(0);
+  // The crash handlers of process and thread are installed here, last of all.
+}
+
+void StopModule() {
+  // ... and removed here, first of all.
+  CloseLog();
+}
+
+void PruneModuleLog() { PruneLogFile(values.logPath.data(), values.maximumLogSize); }
+
+}  // namespace tagsmith

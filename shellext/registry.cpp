@@ -1,0 +1,150 @@
+#include "shellext/registry.h"
+
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "format/bounded.h"
+
+namespace tagsmith {
+namespace {
+
+struct KeyCloser {
+  void operator()(HKEY key) const { RegCloseKey(key); }
+};
+using KeyHandle = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
+
+struct OpenedKey {
+  LSTATUS status;
+  KeyHandle key;
+};
+
+OpenedKey Open(HKEY hive, const wchar_t* path, REGSAM access) {
+  HKEY key = nullptr;
+  const LSTATUS status = RegOpenKeyExW(hive, path, 0, access, &key);
+  return {status, KeyHandle(status == ERROR_SUCCESS ? key : nullptr)};
+}
+
+OpenedKey Create(HKEY hive, const wchar_t* path) {
+  HKEY key = nullptr;
+  const LSTATUS status = RegCreateKeyExW(hive, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
+                                         nullptr, &key, nullptr);
+  return {status, KeyHandle(status == ERROR_SUCCESS ? key : nullptr)};
+}
+
+/// A string value's text, cut at its first zero; nothing for another type or none.
+std::optional<std::wstring> QueryString(HKEY key, const wchar_t* name) {
+  DWORD type = REG_NONE;
+  DWORD size = 0;
+  if (RegQueryValueExW(key, name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS ||
+      type != REG_SZ) {
+    return std::nullopt;
+  }
+  // One unit more: a stored string need not be terminated.
+  std::wstring text(size / sizeof(wchar_t) + 1, L'\0');
+  if (RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text.data()), &size) !=
+      ERROR_SUCCESS) {
+    return std::nullopt;
+  }
+  text.resize(text.find(L'\0') == std::wstring::npos ? text.size() : text.find(L'\0'));
+  return text;
+}
+
+LSTATUS SetValue(HKEY key, const wchar_t* name, DWORD type, const void* data, std::size_t size) {
+  return RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data),
+                        static_cast<DWORD>(size));
+}
+
+}  // namespace
+
+DWORD ReadDwordSetting(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD defaultValue) {
+  const OpenedKey opened = Open(hive, key, KEY_READ);
+  DWORD type = REG_NONE;
+  DWORD value = 0;
+  DWORD size = sizeof(value);
+  if (opened.key == nullptr ||
+      RegQueryValueExW(opened.key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value),
+                       &size) != ERROR_SUCCESS ||
+      type != REG_DWORD || size != sizeof(value)) {
+    return defaultValue;
+  }
+  return value;
+}
+
+bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const char* defaultValue,
+                       std::span<char> buffer) {
+  CopyBounded(buffer, defaultValue);
+  std::optional<std::wstring> text;
+  if (!ReadStringValue(hive, key, name, text)) {
+    return false;
+  }
+  if (text) {
+    const int size =
+        WideCharToMultiByte(CP_ACP, 0, text->c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_ACP, 0, text->c_str(), -1, narrow.data(), size, nullptr, nullptr);
+    CopyBounded(buffer, narrow.c_str());
+  }
+  return true;
+}
+
+bool ValueExists(HKEY hive, const wchar_t* key, const wchar_t* name) {
+  const OpenedKey opened = Open(hive, key, KEY_READ);
+  return opened.key != nullptr && RegQueryValueExW(opened.key.get(), name, nullptr, nullptr,
+                                                   nullptr, nullptr) == ERROR_SUCCESS;
+}
+
+bool CopyValue(HKEY sourceHive, const wchar_t* sourceKey, const wchar_t* sourceName,
+               HKEY targetHive, const wchar_t* targetKey, const wchar_t* targetName) {
+  constexpr DWORD kLargestValue = 32766;
+  OpenedKey source = Open(sourceHive, sourceKey, KEY_READ);
+  if (source.key == nullptr) {
+    return false;
+  }
+  OpenedKey target = Create(targetHive, targetKey);
+  if (target.key == nullptr) {
+    return false;
+  }
+  const HKEY from = source.key.release();
+  const HKEY to = target.key.release();
+  std::vector<BYTE> data(kLargestValue);
+  DWORD type = REG_NONE;
+  DWORD size = kLargestValue;
+  return RegQueryValueExW(from, sourceName, nullptr, &type, data.data(), &size) == ERROR_SUCCESS &&
+         SetValue(to, targetName, type, data.data(), size) == ERROR_SUCCESS;
+}
+
+LSTATUS DeleteValue(HKEY hive, const wchar_t* key, const wchar_t* name) {
+  const OpenedKey opened = Open(hive, key, KEY_ALL_ACCESS);
+  return opened.key == nullptr ? opened.status : RegDeleteValueW(opened.key.get(), name);
+}
+
+LSTATUS SetStringValue(HKEY hive, const wchar_t* key, const wchar_t* name, const wchar_t* text) {
+  std::array<wchar_t, 1025> path{};
+  CopyBounded(path, key);
+  const OpenedKey created = Create(hive, path.data());
+  if (created.key == nullptr || text == nullptr) {
+    return created.status;
+  }
+  return SetValue(created.key.get(), name, REG_SZ, text,
+                  (std::wstring_view(text).size() + 1) * sizeof(wchar_t));
+}
+
+LSTATUS SetDwordValue(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD number) {
+  const OpenedKey created = Create(hive, key);
+  return created.key == nullptr
+             ? created.status
+             : SetValue(created.key.get(), name, REG_DWORD, &number, sizeof(number));
+}
+
+bool ReadStringValue(HKEY hive, const wchar_t* key, const wchar_t* name,
+                     std::optional<std::wstring>& text) {
+  const OpenedKey opened = Open(hive, key, KEY_READ);
+  if (opened.key == nullptr) {
+    return false;
+  }
+  text = QueryString(opened.key.get(), name);
+  return true;
+}
+
+}  // namespace tagsmith

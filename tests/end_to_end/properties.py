@@ -1,0 +1,136 @@
+"""The property handler's answers follow from what the library reads: properties.py TSDUMP TSPROBE
+
+Runs the native tsdump over the stream path and the Windows tsprobe, through COM, over the same
+tracks (or over the files given as further arguments), and compares by the table below."""
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+import tracks
+
+TSDUMP, TSPROBE = (pathlib.Path(path).resolve() for path in sys.argv[1:3])
+WINE = tracks.SCRIPTS / 'run-wine.sh'
+
+STARS = {0: 0, 1: 1, 2: 25, 3: 50, 4: 75, 5: 99}
+
+# Name, canonical type, value in tsdump's object; None: not stored.
+V2 = [
+    ('System.Title', 'string', lambda d: d['title']),
+    ('System.Media.SubTitle', 'string', lambda d: d['subtitle']),
+    ('System.Rating', 'uint32', lambda d: STARS[d['ratingStars']]),
+    ('System.Comment', 'string', lambda d: d['comment']),
+    ('System.Music.Artist', 'strings', lambda d: d['artist']),
+    ('System.Music.AlbumArtist', 'string', lambda d: d['albumArtist']),
+    ('System.Music.AlbumTitle', 'string', lambda d: d['album']),
+    ('System.Media.Year', 'uint32', lambda d: year(d['year'])),
+    ('System.Music.TrackNumber', 'uint32', lambda d: known(d['track'], 65535)),
+    ('System.Music.Genre', 'strings', lambda d: d['genre']),
+    ('System.Media.Publisher', 'string', lambda d: d['publisher']),
+    ('System.Media.EncodedBy', 'string', lambda d: narrow(d['encodedBy'])),
+    ('System.Link.TargetUrl', 'string', lambda d: narrow(d['userUrl'])),
+    ('System.Media.AuthorUrl', 'string', lambda d: narrow(d['artistUrl'] or d['userUrl'])),
+    ('System.Copyright', 'string', lambda d: d['copyright']),
+    ('System.Music.Composer', 'strings', lambda d: d['composer']),
+    ('System.Music.Conductor', 'strings', lambda d: d['conductor']),
+    ('System.Music.ContentGroupDescription', 'string', lambda d: d['contentGroup']),
+    ('System.Music.PartOfSet', 'string', lambda d: part_of_set(d)),
+    ('System.Music.InitialKey', 'string', lambda d: narrow(d['initialKey'])),
+    ('System.Music.BeatsPerMinute', 'string', lambda d: narrow(d['bpm'])),
+    ('System.Music.IsCompilation', 'bool', lambda d: d['compilation']),
+    # Without a registered description the vector stays as it is.
+    ('Tagsmith.OriginalArtist', 'asGiven', lambda d: d['originalArtist']),
+    ('Tagsmith.Podcast', 'vt:4107', lambda d: [d['podcast']]),
+]
+V1 = [
+    ('System.Title', 'string', lambda d: narrow(d['v1Title'])),
+    ('System.Comment', 'string', lambda d: narrow(d['v1Comment'])),
+    ('System.Music.Artist', 'strings', lambda d: narrow(d['v1Artist'])),
+    ('System.Music.AlbumTitle', 'string', lambda d: narrow(d['v1Album'])),
+    ('System.Media.Year', 'uint32', lambda d: year(d['v1Year'])),
+    ('System.Music.TrackNumber', 'uint32', lambda d: known(d['v1Track'], 255)),
+    ('System.Music.Genre', 'strings', lambda d: d['v1GenreName']),
+]
+
+
+def narrow(text):
+    """The handler reads narrow text in the ANSI code page, tsdump as ISO-8859-1."""
+    return (text or '').encode('latin-1').decode('cp1252', 'replace')
+
+
+def year(text):
+    digits = text.strip()
+    return int(digits) if digits.isdigit() and int(digits) != 0 else None
+
+
+def known(number, unknown):
+    return number if number < unknown else None
+
+
+def part_of_set(dump):
+    if 65535 in (dump['disc'], dump['discCount']):
+        return None
+    return f"{dump['disc']}/{dump['discCount']}"
+
+
+def text_of(field):
+    """At most 1023 UTF-16 units of a text field or a text."""
+    if isinstance(field, dict):
+        field = narrow(field['value']) if field['encoding'] == 0 else field['value']
+    units = (field or '').split('\0')[0].encode('utf-16-le', 'surrogatepass')[:2046]
+    return units.decode('utf-16-le', 'surrogatepass')
+
+
+def expected_items(dump):
+    rows = []
+    audio = {'duration': 0, 'bitRate': 0}
+    if dump['opened']:
+        audio = dump
+        rows = V2 if dump['v2Present'] else V1 if dump['v1Present'] else []
+    items = {'System.Media.Duration': ('uint64', audio['duration'] * 10_000_000),
+             'System.Audio.EncodingBitrate': ('uint32', audio['bitRate'] * 1000)}
+    for name, kind, value in rows:
+        value = value(dump)
+        if name in ('System.Media.Year', 'System.Music.TrackNumber', 'System.Music.PartOfSet') \
+                and value is None:
+            continue
+        if kind in ('string', 'strings', 'asGiven'):
+            text = text_of(value)
+            if kind == 'asGiven':
+                items[name] = ('strings', [text])
+            elif not text.strip():
+                items[name] = ('empty', None)
+            else:
+                items[name] = (kind, text if kind == 'string' else [text])
+        else:
+            items[name] = (kind, value)
+    return items
+
+
+def run(command, files):
+    result = subprocess.run([*command, *files], capture_output=True, check=False)
+    return [json.loads(line) for line in result.stdout.decode('utf-8').splitlines()]
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder:
+        files = [str(f) for f in (sys.argv[3:] or tracks.make(folder))]
+        dumps = run([TSDUMP, '--stream'], files)
+        probes = run([WINE, TSPROBE, '--registered'], files)
+        assert len(dumps) == len(probes) == len(files) > 0, (len(dumps), len(probes))
+        differences = 0
+        for path, dump, probe in zip(files, dumps, probes):
+            assert dump['file'] == probe['file'] == path, (dump['file'], probe['file'], path)
+            expected = expected_items(dump)
+            seen = {i['name']: (i['type'], i['value']) for i in probe['properties']['items']}
+            for name in sorted(expected.keys() | seen.keys()):
+                if expected.get(name) != seen.get(name):
+                    differences += 1
+                    print(path, name, 'expected', expected.get(name), 'seen', seen.get(name))
+    print(f'{len(files)} files, {differences} differences')
+    sys.exit(1 if differences else 0)
+
+
+if __name__ == '__main__':
+    main()

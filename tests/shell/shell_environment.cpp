@@ -1,0 +1,196 @@
+#include "tests/shell/shell_environment.h"
+
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "shellext/class_objects.h"
+#include "shellext/module.h"
+#include "shellext/registry.h"
+#include "shellext/system_library.h"
+#include "tools/shell_host.h"
+
+namespace tagsmith::test {
+namespace {
+
+constexpr const wchar_t* kScratchKey = L"Software\\TagsmithScratch";
+
+struct Hive {
+  HKEY key;
+  const wchar_t* name;
+};
+const Hive kHives[] = {{HKEY_LOCAL_MACHINE, L"Machine"}, {HKEY_CURRENT_USER, L"User"}};
+
+}  // namespace
+
+ScratchSystem::ScratchSystem() : folder_("unused", "") {
+  std::vector<HKEY> scratch;
+  for (const Hive& hive : kHives) {
+    HKEY key = nullptr;
+    const std::wstring path = std::wstring(kScratchKey) + L"\\" + hive.name;
+    RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                    nullptr);
+    scratch.push_back(key);
+  }
+  for (std::size_t i = 0; i < scratch.size(); ++i) {
+    RegOverridePredefKey(kHives[i].key, scratch[i]);
+    RegCloseKey(scratch[i]);
+  }
+  SetStringValue(HKEY_CURRENT_USER,
+                 L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
+                 L"Local AppData", AppData().c_str());
+}
+
+ScratchSystem::~ScratchSystem() {
+  for (const Hive& hive : kHives) {
+    RegOverridePredefKey(hive.key, nullptr);
+  }
+  SHDeleteKeyW(HKEY_CURRENT_USER, kScratchKey);
+}
+
+std::filesystem::path ScratchSystem::AppData() const {
+  return std::filesystem::path(folder_.Path()).parent_path() / "AppData";
+}
+
+std::filesystem::path ScratchSystem::LogFolder() const {
+  return AppData() / "Corvane" / "Tagsmith";
+}
+
+std::string ScratchSystem::Log() const {
+  std::ostringstream content;
+  content << std::ifstream(LogFolder() / "tsmithsx.log").rdbuf();
+  return content.str();
+}
+
+void SetSetting(HKEY hive, const wchar_t* name, DWORD value) {
+  ASSERT_EQ(SetDwordValue(hive, kSettingsKey, name, value), ERROR_SUCCESS);
+}
+
+void SetSetting(HKEY hive, const wchar_t* name, const wchar_t* text) {
+  ASSERT_EQ(SetStringValue(hive, kSettingsKey, name, text), ERROR_SUCCESS);
+}
+
+LoadedModule::LoadedModule(const wchar_t* copyName) {
+  std::wstring path = ProgramFolder() + L"tsshell.dll";
+  if (copyName != nullptr) {
+    const std::wstring copy = ProgramFolder() + copyName;
+    CopyFileW(path.c_str(), copy.c_str(), FALSE);
+    path = copy;
+  }
+  module_ = LoadLibraryW(path.c_str());
+  EXPECT_NE(module_, nullptr);
+}
+
+LoadedModule::~LoadedModule() { FreeLibrary(module_); }
+
+HRESULT LoadedModule::GetClassObject(REFCLSID clsid, REFIID riid, void** object) const {
+  using Getter = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
+  return FindFunction<Getter>(module_, "DllGetClassObject")(clsid, riid, object);
+}
+
+bool LoadedModule::CanUnload() const {
+  using Asker = HRESULT(WINAPI*)();
+  return FindFunction<Asker>(module_, "DllCanUnloadNow")() == S_OK;
+}
+
+ComPointer<IInitializeWithStream>& MakeHandler(const LoadedModule& module,
+                                               ComPointer<IInitializeWithStream>& handler) {
+  SetSetting(HKEY_LOCAL_MACHINE, L"Add property handler", 1);
+  ComPointer<IClassFactory> factory;
+  EXPECT_EQ(module.GetClassObject(kPropertyHandlerClsid, IID_IClassFactory, factory.ReceiveVoid()),
+            S_OK);
+  EXPECT_EQ(
+      factory->CreateInstance(nullptr, __uuidof(IInitializeWithStream), handler.ReceiveVoid()),
+      S_OK);
+  return handler;
+}
+
+STDMETHODIMP TestStream::QueryInterface(REFIID riid, void** object) {
+  if (failsQuery || (riid != IID_IUnknown && riid != IID_IStream)) {
+    *object = nullptr;
+    return E_NOINTERFACE;
+  }
+  *object = static_cast<IStream*>(this);
+  AddRef();
+  return S_OK;
+}
+
+STDMETHODIMP TestStream::Read(void* data, ULONG wanted, ULONG* count) {
+  ++calls;
+  *count = 0;
+  if (throws) {
+    throw std::runtime_error("read");
+  }
+  if (position + wanted > failsFrom) {
+    *count = wanted;  // a lie
+    return STG_E_READFAULT;
+  }
+  const std::uint64_t left = position < content_.size() ? content_.size() - position : 0;
+  const auto given = static_cast<ULONG>(std::min<std::uint64_t>({wanted, left, largestRead}));
+  if (given != 0) {
+    std::memcpy(data, content_.data() + position, given);
+  }
+  position += given;
+  *count = overstatesCount && given == wanted ? given + 1000 : given;
+  return given < wanted ? endResult : S_OK;
+}
+
+STDMETHODIMP TestStream::Seek(LARGE_INTEGER distance, DWORD origin, ULARGE_INTEGER* reached) {
+  ++calls;
+  const std::uint64_t base = origin == STREAM_SEEK_SET   ? 0
+                             : origin == STREAM_SEEK_CUR ? position
+                                                         : content_.size();
+  const std::int64_t target = static_cast<std::int64_t>(base) + distance.QuadPart;
+  if (failsSeek || target < 0) {
+    return STG_E_INVALIDFUNCTION;
+  }
+  position = static_cast<std::uint64_t>(target);
+  if (reached != nullptr) {
+    reached->QuadPart = position;
+  }
+  return S_OK;
+}
+
+STDMETHODIMP TestStream::Stat(STATSTG* status, DWORD flags) {
+  ++calls;
+  *status = {};
+  if (failsStat) {
+    return STG_E_ACCESSDENIED;
+  }
+  status->cbSize.QuadPart = size;
+  if (hasName && flags == STATFLAG_DEFAULT) {
+    const std::size_t bytes = (name_.size() + 1) * sizeof(wchar_t);
+    status->pwcsName = static_cast<wchar_t*>(CoTaskMemAlloc(bytes));
+    std::memcpy(status->pwcsName, name_.c_str(), bytes);
+  }
+  return S_OK;
+}
+
+std::vector<std::string> Shown(const std::vector<PropertyItem>& items) {
+  std::vector<std::string> shown;
+  for (const PropertyItem& item : items) {
+    shown.push_back(NameOf(item.key) + "=" + (item.type == "empty" ? "-" : ShowValue(item)));
+  }
+  std::sort(shown.begin(), shown.end());
+  return shown;
+}
+
+}  // namespace tagsmith::test
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  const std::string variant =
+      argc > 2 && argv[1] == std::string("--property-system") ? argv[2] : "";
+  if (variant != "none") {
+    tagsmith::UsePropertySystemDouble(
+        variant.empty() ? L"propsys_double" : std::wstring(variant.begin(), variant.end()).c_str());
+  }
+  CoInitialize(nullptr);
+  const int result = RUN_ALL_TESTS();
+  CoUninitialize();
+  // A filter that names no test is a mistake.
+  return ::testing::UnitTest::GetInstance()->test_to_run_count() == 0 ? 1 : result;
+}

@@ -1,0 +1,28 @@
+#include "shellext/version_info.h"
+
+#include "tests/shell/shell_environment.h"
+#include "tools/shell_host.h"
+
+namespace tagsmith::test {
+namespace {
+
+// Each runs in a program whose name has that version set.
+TEST(WindowsVersion, win7) { EXPECT_TRUE(IsNt6OrLater() && IsNt5OrLater() && IsNt6OrLater()); }
+TEST(WindowsVersion, winxp64) { EXPECT_TRUE(!IsNt6OrLater() && IsNt5OrLater() && !IsNt6OrLater()); }
+TEST(WindowsVersion, win2k) { EXPECT_TRUE(!IsNt6OrLater() && IsNt5OrLater()); }
+TEST(WindowsVersion, nt40) { EXPECT_FALSE(IsNt6OrLater() || IsNt5OrLater()); }
+
+TEST(FileVersions, AreReadFromTheResource) {
+  const std::wstring folder = ProgramFolder();
+  const std::string module = std::string(folder.begin(), folder.end()) + "tsshell.dll";
+  const auto version = GetFileVersion(module.c_str());
+  ASSERT_TRUE(version.has_value());
+  EXPECT_EQ(std::vector({version->major, version->minor, version->build, version->revision}),
+            std::vector<std::uint32_t>({1, 26, 43, 0}));
+  EXPECT_FALSE(GetFileVersion("Z:\\no\\such.dll").has_value());
+  EXPECT_FALSE(GetFileVersion(std::string(5000, 'x').c_str()).has_value());
+  EXPECT_FALSE(GetFileVersion(nullptr).has_value());  // this program has no such resource
+}
+
+}  // namespace
+}  // namespace tagsmith::test

@@ -1,0 +1,46 @@
+// What tsprobe prints of the property handler's answers.
+#pragma once
+
+#include <windows.h>
+
+#include <propsys.h>
+
+#include <string>
+#include <vector>
+
+#include "tools/json_writer.h"
+
+namespace tagsmith {
+
+struct PropertyItem {
+  PROPERTYKEY key{};
+  std::string type;                 // string, strings, uint32, uint64, bool, empty or vt:N
+  std::vector<std::wstring> texts;  // of string and strings
+  std::uint64_t number = 0;         // of uint32, uint64 and bool
+  std::vector<bool> flags;          // of a vector of flags
+};
+
+struct PropertyReport {
+  HRESULT initialize = E_FAIL;
+  std::vector<PropertyItem> items;  // in the order of GetAt
+};
+
+/// All that the store holds.
+std::vector<PropertyItem> ReadItems(IPropertyStore& store);
+
+/// As the member of the file's object: "properties" and its object.
+void WriteJson(JsonWriter& json, const PropertyReport& report);
+
+/// A line each for people; empty values are left out.
+std::string ToText(const PropertyReport& report);
+
+/// The key's canonical name, or its format identifier and number.
+std::string NameOf(const PROPERTYKEY& key);
+
+/// The value for people, empty where there is none.
+std::string ShowValue(const PropertyItem& item);
+
+/// "0x8000FFFF"
+std::string HexResult(HRESULT result);
+
+}  // namespace tagsmith

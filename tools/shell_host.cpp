@@ -1,0 +1,56 @@
+#include "tools/shell_host.h"
+
+#include <shlwapi.h>
+
+#include <array>
+
+#include "shellext/system_library.h"
+
+namespace tagsmith {
+
+std::wstring WidenUtf8(const std::string& text) {
+  const int length = static_cast<int>(text.size());
+  const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(size), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), length, wide.data(), size);
+  return wide;
+}
+
+std::wstring ProgramFolder() {
+  std::array<wchar_t, 1024> path{};
+  GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()) - 1);
+  const std::wstring_view whole(path.data());
+  return std::wstring(whole.substr(0, whole.rfind(L'\\') + 1));
+}
+
+void UsePropertySystemDouble(const wchar_t* variant) {
+  const bool isWine = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+  if (isWine) {
+    // Every later load by name gets the library of that name that is loaded already.
+    LoadLibraryW((ProgramFolder() + variant + L"\\propsys.dll").c_str());
+  }
+}
+
+HandlerSource::HandlerSource(const std::wstring& modulePath)
+    : isRegistered_(false), module_(LoadLibraryW(modulePath.c_str())) {}
+
+HRESULT HandlerSource::Create(REFCLSID clsid, REFIID riid, void** object) const {
+  if (isRegistered_) {
+    return CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, riid, object);
+  }
+  using Getter = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
+  const auto getClassObject = FindFunction<Getter>(module_, "DllGetClassObject");
+  if (getClassObject == nullptr) {
+    return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
+  }
+  ComPointer<IClassFactory> factory;
+  const HRESULT result = getClassObject(clsid, IID_IClassFactory, factory.ReceiveVoid());
+  return FAILED(result) ? result : factory->CreateInstance(nullptr, riid, object);
+}
+
+HRESULT OpenStream(const std::wstring& path, ComPointer<IStream>& stream) {
+  return SHCreateStreamOnFileEx(path.c_str(), STGM_READ | STGM_SHARE_DENY_NONE, 0, FALSE, nullptr,
+                                stream.Receive());
+}
+
+}  // namespace tagsmith

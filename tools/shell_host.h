@@ -1,0 +1,42 @@
+// The shell's side of the handlers: how a host gets a handler and hands it a file.
+#pragma once
+
+#include <windows.h>
+
+#include <objidl.h>
+
+#include <string>
+
+#include "handlers/com_pointer.h"
+
+namespace tagsmith {
+
+/// UTF-16 as the platform's wide characters.
+std::wstring WidenUtf8(const std::string& text);
+
+/// Under Wine, whose property system lacks what the handlers need, puts the stand-in beside the
+/// program in its place, for the whole process. Call it before any handler is made.
+void UsePropertySystemDouble(const wchar_t* variant = L"propsys_double");
+
+/// The folder of the running program, with its closing backslash.
+std::wstring ProgramFolder();
+
+/// Makes handler objects from the registered class or from one module file.
+class HandlerSource {
+ public:
+  /// Through CoCreateInstance.
+  HandlerSource() = default;
+  /// Through the module's own DllGetClassObject. `modulePath` is loaded and stays loaded.
+  explicit HandlerSource(const std::wstring& modulePath);
+
+  HRESULT Create(REFCLSID clsid, REFIID riid, void** object) const;
+
+ private:
+  bool isRegistered_ = true;
+  HMODULE module_ = nullptr;
+};
+
+/// A read-only stream over a file, as the shell makes it.
+HRESULT OpenStream(const std::wstring& path, ComPointer<IStream>& stream);
+
+}  // namespace tagsmith
