@@ -12,7 +12,7 @@ packages=(
   lame sox python3 python3-mutagen eyed3
 )
 if [[ ${1:-} == bench ]]; then
-  packages+=(libtag1-dev libmpg123-dev libbenchmark-dev pkg-config)
+  packages+=(libtag1-dev libmpg123-dev pkg-config)
 fi
 
 missing=()

@@ -261,8 +261,6 @@ class TagWalk {
     }
   }
 
-  static bool IsMarkByte(std::byte byte) { return (byte & std::byte{0xFE}) == std::byte{0xFE}; }
-
   void PutMarkInFront(V2Frame& frame) {
     std::vector<std::byte> marked;
     marked.reserve(frame.body.size() + 3);

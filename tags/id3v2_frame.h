@@ -70,6 +70,9 @@ struct V2Frame {
   [[nodiscard]] ByteView Text() const { return From(textStart); }
 };
 
+/// Whether this is half of a byte-order mark: FE or FF.
+constexpr bool IsMarkByte(std::byte byte) { return (byte | std::byte{1}) == std::byte{0xFF}; }
+
 /// Whether the first byte of the frame's data is a text encoding that is taken before the frame is
 /// looked at: all text frames but the user-defined ones, and the podcast feed, whose writers put
 /// one there. Other frames with an encoding byte read their own.

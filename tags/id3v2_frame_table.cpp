@@ -168,19 +168,17 @@ std::optional<DescribedData> FindDescription(const V2Frame& frame, std::size_t s
 }
 
 /// Whether the text of a comment or lyrics frame can be used: it has a byte-order mark, or looks
-/// like little-endian units.
-bool IsReadableText(const DescribedData& data, ByteView text) {
+/// like little-endian units. The zeros behind the frame count, so that UTF-8 of an odd length
+/// passes.
+bool IsReadableText(const V2Frame& frame, const DescribedData& data) {
   if (data.encoding == kLatin1) {
     return true;
   }
-  const auto isMarkByte = [](std::byte byte) {
-    return byte == std::byte{0xFE} || byte == std::byte{0xFF};
-  };
-  if (text.size() >= 2 && isMarkByte(text[0]) && isMarkByte(text[1])) {
+  if (IsMarkByte(frame.At(data.start)) && IsMarkByte(frame.At(data.start + 1))) {
     return true;
   }
-  for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-    if (text[i] != std::byte{0} && text[i + 1] == std::byte{0}) {
+  for (std::size_t i = data.start; i < frame.body.size(); i += 2) {
+    if (frame.At(i) != std::byte{0} && frame.At(i + 1) == std::byte{0}) {
       return true;
     }
   }
@@ -209,9 +207,8 @@ bool TakeLanguageText(ID3Tag& tag, const V2Frame& frame) {
   if (!data || (kIsComment && BeginsWithPlayerMark(*data))) {
     return true;
   }
-  const ByteView text = frame.From(data->start);
-  if (IsReadableText(*data, text)) {
-    Tag::SetText(text, data->encoding, frame.mode, &(tag.*Field));
+  if (IsReadableText(frame, *data)) {
+    Tag::SetText(frame.From(data->start), data->encoding, frame.mode, &(tag.*Field));
   }
   return true;
 }

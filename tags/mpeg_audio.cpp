@@ -127,6 +127,7 @@ class FrameWalk {
         continue;
       }
       if (Walk() == Ending::kSearchAgain) {
+        details_.isVbr = totals_.isVbr;
         continue;
       }
       if (Finish()) {
@@ -139,6 +140,16 @@ class FrameWalk {
  private:
   enum class Ending { kFinish, kSearchAgain };
 
+  /// What changes with each frame.
+  struct Totals {
+    std::uint32_t bitRate = 0;  // of the current frame
+    std::uint32_t length = 0;   // of the current frame
+    std::uint32_t frameCount = 0;
+    std::uint32_t bitRateSum = 0;
+    std::uint64_t lengthSum = 0;  // without the first frame; goes on over a second search
+    bool isVbr = false;
+  };
+
   static constexpr std::uint32_t kFramesSearchedForLame = 200;
   static constexpr std::uint32_t kShortestFrameSearched = 13;
   static constexpr std::uint32_t kQuickFrames = 500;
@@ -146,8 +157,8 @@ class FrameWalk {
   static constexpr std::uint32_t kSteadyFrames = 200;
   static constexpr std::int64_t kSteadyRange = 2;
 
-  /// Takes the header whose two sync bytes were just read; the reader ends up behind it. False when
-  /// no walk can start here.
+  /// Takes the header whose two sync bytes were just read. The reader ends up at the frame's start,
+  /// or behind the header when no walk can start here.
   bool BeginFrames() {
     reader_.Skip(-2);
     const ByteView bytes = reader_.Peek(kMpegHeaderSize);
@@ -155,104 +166,117 @@ class FrameWalk {
     if (headerIsCut_) {
       return false;
     }
-    const MpegHeader header = DecodeMpegHeader(ReadBigEndian32(bytes.first<kMpegHeaderSize>()));
-    StoreHeader(details_, header);
+    const std::uint32_t header = ReadBigEndian32(bytes.first<kMpegHeaderSize>());
+    StoreHeader(details_, DecodeMpegHeader(header));
     StoreOffset(tag_, static_cast<std::uint32_t>(reader_.Position()));
 
-    bitRate_ = MpegBitRate(header);
-    bitRateSum_ = bitRate_;
-    sampleRate_ = MpegSampleRate(header.versionIndex, header.sampleRateIndex);
-    length_ = sampleRate_ == 0 ? 0 : MpegFrameLength(bitRate_, sampleRate_, header.padding);
-    if (length_ == 0) {
+    kind_.Select(header);
+    totals_.bitRate = kind_.BitRate(header);
+    totals_.bitRateSum = totals_.bitRate;
+    totals_.length = kind_.Length(header);
+    if (totals_.length == 0) {
       reader_.Skip(kMpegHeaderSize);
       return false;
     }
     // Only a frame that starts a walk is searched for a VBR header: rejected ones leave no trace.
     encoder_ = ReadVbrHeader(reader_.Peek(kEncoderOffset + kEncoderSize), true);
-    reader_.Skip(kMpegHeaderSize);
-    details_.isVbr = false;
-    frameCount_ = 1;
+    totals_.isVbr = false;
+    totals_.frameCount = 1;
     return true;
   }
 
-  /// Goes from frame to frame, the reader standing behind a header at each round.
+  /// Goes from frame to frame, from the one at the reader's position on; the reader ends up behind
+  /// the last header read. What changes with each frame is kept in local variables: thousands of
+  /// frames are walked, and each one's place hangs on the length of the one before.
   Ending Walk() {
-    while (length_ != 0) {
-      if (frameCount_ < kFramesSearchedForLame && encoder_.IsEmpty() &&
-          length_ >= kShortestFrameSearched) {
-        SearchForLame();
+    Totals totals = totals_;
+    Ending ending = Ending::kFinish;
+    ByteView block;                      // what is in memory from the reader's position on
+    std::size_t offset = 0;              // of the current frame in it
+    std::size_t read = kMpegHeaderSize;  // of the current header
+    while (totals.length != 0) {
+      if (totals.frameCount < kFramesSearchedForLame && encoder_.IsEmpty() &&
+          totals.length >= kShortestFrameSearched) {
+        reader_.Skip(static_cast<std::int64_t>(offset));
+        offset = 0;
+        SearchForLame(totals.length);
+        block = {};
       }
       // A frame of fewer than 4 bytes leads back into its own header.
-      reader_.Skip(static_cast<std::int64_t>(length_) - static_cast<std::int64_t>(kMpegHeaderSize));
-      const std::optional<std::uint32_t> next = ReadHeader();
-      if (!next) {
-        return Ending::kFinish;
+      offset += totals.length;
+      if (offset + kMpegHeaderSize > block.size()) {
+        reader_.Skip(static_cast<std::int64_t>(offset));
+        offset = 0;
+        block = reader_.Buffered(kMpegHeaderSize);
+        if (block.size() < kMpegHeaderSize) {
+          read = block.size();
+          break;
+        }
       }
-      if (!TakeFrame(DecodeMpegHeader(*next))) {
-        return Ending::kSearchAgain;
+      const std::uint32_t header = ReadBigEndian32(block.subspan(offset).first<kMpegHeaderSize>());
+      if (!ContinuesWalk(header)) {
+        break;
       }
-      if (IsSettled()) {
-        return Ending::kFinish;
+      if (!TakeFrame(totals, header)) {
+        ending = Ending::kSearchAgain;
+        break;
+      }
+      if (scanMode_ != kScanAll && IsSettled(totals)) {
+        break;
       }
     }
-    return Ending::kFinish;
+    reader_.Skip(static_cast<std::int64_t>(offset + read));
+    totals_ = totals;
+    return ending;
   }
 
-  /// The next frame header, nothing at the end of the frames.
-  std::optional<std::uint32_t> ReadHeader() {
-    const ByteView bytes = reader_.Peek(kMpegHeaderSize);
-    reader_.Skip(static_cast<std::int64_t>(bytes.size()));
-    if (bytes.size() < kMpegHeaderSize) {
-      return std::nullopt;
-    }
-    const std::uint32_t header = ReadBigEndian32(bytes.first<kMpegHeaderSize>());
+  /// Whether this is another frame header and not the end of the frames.
+  bool ContinuesWalk(std::uint32_t header) {
     // Twelve bits, so that an MPEG-2.5 frame ends the walk, on purpose.
     constexpr std::uint32_t kSyncBits = 0xFFF00000;
-    if ((header & kSyncBits) != kSyncBits) {
-      // "TAG" and a byte, as bits that must be set: an ID3v1 tag is a regular end.
-      constexpr std::uint32_t kTagBits = 0x54414700;
-      if ((header & kTagBits) != kTagBits) {
-        details_.syncLost = true;
-      }
-      return std::nullopt;
+    if ((header & kSyncBits) == kSyncBits) {
+      return true;
     }
-    return header;
+    // "TAG" and a byte, as bits that must be set: an ID3v1 tag is a regular end.
+    constexpr std::uint32_t kTagBits = 0x54414700;
+    if ((header & kTagBits) != kTagBits) {
+      details_.syncLost = true;
+    }
+    return false;
   }
 
   /// Counts a frame of the walk; false when its sample rate is invalid.
-  bool TakeFrame(const MpegHeader& header) {
-    ++frameCount_;
-    const std::uint32_t bitRate = MpegBitRate(header);
-    if (bitRate != bitRate_) {
-      details_.isVbr = true;
-    }
-    sampleRate_ = MpegSampleRate(header.versionIndex, header.sampleRateIndex);
-    if (sampleRate_ == 0) {
+  bool TakeFrame(Totals& totals, std::uint32_t header) {
+    ++totals.frameCount;
+    kind_.Select(header);
+    const std::uint32_t bitRate = kind_.BitRate(header);
+    totals.isVbr = totals.isVbr || bitRate != totals.bitRate;
+    if (!kind_.HasSampleRate()) {
       return false;
     }
-    length_ = MpegFrameLength(bitRate, sampleRate_, header.padding);
-    bitRateSum_ += bitRate;
-    lengthSum_ += length_;
-    bitRate_ = bitRate;
+    totals.length = kind_.Length(header);
+    totals.bitRateSum += bitRate;
+    totals.lengthSum += totals.length;
+    totals.bitRate = bitRate;
     return true;
   }
 
   /// Whether the scan mode lets the walk end here.
-  bool IsSettled() {
+  bool IsSettled(Totals totals) {
     if (scanMode_ == kScanQuick) {
-      if (IsAverageSteady()) {
+      if (IsAverageSteady(totals)) {
         return true;
       }
-      if (frameCount_ > kMostFrames) {
+      if (totals.frameCount > kMostFrames) {
         details_.isEstimated = true;
         return true;
       }
     }
-    if (details_.isVbr || (scanMode_ != kScanQuick && scanMode_ != kScanConstant)) {
+    if (totals.isVbr || (scanMode_ != kScanQuick && scanMode_ != kScanConstant)) {
       return false;
     }
     const std::uint32_t limit = scanMode_ == kScanConstant ? kMostFrames : kQuickFrames;
-    if (frameCount_ <= limit) {
+    if (totals.frameCount <= limit) {
       return false;
     }
     details_.isEstimated = true;
@@ -261,21 +285,21 @@ class FrameWalk {
     return true;
   }
 
-  bool IsAverageSteady() {
-    const std::int64_t average = bitRateSum_ / frameCount_;
+  bool IsAverageSteady(Totals totals) {
+    const std::int64_t average = totals.bitRateSum / totals.frameCount;
     if (average > steady_.average + kSteadyRange || average < steady_.average - kSteadyRange) {
-      steady_ = {.average = average, .notedAt = frameCount_};
+      steady_ = {.average = average, .notedAt = totals.frameCount};
       return false;
     }
-    return steady_.notedAt != 0 && steady_.notedAt + kSteadyFrames < frameCount_ &&
-           frameCount_ > kQuickFrames;
+    return steady_.notedAt != 0 && steady_.notedAt + kSteadyFrames < totals.frameCount &&
+           totals.frameCount > kQuickFrames;
   }
 
-  /// Searches the rest of a frame backwards, over its closing zeros, for the encoder that some
-  /// versions write there.
-  void SearchForLame() {
-    const ByteView rest = reader_.Peek(length_ - kMpegHeaderSize);
-    std::size_t i = std::min<std::size_t>(length_ - kShortestFrameSearched + 1, rest.size());
+  /// Searches the frame at the reader's position backwards, over its closing zeros, for the encoder
+  /// that some versions write there.
+  void SearchForLame(std::uint32_t length) {
+    const ByteView rest = From(reader_.Peek(length), kMpegHeaderSize);
+    std::size_t i = std::min<std::size_t>(length - kShortestFrameSearched + 1, rest.size());
     while (i-- != 0) {
       const auto value = std::to_integer<unsigned char>(rest[i]);
       if (value == 'L' || value == 'l') {
@@ -292,11 +316,12 @@ class FrameWalk {
 
   /// Stores the results; false when there is no bit rate, so that another first frame is needed.
   bool Finish() {
-    const std::uint32_t average = bitRateSum_ / frameCount_;
+    const std::uint32_t average = totals_.bitRateSum / totals_.frameCount;
+    details_.isVbr = totals_.isVbr;
     tag_.SetBitRate(average);
-    details_.frameCount = frameCount_;
+    details_.frameCount = totals_.frameCount;
     if (details_.isEstimated) {
-      const std::uint64_t averageLength = lengthSum_ / frameCount_;
+      const std::uint64_t averageLength = totals_.lengthSum / totals_.frameCount;
       if (averageLength != 0) {
         const std::uint32_t audioSize = fileSize_ - details_.audioOffset;
         details_.frameCount = static_cast<std::uint32_t>(audioSize / averageLength);
@@ -317,12 +342,8 @@ class FrameWalk {
   std::uint32_t scanMode_;
   bool headerIsCut_ = false;
   EncoderBuffer encoder_;
-  std::uint32_t bitRate_ = 0;
-  float sampleRate_ = 0;
-  std::uint32_t length_ = 0;
-  std::uint32_t frameCount_ = 0;
-  std::uint32_t bitRateSum_ = 0;
-  std::uint64_t lengthSum_ = 0;  // without the first frame; goes on over a second search
+  MpegFrameKind kind_;
+  Totals totals_;
   SteadyAverage steady_;
 };
 

@@ -66,4 +66,16 @@ std::uint32_t MpegFrameLength(std::uint32_t bitRate, float sampleRate, std::uint
   return static_cast<std::uint32_t>(bits / sampleRate) + padding;
 }
 
+void MpegFrameKind::Fill(std::uint32_t header) {
+  kind_ = header & kKindBits;
+  MpegHeader decoded = DecodeMpegHeader(header);
+  const float sampleRate = MpegSampleRate(decoded.versionIndex, decoded.sampleRateIndex);
+  hasSampleRate_ = sampleRate != 0;
+  for (std::uint8_t i = 0; i < bitRates_.size(); ++i) {
+    decoded.bitRateIndex = i;
+    bitRates_[i] = MpegBitRate(decoded);
+    lengths_[i] = hasSampleRate_ ? MpegFrameLength(bitRates_[i], sampleRate, 0) : 0;
+  }
+}
+
 }  // namespace tagsmith

@@ -106,7 +106,7 @@ void SourceReader::UseLargeBlocks() {
 
 void SourceReader::Settle() { MoveSource(position_); }
 
-/// Makes the window begin at the position and hold `atLeast` bytes, if the source has them.
+/// Makes the window hold `atLeast` bytes from the position on, if the source has them.
 void SourceReader::Fill(std::size_t atLeast) {
   const std::size_t kept = InWindow();
   if (kept != 0) {
@@ -114,15 +114,24 @@ void SourceReader::Fill(std::size_t atLeast) {
   }
   windowStart_ = position_;
   windowLength_ = kept;
-  if (!MoveSource(position_ + kept)) {
+  std::size_t needed = atLeast;
+  if (kept == 0 && physical_ < position_ && position_ - physical_ <= kLargestGapRead) {
+    // Reading over a small gap costs less than a seek.
+    const auto gap = static_cast<std::size_t>(position_ - physical_);
+    if (gap + atLeast <= window_.size()) {
+      windowStart_ = physical_;
+      needed += gap;
+    }
+  }
+  if (!MoveSource(windowStart_ + kept)) {
     // The seek that led here would have failed: stand where it was made.
     position_ = lastReached_;
     windowStart_ = position_;
     windowLength_ = 0;
     return;
   }
-  while (windowLength_ < atLeast) {
-    const std::size_t count = ReadSource(window_.subspan(windowLength_), atLeast - windowLength_);
+  while (windowLength_ < needed) {
+    const std::size_t count = ReadSource(window_.subspan(windowLength_), needed - windowLength_);
     if (count == 0) {
       break;
     }

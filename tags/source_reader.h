@@ -22,6 +22,7 @@ class SourceReader {
   static constexpr std::size_t kSmallBlock = 4096;
   /// For walks over a whole file: large enough to make calls rare, small enough for the cache.
   static constexpr std::size_t kLargeBlock = std::size_t{64} * 1024;
+  static constexpr std::size_t kLargestGapRead = 4096;
   /// Memory for a read of a claimed size is taken at once up to this many bytes, and only as far
   /// as the source says that it has them; beyond, it grows with what arrives.
   static constexpr std::size_t kTrustedSize = std::size_t{32} << 20U;

@@ -208,6 +208,7 @@ TEST(V2Frames, CommentsAndLyrics) {
       {"\1eng\xFF\xFEx\0\0"s, "-", "-"},  // no terminator at an even distance
       {"\2eng\0\0\xFE\xFF\0a\0b"s, wide, wide},
       {"\3eng\0ab"s, "-", "-"},
+      {"\3eng\0abc"s, std::string(kMark) + Utf16Le(u"abc"), std::string(kMark) + Utf16Le(u"abc")},
       {"\3eng\0abc\0"s, std::string(kMark) + Utf16Le(u"abc"), std::string(kMark) + Utf16Le(u"abc")},
   };
   for (const Case& c : cases) {
