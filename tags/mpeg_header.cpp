@@ -71,8 +71,8 @@ void MpegFrameKind::Fill(std::uint32_t header) {
   MpegHeader decoded = DecodeMpegHeader(header);
   const float sampleRate = MpegSampleRate(decoded.versionIndex, decoded.sampleRateIndex);
   hasSampleRate_ = sampleRate != 0;
-  for (std::uint8_t i = 0; i < bitRates_.size(); ++i) {
-    decoded.bitRateIndex = i;
+  for (std::size_t i = 0; i < bitRates_.size(); ++i) {
+    decoded.bitRateIndex = static_cast<std::uint8_t>(i);
     bitRates_[i] = MpegBitRate(decoded);
     lengths_[i] = hasSampleRate_ ? MpegFrameLength(bitRates_[i], sampleRate, 0) : 0;
   }

@@ -172,7 +172,7 @@ std::string ToText(const PropertyReport& report) {
     if (!value.empty()) {
       std::string name = NameOf(item.key);
       name.resize(std::max(kNameWidth, name.size() + 1), ' ');
-      page += "  " + name + value + "\n";
+      page.append("  ").append(name).append(value).append("\n");
     }
   }
   return page;

@@ -171,6 +171,7 @@ STDMETHODIMP TestStream::Stat(STATSTG* status, DWORD flags) {
 
 std::vector<std::string> Shown(const std::vector<PropertyItem>& items) {
   std::vector<std::string> shown;
+  shown.reserve(items.size());
   for (const PropertyItem& item : items) {
     shown.push_back(NameOf(item.key) + "=" + (item.type == "empty" ? "-" : ShowValue(item)));
   }

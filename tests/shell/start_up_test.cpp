@@ -9,7 +9,7 @@
 namespace tagsmith::test {
 namespace {
 
-const std::string kBareHeader = "\n# Tagsmith Shell Extension Version 1.26.43 (0.0.0.0)\n";
+constexpr std::string_view kBareHeader = "\n# Tagsmith Shell Extension Version 1.26.43 (0.0.0.0)\n";
 
 TEST(StartUp, WritesTheHeaderBehindWhatIsThere) {
   const ScratchSystem scratch;
@@ -17,8 +17,8 @@ TEST(StartUp, WritesTheHeaderBehindWhatIsThere) {
   EXPECT_EQ(scratch.Log(), kBareHeader);
   SetStringValue(HKEY_LOCAL_MACHINE, kProductKey, L"Installation path", ProgramFolder().c_str());
   { const LoadedModule module; }
-  EXPECT_EQ(scratch.Log(),
-            kBareHeader + "\n# Tagsmith Shell Extension Version 1.26.43 (1.26.43.0)\n");
+  EXPECT_EQ(scratch.Log(), std::string(kBareHeader) +
+                               "\n# Tagsmith Shell Extension Version 1.26.43 (1.26.43.0)\n");
 }
 
 TEST(StartUp, SurvivesALogThatCannotBeWritten) {
