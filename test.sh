@@ -39,9 +39,6 @@ for preset in native native-sanitize windows; do
   scripts/build.sh "$preset" || exit 1
 done
 scripts/register-module.sh build/windows/bin/tsshell.dll || exit 1
-# One server for all programs: starting it anew for each costs more than the tests.
-WINEPREFIX=$PWD/build/wine-prefix wineserver -p
-trap 'WINEPREFIX=$PWD/build/wine-prefix wineserver -k' EXIT
 
 for preset in native native-sanitize windows; do
   run_tests "$preset"

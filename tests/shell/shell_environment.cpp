@@ -16,7 +16,10 @@
 namespace tagsmith::test {
 namespace {
 
-constexpr const wchar_t* kScratchKey = L"Software\\TagsmithScratch";
+/// Of this process's own, because several run at the same time.
+std::wstring ScratchKey() {
+  return L"Software\\TagsmithScratch" + std::to_wstring(GetCurrentProcessId());
+}
 
 struct Hive {
   HKEY key;
@@ -30,7 +33,7 @@ ScratchSystem::ScratchSystem() : folder_("unused", "") {
   std::vector<HKEY> scratch;
   for (const Hive& hive : kHives) {
     HKEY key = nullptr;
-    const std::wstring path = std::wstring(kScratchKey) + L"\\" + hive.name;
+    const std::wstring path = ScratchKey() + L"\\" + hive.name;
     RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
                     nullptr);
     scratch.push_back(key);
@@ -48,7 +51,7 @@ ScratchSystem::~ScratchSystem() {
   for (const Hive& hive : kHives) {
     RegOverridePredefKey(hive.key, nullptr);
   }
-  SHDeleteKeyW(HKEY_CURRENT_USER, kScratchKey);
+  SHDeleteKeyW(HKEY_CURRENT_USER, ScratchKey().c_str());
 }
 
 std::filesystem::path ScratchSystem::AppData() const {
