@@ -85,12 +85,19 @@ TEST(V2Frames, FillTheirFields) {
       SCOPED_TRACE(id);
       ID3Tag tag;
       const Lines log = Parse(tag, V2Tag(version, Frame(version, id, "\0text"s)));
-      EXPECT_EQ(c.text != nullptr ? Narrow(tag.*c.text) : (tag.*c.narrow).value_or(""), "text");
+      const auto value = [&] {
+        return std::string(c.text != nullptr ? Narrow(tag.*c.text) : (tag.*c.narrow).value_or(""));
+      };
+      EXPECT_EQ(value(), "text");
       EXPECT_TRUE(tag.v2Present);
       EXPECT_EQ(tag.v2Version, version);
       // Frames of 2.4 alone are named as non-standard in 2.3, and taken all the same.
       EXPECT_EQ(log.empty(), version != 3 || std::string_view("TDRL TDRC TPRO TMOO").find(id) ==
                                                  std::string_view::npos);
+      // A second frame of the kind changes only the fields that the last one fills.
+      Parse(tag, V2Tag(version, Frame(version, id, "\0more"s)));
+      const bool isLastOne = std::string_view("TDRL TDR TDRC").find(id) != std::string_view::npos;
+      EXPECT_EQ(value(), isLastOne ? "more" : "text");
     }
   }
 }
