@@ -8,7 +8,7 @@
 #include "handlers/property_rows.h"
 #include "handlers/property_writer.h"
 #include "shellext/module.h"
-#include "shellext/system_library.h"
+#include "diag/system_library.h"
 #include "tags/track_opening.h"
 
 namespace tagsmith {

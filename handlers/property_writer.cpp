@@ -1,7 +1,7 @@
 #include "handlers/property_writer.h"
 
 #include "diag/fault_guard.h"
-#include "shellext/system_library.h"
+#include "diag/system_library.h"
 
 namespace tagsmith {
 namespace {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "diag/crash_reports.h"
 #include "diag/log.h"
 #include "format/bounded.h"
 #include "shellext/registry.h"
@@ -69,11 +70,13 @@ void StartModule(HINSTANCE instance) {
                LogLetters::kNone);
   WriteHeader();
   SetLogEcho(0);
-  // The crash handlers of process and thread are installed here, last of all.
+  InstallProcessHandlers(kAllHandlers);
+  InstallThreadHandlers(kTranslator | kTerminateHandler | kUnexpectedHandler);
 }
 
 void StopModule() {
-  // ... and removed here, first of all.
+  RemoveThreadHandlers();
+  RemoveProcessHandlers();
   CloseLog();
 }
 

@@ -32,11 +32,11 @@ class LiveObject {
 /// How many LiveObject there are.
 std::int32_t LiveObjectCount();
 
-/// Process attach: reads the settings, opens the log, writes its header line. Absorbs every
-/// failure.
+/// Process attach: reads the settings, opens the log, writes its header line, installs
+/// the crash handlers of the process and of this thread. Absorbs every failure.
 void StartModule(HINSTANCE instance);
 
-/// Process detach: closes the log.
+/// Process detach: removes the crash handlers and closes the log.
 void StopModule();
 
 /// Prunes the module's log when it has grown beyond "Max log size"; each request begins with it.

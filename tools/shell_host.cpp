@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "shellext/system_library.h"
+#include "diag/system_library.h"
 
 namespace tagsmith {
 

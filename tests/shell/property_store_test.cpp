@@ -181,6 +181,56 @@ TEST_F(PropertyStore, SurvivesStreamsOfAllHabits) {
   EXPECT_EQ(good.position, v2.size() + 412);
 }
 
+/// A fault in the host's own code, or through a wild pointer, ends at the method that was called.
+TEST_F(PropertyStore, ContainsFaults) {
+  const std::string content = V2Tag(3, Frame(3, "TIT2", "\0Song"s)) + MpegFrames(k128, 40);
+  const std::string filled = "Failed to create the tag data property store cache";
+  const std::string initialised = "Property store initialisation failed";
+  struct Case {
+    const char* faultIn;  // a method of the stream; null: the stream is none
+    HRESULT result;
+    std::string log;
+    int faults;
+  };
+  const Case cases[] = {
+      {"Stat", S_OK, filled, 1},
+      {"Seek", S_OK, filled, 1},
+      {"Read", S_OK, filled, 1},
+      {"QueryInterface", E_UNEXPECTED, initialised, 1},
+      {nullptr, E_UNEXPECTED, initialised, 2},  // while filling, and again when it is to be kept
+  };
+  std::array<wchar_t, MAX_PATH> temporaryFolder{};
+  GetTempPathW(MAX_PATH, temporaryFolder.data());
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.faultIn != nullptr ? c.faultIn : "wild stream");
+    const TemporaryFile unused("unused", "");
+    const auto folder = std::filesystem::path(unused.Path()).parent_path();
+    SetEnvironmentVariableW(L"TMP", folder.c_str());
+    const std::string before = scratch.Log();
+    TestStream stream(content, L"s.mp3");
+    stream.faultIn = c.faultIn != nullptr ? c.faultIn : "";
+    {
+      ComPointer<IInitializeWithStream> handler;
+      IStream* given = c.faultIn != nullptr ? &stream : reinterpret_cast<IStream*>(0x10);
+      EXPECT_EQ(MakeHandler(module, handler)->Initialize(given, STGM_READ), c.result);
+    }
+    SetEnvironmentVariableW(L"TMP", temporaryFolder.data());
+    const std::string log = scratch.Log().substr(before.size());
+    const auto count = [&](const std::string& text) {
+      int found = 0;
+      for (std::size_t i = log.find(text); i != std::string::npos; i = log.find(text, i + 1)) {
+        ++found;
+      }
+      return found;
+    };
+    EXPECT_EQ(count("** Handled exception code: C0000005"), c.faults) << log;
+    EXPECT_EQ(count("Saved a dump file to '"), c.faults);
+    EXPECT_EQ(count(": " + c.log), 1) << log;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1 + c.faults);
+    EXPECT_TRUE(Has(Read(content), "System.Title=Song"));
+  }
+}
+
 TEST_F(PropertyStore, InitializesOnceAndRetriesAfterFailure) {
   ComPointer<IInitializeWithStream> handler;
   MakeHandler(module, handler);

@@ -7,10 +7,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "diag/system_library.h"
 #include "shellext/class_objects.h"
 #include "shellext/module.h"
 #include "shellext/registry.h"
-#include "shellext/system_library.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith::test {
@@ -111,7 +111,15 @@ ComPointer<IInitializeWithStream>& MakeHandler(const LoadedModule& module,
   return handler;
 }
 
+void TestStream::FaultIfIn(std::string_view method) const {
+  if (method == faultIn) {
+    int* volatile nowhere = reinterpret_cast<int*>(0x10);
+    *nowhere = 1;
+  }
+}
+
 STDMETHODIMP TestStream::QueryInterface(REFIID riid, void** object) {
+  FaultIfIn("QueryInterface");
   if (failsQuery || (riid != IID_IUnknown && riid != IID_IStream)) {
     *object = nullptr;
     return E_NOINTERFACE;
@@ -122,6 +130,7 @@ STDMETHODIMP TestStream::QueryInterface(REFIID riid, void** object) {
 }
 
 STDMETHODIMP TestStream::Read(void* data, ULONG wanted, ULONG* count) {
+  FaultIfIn("Read");
   ++calls;
   *count = 0;
   if (throws) {
@@ -142,6 +151,7 @@ STDMETHODIMP TestStream::Read(void* data, ULONG wanted, ULONG* count) {
 }
 
 STDMETHODIMP TestStream::Seek(LARGE_INTEGER distance, DWORD origin, ULARGE_INTEGER* reached) {
+  FaultIfIn("Seek");
   ++calls;
   const std::uint64_t base = origin == STREAM_SEEK_SET   ? 0
                              : origin == STREAM_SEEK_CUR ? position
@@ -158,6 +168,7 @@ STDMETHODIMP TestStream::Seek(LARGE_INTEGER distance, DWORD origin, ULARGE_INTEG
 }
 
 STDMETHODIMP TestStream::Stat(STATSTG* status, DWORD flags) {
+  FaultIfIn("Stat");
   ++calls;
   *status = {};
   if (failsStat) {

@@ -94,11 +94,14 @@ class TestStream : public IStream {
   bool failsQuery = false;
   bool throws = false;
   bool overstatesCount = false;
+  const char* faultIn = "";  // the method that ends in an access violation
   HRESULT endResult = S_FALSE;
   ULONG largestRead = 0xFFFFFFFF;
   std::uint64_t failsFrom = ~std::uint64_t{0};  // reads that reach this position fail
 
  private:
+  void FaultIfIn(std::string_view method) const;
+
   std::string content_;
   std::wstring name_;
 };

@@ -1,4 +1,4 @@
-#include "shellext/system_library.h"
+#include "diag/system_library.h"
 
 #include <string>
 

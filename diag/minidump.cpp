@@ -1,0 +1,165 @@
+#include "diag/minidump.h"
+
+#include <dbghelp.h>
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "diag/log.h"
+#include "diag/system_library.h"
+#include "format/bounded.h"
+
+namespace tagsmith {
+namespace {
+
+struct FileCloser {
+  void operator()(HANDLE file) const { CloseHandle(file); }
+};
+using FileHandle = std::unique_ptr<void, FileCloser>;
+
+/// A name for a log line. On the stack, as all that a report needs.
+class NarrowName {
+ public:
+  explicit NarrowName(const wchar_t* name) {
+    WideCharToMultiByte(CP_UTF8, 0, name, -1, text_.data(), static_cast<int>(text_.size()) - 1,
+                        nullptr, nullptr);
+  }
+  [[nodiscard]] const char* Get() const { return text_.data(); }
+
+ private:
+  std::array<char, 800> text_{};
+};
+
+/// "yyMMddHHmm", now.
+std::array<wchar_t, 32> TimeText() {
+  std::array<wchar_t, 32> date{};
+  std::array<wchar_t, 16> time{};
+  GetDateFormatW(LOCALE_SYSTEM_DEFAULT, 0, nullptr, L"yyMMdd", date.data(), 16);
+  GetTimeFormatW(LOCALE_SYSTEM_DEFAULT, 0, nullptr, L"HHmm", time.data(), 16);
+  AppendBounded(date, time.data());
+  return date;
+}
+
+/// "_1234", the four numbers of a module's file version; empty when its major part is 0 or unknown.
+std::array<wchar_t, 48> VersionText(const wchar_t* modulePath) {
+  using SizeGetter = DWORD(WINAPI*)(LPCWSTR, LPDWORD);
+  using InfoGetter = BOOL(WINAPI*)(LPCWSTR, DWORD, DWORD, LPVOID);
+  using ValueGetter = BOOL(WINAPI*)(LPCVOID, LPCWSTR, LPVOID*, PUINT);
+  std::array<wchar_t, 48> text{};
+  if (modulePath == nullptr) {
+    return text;
+  }
+  HMODULE library = LoadSystemLibrary(L"version.dll");
+  const auto getSize = FindFunction<SizeGetter>(library, "GetFileVersionInfoSizeW");
+  const auto getInfo = FindFunction<InfoGetter>(library, "GetFileVersionInfoW");
+  const auto getValue = FindFunction<ValueGetter>(library, "VerQueryValueW");
+  if (getSize == nullptr || getInfo == nullptr || getValue == nullptr) {
+    return text;
+  }
+  DWORD ignored = 0;
+  std::string resource(getSize(modulePath, &ignored), '\0');
+  void* block = nullptr;
+  UINT length = 0;
+  if (resource.empty() ||
+      getInfo(modulePath, 0, static_cast<DWORD>(resource.size()), resource.data()) == FALSE ||
+      getValue(resource.data(), L"\\", &block, &length) == FALSE ||
+      length < sizeof(VS_FIXEDFILEINFO)) {
+    return text;
+  }
+  const auto* version = static_cast<const VS_FIXEDFILEINFO*>(block);
+  if (HIWORD(version->dwFileVersionMS) != 0) {
+    FormatBounded(text, L"_%d%d%d%d", int{HIWORD(version->dwFileVersionMS)},
+                  int{LOWORD(version->dwFileVersionMS)}, int{HIWORD(version->dwFileVersionLS)},
+                  int{LOWORD(version->dwFileVersionLS)});
+  }
+  return text;
+}
+
+using DumpWriter = BOOL(WINAPI*)(HANDLE, DWORD, HANDLE, MINIDUMP_TYPE,
+                                 PMINIDUMP_EXCEPTION_INFORMATION, PMINIDUMP_USER_STREAM_INFORMATION,
+                                 PMINIDUMP_CALLBACK_INFORMATION);
+
+/// The debug-help library's function; null, logged, when it is not there.
+DumpWriter FindDumpWriter() {
+  HMODULE library = LoadSystemLibrary(L"dbghelp.dll");
+  if (library == nullptr) {
+    WriteLogLine(kLogError, "DBGHELP.DLL not found");
+    return nullptr;
+  }
+  const auto writeDump = FindFunction<DumpWriter>(library, "MiniDumpWriteDump");
+  if (writeDump == nullptr) {
+    WriteLogLine(kLogError, "DBGHELP.DLL is too old to use 'MiniDumpWriteDump'");
+  }
+  return writeDump;
+}
+
+}  // namespace
+
+const wchar_t* MakeUniqueFileName(const wchar_t* folder, std::span<wchar_t> path,
+                                  const wchar_t* base, const wchar_t* extension,
+                                  const wchar_t* modulePath) {
+  constexpr int kMostNames = 100;
+  const std::wstring_view folderText(folder);
+  const wchar_t* separator = folderText.ends_with(L'\\') ? L"" : L"\\";
+  const auto time = TimeText();
+  const auto version = VersionText(modulePath);
+  for (int i = 0; i < kMostNames; ++i) {
+    FormatBounded(path, L"%ls%ls%ls%02d_%ls%ls%ls", folder, separator, base, i, time.data(),
+                  version.data(), extension);
+    if (GetFileAttributesW(path.data()) == INVALID_FILE_ATTRIBUTES) {
+      return path.data() + std::wstring_view(path.data()).rfind(L'\\') + 1;
+    }
+  }
+  return nullptr;
+}
+
+bool WriteMinidump(const wchar_t* folder, EXCEPTION_POINTERS* exception) {
+  std::array<wchar_t, 261> temporaryFolder{};
+  if (folder == nullptr) {
+    GetTempPathW(260, temporaryFolder.data());
+    folder = temporaryFolder.data();
+  }
+  const DumpWriter writeDump = FindDumpWriter();
+  if (writeDump == nullptr) {
+    return false;
+  }
+  std::array<wchar_t, 400> path{};
+  if (MakeUniqueFileName(folder, path, L"e", L".dmp", nullptr) == nullptr) {
+    WriteLogLine(kLogWarning, "Failed to generate a unique file name for mini dump");
+    return false;
+  }
+  const NarrowName name(path.data());
+  HANDLE opened = CreateFileW(path.data(), GENERIC_WRITE, FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (opened == INVALID_HANDLE_VALUE) {
+    WriteLogLine(kLogError, "Failed to create the dump file '%s' (%X)", name.Get(),
+                 static_cast<unsigned>(GetLastError()));
+    return false;
+  }
+  bool isSaved = false;
+  {
+    const FileHandle file(opened);
+    MINIDUMP_EXCEPTION_INFORMATION information{};
+    information.ThreadId = GetCurrentThreadId();
+    information.ExceptionPointers = exception;
+    information.ClientPointers = FALSE;
+    isSaved = writeDump(GetCurrentProcess(), GetCurrentProcessId(), file.get(), MiniDumpNormal,
+                        &information, nullptr, nullptr) != FALSE;
+    if (isSaved) {
+      constexpr DWORD kTimeToBeWritten = 1000;  // milliseconds, before the process may end
+      WriteLogLine(kLogError, "Saved a dump file to '%s'", name.Get());
+      Sleep(kTimeToBeWritten);
+    } else {
+      WriteLogLine(kLogError, "Failed to save the dump file to '%s' (%X)", name.Get(),
+                   static_cast<unsigned>(GetLastError()));
+    }
+  }
+  WriteLogLine(kLogError, "%s",
+               "Please send this file to Corvane (support@corvane.example), with a description of "
+               "what Tagsmith was doing when the exception happened.");
+  return isSaved;
+}
+
+}  // namespace tagsmith
