@@ -351,6 +351,21 @@ TEST(CrashReports, LoadingTheModuleLeavesNoHandlers) {
   EXPECT_EQ(_set_invalid_parameter_handler(invalid), invalid);
 }
 
+TEST(Minidumps, FailuresAreLogged) {
+  const LogWatch log;
+  CONTEXT context{};
+  EXCEPTION_RECORD record{};
+  EXCEPTION_POINTERS exception{&record, &context};
+  EXPECT_FALSE(WriteMinidump(L"Z:\\no\\such\\folder", &exception));
+  const Lines lines = LogWatch::Messages();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_TRUE(std::regex_match(
+      lines[0],
+      std::regex(
+          R"(1 Failed to create the dump file 'Z:\\no\\such\\folder\\e00_\d{10}\.dmp' \(3\))")))
+      << lines[0];
+}
+
 TEST(UniqueFileNames, CarryTheModulesVersion) {
   const TemporaryFile file("unused", "");
   const std::wstring folder = std::filesystem::path(file.Path()).parent_path().wstring();
