@@ -4,9 +4,10 @@
 
 #include <array>
 #include <memory>
-#include <string>
+#include <optional>
 #include <string_view>
 
+#include "diag/file_version.h"
 #include "diag/log.h"
 #include "diag/system_library.h"
 #include "format/bounded.h"
@@ -44,35 +45,12 @@ std::array<wchar_t, 32> TimeText() {
 
 /// "_1234", the four numbers of a module's file version; empty when its major part is 0 or unknown.
 std::array<wchar_t, 48> VersionText(const wchar_t* modulePath) {
-  using SizeGetter = DWORD(WINAPI*)(LPCWSTR, LPDWORD);
-  using InfoGetter = BOOL(WINAPI*)(LPCWSTR, DWORD, DWORD, LPVOID);
-  using ValueGetter = BOOL(WINAPI*)(LPCVOID, LPCWSTR, LPVOID*, PUINT);
   std::array<wchar_t, 48> text{};
-  if (modulePath == nullptr) {
-    return text;
-  }
-  HMODULE library = LoadSystemLibrary(L"version.dll");
-  const auto getSize = FindFunction<SizeGetter>(library, "GetFileVersionInfoSizeW");
-  const auto getInfo = FindFunction<InfoGetter>(library, "GetFileVersionInfoW");
-  const auto getValue = FindFunction<ValueGetter>(library, "VerQueryValueW");
-  if (getSize == nullptr || getInfo == nullptr || getValue == nullptr) {
-    return text;
-  }
-  DWORD ignored = 0;
-  std::string resource(getSize(modulePath, &ignored), '\0');
-  void* block = nullptr;
-  UINT length = 0;
-  if (resource.empty() ||
-      getInfo(modulePath, 0, static_cast<DWORD>(resource.size()), resource.data()) == FALSE ||
-      getValue(resource.data(), L"\\", &block, &length) == FALSE ||
-      length < sizeof(VS_FIXEDFILEINFO)) {
-    return text;
-  }
-  const auto* version = static_cast<const VS_FIXEDFILEINFO*>(block);
-  if (HIWORD(version->dwFileVersionMS) != 0) {
-    FormatBounded(text, L"_%d%d%d%d", int{HIWORD(version->dwFileVersionMS)},
-                  int{LOWORD(version->dwFileVersionMS)}, int{HIWORD(version->dwFileVersionLS)},
-                  int{LOWORD(version->dwFileVersionLS)});
+  const auto version =
+      modulePath != nullptr ? ReadFileVersion(modulePath) : std::optional<FileVersion>();
+  if (version && version->major != 0) {
+    FormatBounded(text, L"_%u%u%u%u", version->major, version->minor, version->build,
+                  version->revision);
   }
   return text;
 }

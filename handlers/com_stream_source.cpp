@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
-#include <string_view>
+
+#include "tags/unicode.h"
 
 namespace tagsmith {
 namespace {
@@ -11,14 +12,6 @@ namespace {
 struct TaskMemoryFree {
   void operator()(void* memory) const { CoTaskMemFree(memory); }
 };
-
-std::string ToUtf8(const wchar_t* text) {
-  const int length = static_cast<int>(std::wstring_view(text).size());
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
-  std::string utf8(static_cast<std::size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text, length, utf8.data(), size, nullptr, nullptr);
-  return utf8;
-}
 
 DWORD StreamOrigin(SeekOrigin origin) {
   switch (origin) {
@@ -59,7 +52,9 @@ SourceStatus ComStreamSource::Status() {
     return {};
   }
   const std::unique_ptr<wchar_t, TaskMemoryFree> name(status.pwcsName);
-  return {name == nullptr ? std::string() : ToUtf8(name.get()), status.cbSize.QuadPart};
+  return {
+      name == nullptr ? std::string() : Utf16ToUtf8(reinterpret_cast<const char16_t*>(name.get())),
+      status.cbSize.QuadPart};
 }
 
 }  // namespace tagsmith

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <atomic>
-#include <vector>
 
 namespace tagsmith {
 namespace {
@@ -37,27 +36,6 @@ bool IsNtOrLater(DWORD major) {
   return (known >> 16U) - 1 == VER_PLATFORM_WIN32_NT && (known & 0xFFFFU) >= major;
 }
 
-std::optional<FileVersion> ReadVersionResource(const wchar_t* path) {
-  DWORD ignored = 0;
-  const DWORD size = GetFileVersionInfoSizeW(path, &ignored);
-  if (size == 0) {
-    return std::nullopt;
-  }
-  std::vector<std::byte> resource(size);
-  void* block = nullptr;
-  UINT length = 0;
-  if (GetFileVersionInfoW(path, 0, size, resource.data()) == FALSE ||
-      VerQueryValueW(resource.data(), L"\\", &block, &length) == FALSE ||
-      length < sizeof(VS_FIXEDFILEINFO)) {
-    return std::nullopt;
-  }
-  const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(block);
-  return FileVersion{.major = HIWORD(fixed->dwFileVersionMS),
-                     .minor = LOWORD(fixed->dwFileVersionMS),
-                     .build = HIWORD(fixed->dwFileVersionLS),
-                     .revision = LOWORD(fixed->dwFileVersionLS)};
-}
-
 }  // namespace
 
 bool IsNt6OrLater() { return IsNtOrLater(6); }
@@ -72,7 +50,7 @@ std::optional<FileVersion> GetFileVersion(const char* path) {
       wide[i] = static_cast<unsigned char>(path[i]);
     }
   }
-  return ReadVersionResource(wide.data());
+  return ReadFileVersion(wide.data());
 }
 
 }  // namespace tagsmith

@@ -1,21 +1,15 @@
 // Versions: of Windows, and of a module's version resource.
 #pragma once
 
-#include <cstdint>
 #include <optional>
+
+#include "diag/file_version.h"
 
 namespace tagsmith {
 
 /// Windows Vista or later, and Windows 2000 or later. The system is asked once per process.
 bool IsNt6OrLater();
 bool IsNt5OrLater();
-
-struct FileVersion {
-  std::uint32_t major = 0;
-  std::uint32_t minor = 0;
-  std::uint32_t build = 0;
-  std::uint32_t revision = 0;
-};
 
 /// The file version in the fixed part of a module's version resource. Each byte of `path` counts
 /// as one UTF-16 unit, 260 at the most; null stands for the process's executable. Nothing when

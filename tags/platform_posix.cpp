@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include "tags/platform.h"
+#include "tags/unicode.h"
 
 namespace tagsmith {
 
@@ -20,13 +21,6 @@ int SeekFile(std::FILE* file, std::int64_t offset, int origin) {
 
 std::int64_t TellFile(std::FILE* file) { return ::ftello(file); }
 
-std::u16string WidenSystemText(std::string_view text) {
-  std::u16string wide;
-  wide.reserve(text.size());
-  for (const char c : text) {
-    wide.push_back(static_cast<unsigned char>(c));
-  }
-  return wide;
-}
+std::u16string WidenSystemText(std::string_view text) { return WidenLatin1(text); }
 
 }  // namespace tagsmith

@@ -69,6 +69,25 @@ std::optional<std::u16string> Utf8ToUtf16(std::string_view text) {
   return result;
 }
 
+std::string Utf16ToUtf8(std::u16string_view text) {
+  constexpr char32_t kReplacement = 0xFFFD;
+  std::string utf8;
+  while (!text.empty()) {
+    const char32_t character = TakeUtf16(text);
+    AppendUtf8(utf8, IsSurrogate(character) ? kReplacement : character);
+  }
+  return utf8;
+}
+
+std::u16string WidenLatin1(std::string_view text) {
+  std::u16string wide;
+  wide.reserve(text.size());
+  for (const char c : text) {
+    wide.push_back(static_cast<unsigned char>(c));
+  }
+  return wide;
+}
+
 void AppendUtf8(std::string& text, char32_t character) {
   if (character < 0x80) {
     text.push_back(static_cast<char>(character));

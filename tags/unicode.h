@@ -15,6 +15,12 @@ std::optional<char32_t> TakeUtf8(std::string_view& text);
 /// The UTF-8 text as UTF-16; nothing when any of it is not well-formed.
 std::optional<std::u16string> Utf8ToUtf16(std::string_view text);
 
+/// The UTF-16 text as UTF-8; an unpaired surrogate becomes U+FFFD.
+std::string Utf16ToUtf8(std::u16string_view text);
+
+/// Bytes of ISO-8859-1 as UTF-16.
+std::u16string WidenLatin1(std::string_view text);
+
 /// Appends one character as UTF-8; the value must be a Unicode scalar value.
 void AppendUtf8(std::string& text, char32_t character);
 

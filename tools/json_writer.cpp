@@ -66,13 +66,4 @@ void JsonWriter::Utf8(std::string_view text) {
   Text(Utf8ToUtf16(text).value_or(WidenLatin1(text)));
 }
 
-std::u16string WidenLatin1(std::string_view text) {
-  std::u16string wide;
-  wide.reserve(text.size());
-  for (const char c : text) {
-    wide.push_back(static_cast<unsigned char>(c));
-  }
-  return wide;
-}
-
 }  // namespace tagsmith

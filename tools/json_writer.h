@@ -44,7 +44,4 @@ class JsonWriter {
   bool needsComma_ = false;
 };
 
-/// Bytes of ISO-8859-1 as UTF-16.
-std::u16string WidenLatin1(std::string_view text);
-
 }  // namespace tagsmith

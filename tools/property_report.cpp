@@ -102,10 +102,7 @@ std::string ShowValue(const PropertyItem& item) {
   std::string shown;
   for (const std::wstring& text : item.texts) {
     shown += shown.empty() ? "" : "; ";
-    for (std::u16string_view rest = Utf16(text); !rest.empty();) {
-      const char32_t character = TakeUtf16(rest);
-      AppendUtf8(shown, IsSurrogate(character) ? U'\uFFFD' : character);
-    }
+    shown += Utf16ToUtf8(Utf16(text));
   }
   for (const bool flag : item.flags) {
     shown += (shown.empty() ? "" : "; ") + std::string(flag ? "yes" : "no");

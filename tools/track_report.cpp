@@ -125,22 +125,13 @@ void Write(JsonWriter& json, const std::vector<Entry>& entries) {
 
 // ---- Values for people ------------------------------------------------------------------------
 
-std::string ToUtf8(std::u16string_view text) {
-  std::string utf8;
-  while (!text.empty()) {
-    const char32_t character = TakeUtf16(text);
-    AppendUtf8(utf8, IsSurrogate(character) ? U'\uFFFD' : character);
-  }
-  return utf8;
-}
-
-std::string Show(const TagText& field) { return ToUtf8(Decode(field)); }
-std::string Show(const NarrowText& text) { return ToUtf8(WidenLatin1(text.value_or(""))); }
+std::string Show(const TagText& field) { return Utf16ToUtf8(Decode(field)); }
+std::string Show(const NarrowText& text) { return Utf16ToUtf8(WidenLatin1(text.value_or(""))); }
 std::string Show(std::uint32_t number) { return number == 0 ? "" : std::to_string(number); }
 
 template <std::size_t Size>
 std::string Show(const std::array<char, Size>& text) {
-  return ToUtf8(WidenLatin1(text.data()));
+  return Utf16ToUtf8(WidenLatin1(text.data()));
 }
 
 // ---- The members, in the order of the output --------------------------------------------------
