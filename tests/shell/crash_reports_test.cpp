@@ -233,7 +233,7 @@ Outcome Start(const std::string& name, const std::filesystem::path& folder) {
             FALSE);
   SetEnvironmentVariableW(L"TMP", temporaryFolder.data());
   Outcome outcome;
-  WaitForSingleObject(process.hProcess, 30'000);
+  WaitForSingleObject(process.hProcess, 100'000);
   GetExitCodeProcess(process.hProcess, &outcome.exitCode);
   CloseHandle(process.hProcess);
   CloseHandle(process.hThread);
