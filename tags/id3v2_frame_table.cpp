@@ -185,14 +185,29 @@ bool IsReadableText(const V2Frame& frame, const DescribedData& data) {
   return false;
 }
 
-/// Descriptions of comments that hold a player's data begin so.
+/// Descriptions of comments that hold a player's data begin so. Of a 16-bit text the units are
+/// compared as they stand behind the mark, if there is one, in the order that its first byte tells.
 bool BeginsWithPlayerMark(const DescribedData& data) {
   constexpr std::string_view kPlayerMark = "iTun";
+  ByteView text = data.description;
   if (!IsWide(data.encoding)) {
-    return AsText(data.description).starts_with(kPlayerMark);
+    return AsText(text).starts_with(kPlayerMark);
   }
-  return ConvertToNarrow(data.description, data.encoding, TextReduction::kLatin1)
-      .starts_with(kPlayerMark);
+  const bool isBigEndian = !text.empty() && (text[0] == std::byte{0xFE} || text[0] == std::byte{0});
+  if (text.size() >= 2 && IsMarkByte(text[0]) && IsMarkByte(text[1])) {
+    text = text.subspan(2);
+  }
+  if (text.size() < 2 * kPlayerMark.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < kPlayerMark.size(); ++i) {
+    const std::byte low = text[2 * i + (isBigEndian ? 1 : 0)];
+    const std::byte high = text[2 * i + (isBigEndian ? 0 : 1)];
+    if (high != std::byte{0} || std::to_integer<char>(low) != kPlayerMark[i]) {
+      return false;
+    }
+  }
+  return true;
 }
 
 constexpr std::size_t kLanguageEnd = 4;  // encoding byte and three letters

@@ -210,6 +210,9 @@ TEST(V2Frames, CommentsAndLyrics) {
        "ab", "ab"},
       {"\1eng\xFF\xFE\0\0"s + wide, wide, wide},
       {"\1eng\xFF\xFE"s + Utf16Le(u"iTunX") + "\0\0"s + wide, "-", wide},
+      {"\1eng\xFE\xFF\0i\0T\0u\0n\0\0"s + wide, "-", wide},
+      {"\1eng\xFF\xFE"s + Utf16Le(u"中iTun") + "\0\0"s + wide, wide, wide},
+      {"\1eng\xFF\xFE"s + Utf16Le(u"iTu") + "\0\0"s + wide, wide, wide},
       {"\1eng\0\0"s + Utf16Le(u"ab"), Utf16Le(u"ab"), Utf16Le(u"ab")},
       {"\1eng\0\0\0a\0b"s, "-", "-"},
       {"\1eng\xFF\xFEx\0\0"s, "-", "-"},  // no terminator at an even distance
