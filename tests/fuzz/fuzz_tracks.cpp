@@ -14,6 +14,7 @@
 #include <random>
 
 #include "diag/log.h"
+#include "tags/picture_size.h"
 #include "tags/track_opening.h"
 #include "tests/unit/test_support.h"
 
@@ -68,6 +69,14 @@ std::vector<std::string> BuiltInSeeds() {
       audio,
       Aiff("AIFF", comm + Chunk("SSND", std::string(99, 's')) + Chunk("ID3 ", V2Tag(3, frames(3)))),
       Aiff("AIFC", Chunk("ID3 ", V2Tag(2, frames(2))) + comm),
+      // Pictures, for the reading of their sizes.
+      PngHead(64, 64, 8, 2),
+      BmpPicture(8, 8, 24, "", "rows"),
+      "\0\0\1\0\2\0"s + std::string(12, '.') + Little32(38) + std::string(12, '.') + Little32(50) +
+          PngHead(9, 9, 8, 6),
+      "\xFF\xD8\xFF\xE0\0\6JFIF\xFF\xC2\0\x0B\x08\0\x10\0\x10\3"s,
+      "GIF89a\4\0\4\0\x80\0\0pppppp!\xF9\4....\0,\0\0\0\0\4\0\4\0\0\2\1x\0;"s,
+      "MM\0*\0\0\0\x08\0\2\1\0\0\3\0\0\0\1\0\x09\0\0\1\1\0\4\0\0\0\1\0\0\0\x09"s,
   };
 }
 
@@ -205,6 +214,7 @@ std::string Try(const TrackFile& file, const std::string& input) {
       return "opening a stream allocated " + std::to_string(allocated) + " bytes";
     }
   }
+  ReadPictureSize(Bytes(input));
   const auto taken = std::chrono::steady_clock::now() - start;
   return taken > std::chrono::seconds(5) ? "took more than 5 seconds" : "";
 }

@@ -25,6 +25,12 @@ std::string Big32(std::uint32_t value) { return Number(value, 4, 8); }
 std::string Big16(std::uint16_t value) { return Number(value, 2, 8); }
 std::string Syncsafe(std::uint32_t value) { return Number(value, 4, 7); }
 
+std::string Little32(std::uint32_t value) {
+  const std::string big = Big32(value);
+  return {big.rbegin(), big.rend()};
+}
+std::string Little16(std::uint16_t value) { return Little32(value).substr(0, 2); }
+
 std::string Utf16Le(std::u16string_view text) {
   std::string bytes;
   for (const char16_t unit : text) {
@@ -95,6 +101,27 @@ std::string CommChunk(std::uint16_t channels, std::uint32_t sampleFrames, std::u
 std::string Aiff(std::string_view formType, std::string_view chunks) {
   return "FORM" + Big32(static_cast<std::uint32_t>(chunks.size() + 4)) + std::string(formType) +
          std::string(chunks);
+}
+
+std::string BmpPicture(std::int32_t width, std::int32_t height, std::uint16_t bits,
+                       std::string_view palette, std::string_view rows) {
+  const auto paletteSize = static_cast<std::uint32_t>(palette.size());
+  const auto size = 54 + paletteSize + static_cast<std::uint32_t>(rows.size());
+  std::string picture = "BM" + Little32(size) + Little32(0) + Little32(54 + paletteSize) +
+                        Little32(40) + Little32(static_cast<std::uint32_t>(width)) +
+                        Little32(static_cast<std::uint32_t>(height)) + Little16(1) +
+                        Little16(bits) + std::string(16, '\0') + Little32(paletteSize / 4) +
+                        Little32(0);
+  return picture.append(palette).append(rows);
+}
+
+std::string PngHead(std::uint32_t width, std::uint32_t height, char bits, char colourType) {
+  return "\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR"s + Big32(width) + Big32(height) + bits + colourType +
+         std::string(3, '\0');
+}
+
+std::string PictureFrame(std::string_view mime, std::string_view picture) {
+  return Frame(3, "APIC", "\0"s + std::string(mime) + "\0\3\0"s + std::string(picture));
 }
 
 TemporaryFile::TemporaryFile(std::string_view name, std::string_view content) {

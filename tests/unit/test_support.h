@@ -23,6 +23,8 @@ ByteView Bytes(std::string_view text);
 std::string Big32(std::uint32_t value);
 std::string Big16(std::uint16_t value);
 std::string Syncsafe(std::uint32_t value);
+std::string Little32(std::uint32_t value);
+std::string Little16(std::uint16_t value);
 /// "AB" as 41 00 42 00.
 std::string Utf16Le(std::u16string_view text);
 
@@ -46,6 +48,17 @@ std::string Chunk(std::string_view id, std::string_view data);
 std::string CommChunk(std::uint16_t channels, std::uint32_t sampleFrames, std::uint16_t bits);
 /// FORM of a right size.
 std::string Aiff(std::string_view formType, std::string_view chunks);
+
+// ---- Pictures ---------------------------------------------------------------------------------
+
+/// A BMP of `height` rows, bottom row first, or top row first when it is negative. `palette`: four
+/// bytes an entry; `rows`: padded to four bytes each.
+std::string BmpPicture(std::int32_t width, std::int32_t height, std::uint16_t bits,
+                       std::string_view palette, std::string_view rows);
+/// The beginning of a PNG, up to the header's fields.
+std::string PngHead(std::uint32_t width, std::uint32_t height, char bits, char colourType);
+/// An APIC frame of 2.3.
+std::string PictureFrame(std::string_view mime, std::string_view picture);
 
 // ---- Surroundings -----------------------------------------------------------------------------
 

@@ -1,0 +1,27 @@
+// The size of an embedded picture, from its header alone: nothing is decoded. It tells in advance
+// what a picture would cost.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "tags/byte_order.h"
+
+namespace tagsmith {
+
+struct PictureSize {
+  std::uint32_t width = 0;   // pixels, not checked
+  std::uint32_t height = 0;  // pixels, not checked
+  /// That a decoder for the screen makes of the picture: 1 to 8 with a palette, else 8 (grey), 24
+  /// or 32.
+  std::uint32_t bitsPerPixel = 0;
+
+  /// Bytes of a bitmap whose rows are padded to four bytes; saturates.
+  [[nodiscard]] std::uint64_t BitmapBytes() const;
+};
+
+/// Reads the header of a JPEG (ITU-T T.81), PNG, GIF (89a), BMP, TIFF (6.0) or ICO picture; of
+/// several frames the largest counts. Nothing when it is another format or its header is broken.
+std::optional<PictureSize> ReadPictureSize(ByteView picture);
+
+}  // namespace tagsmith
