@@ -27,6 +27,13 @@ DWORD StreamOrigin(SeekOrigin origin) {
 
 }  // namespace
 
+HRESULT HoldStream(IStream* stream, ComPointer<IStream>& held) {
+  if (held) {
+    return HRESULT_FROM_WIN32(ERROR_ALREADY_INITIALIZED);
+  }
+  return stream == nullptr ? E_POINTER : stream->QueryInterface(IID_IStream, held.ReceiveVoid());
+}
+
 ReadResult ComStreamSource::Read(std::span<std::byte> into) {
   const auto wanted =
       static_cast<ULONG>(std::min<std::size_t>(into.size(), std::numeric_limits<ULONG>::max()));

@@ -60,14 +60,11 @@ STDMETHODIMP CShellPropertyStore::IsPropertyWritable(REFPROPERTYKEY /*key*/) { r
 
 STDMETHODIMP CShellPropertyStore::Initialize(IStream* stream, DWORD accessMode) {
   return Guarded("Property store initialisation failed", E_UNEXPECTED, [&]() -> HRESULT {
-    if (stream == nullptr) {
-      return E_POINTER;
+    const HRESULT result = HoldStream(stream, stream_);
+    if (SUCCEEDED(result)) {
+      accessMode_ = accessMode;
     }
-    if (stream_) {
-      return HRESULT_FROM_WIN32(ERROR_ALREADY_INITIALIZED);
-    }
-    accessMode_ = accessMode;
-    return stream->QueryInterface(IID_IStream, stream_.ReceiveVoid());
+    return result;
   });
 }
 

@@ -4,8 +4,11 @@
 
 #include "diag/fault_guard.h"
 #include "handlers/property_store.h"
+#include "handlers/thumb_extractor.h"
+#include "handlers/thumb_provider.h"
 #include "shellext/class_factory.h"
 #include "shellext/registry.h"
+#include "shellext/version_info.h"
 
 namespace tagsmith {
 namespace {
@@ -13,6 +16,10 @@ namespace {
 template <typename Handler>
 CShellExt* MakeHandler() {
   return new (std::nothrow) Handler();
+}
+
+CShellExt* MakeThumbnailHandler() {
+  return IsNt6OrLater() ? MakeHandler<CMP3ThumbProvider>() : MakeHandler<CMP3ThumbExtractor>();
 }
 
 template <typename Factory>
@@ -30,6 +37,8 @@ struct ServedClass {
 constexpr ServedClass kServedClasses[] = {
     {kPropertyHandlerClsid, L"Add property handler", MakeHandler<CMP3PropertyStore>,
      MakeFactory<CShellClassProviderFactory>},
+    {kThumbnailHandlerClsid, L"Add thumbnail handler", MakeThumbnailHandler,
+     MakeFactory<CShellClassFactory>},
 };
 
 /// The machine must have switched the handler on; the user may switch it off.

@@ -1,0 +1,92 @@
+// A decoded picture: a device-independent bitmap of the picture's own size.
+#pragma once
+
+#include <windows.h>
+
+#include <objidl.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#include "handlers/gdi_plus.h"
+#include "tags/picture_size.h"
+
+namespace tagsmith {
+
+/// A DIB section, bottom row first in memory. Owns the bitmap.
+class DibSection {
+ public:
+  DibSection() = default;
+  DibSection(DibSection&& other) noexcept { *this = std::move(other); }
+  DibSection& operator=(DibSection&& other) noexcept;
+  ~DibSection() { Destroy(); }
+
+  /// Makes a bitmap, black and transparent; the former one goes. `is565`: rows of 16 bits hold 5,
+  /// 6 and 5 bits instead of three times 5. False when the system cannot.
+  bool Create(int width, int height, int bitsPerPixel, bool is565);
+  void Destroy();
+  /// Gives the bitmap away.
+  HBITMAP Release() { return std::exchange(bitmap_, nullptr); }
+
+  [[nodiscard]] HBITMAP Get() const { return bitmap_; }
+  [[nodiscard]] int Width() const { return width_; }
+  [[nodiscard]] int Height() const { return height_; }
+  [[nodiscard]] int BitsPerPixel() const { return bitsPerPixel_; }
+  [[nodiscard]] bool Is565() const { return is565_; }
+  /// From one row's bytes to the next lower one's: negative.
+  [[nodiscard]] std::ptrdiff_t Pitch() const { return pitch_; }
+  /// The top row, rows counting downwards.
+  [[nodiscard]] std::byte* Row(int row) const { return firstRow_ + row * pitch_; }
+
+ private:
+  HBITMAP bitmap_ = nullptr;
+  int width_ = 0;
+  int height_ = 0;
+  int bitsPerPixel_ = 0;
+  bool is565_ = false;
+  std::ptrdiff_t pitch_ = 0;
+  std::byte* firstRow_ = nullptr;
+};
+
+class DecodedImage {
+ public:
+  /// Pictures whose bitmap would be larger are taken for undecodable.
+  static constexpr std::uint64_t kLargestBitmap = std::uint64_t{256} << 20U;
+
+  /// Whether a bitmap for a picture of this size is small enough; logs when it is not.
+  static bool IsAffordable(const PictureSize& size);
+
+  /// Decodes the picture in `stream` from its position on. A grey, paletted or 24-bit picture
+  /// keeps its form, one with alpha becomes 32-bit ARGB (not premultiplied), any other 32-bit RGB.
+  /// E_FAIL when it cannot be decoded, E_OUTOFMEMORY when memory does not suffice; the image is
+  /// empty then.
+  HRESULT Load(IStream& stream);
+
+  /// The same from a bitmap of GDI+.
+  HRESULT Load(const GdiPlusFunctions& gdiPlus, Gdiplus::GpBitmap* source);
+
+  [[nodiscard]] bool IsEmpty() const { return section_.Get() == nullptr; }
+  /// The held bitmap; it stays the image's.
+  [[nodiscard]] HBITMAP Bitmap() const { return section_.Get(); }
+  [[nodiscard]] bool HasAlpha() const { return hasAlpha_; }
+  [[nodiscard]] const DibSection& Section() const { return section_; }
+
+  /// A bitmap like the held one, for the caller to delete with DeleteObject. Null when the image is
+  /// empty or the system has no room.
+  [[nodiscard]] HBITMAP Copy() const;
+
+  void Destroy() { section_.Destroy(); }
+
+ private:
+  using Colours = std::array<RGBQUAD, 256>;
+
+  GdiPlusUse use_;  // first, so that it outlives the bitmap
+  DibSection section_;
+  bool hasAlpha_ = false;
+  unsigned colourCount_ = 0;
+  Colours colours_{};
+};
+
+}  // namespace tagsmith

@@ -1,0 +1,49 @@
+#include "handlers/memory_dc.h"
+
+#include <array>
+#include <atomic>
+
+namespace tagsmith {
+namespace {
+
+std::array<std::atomic<HDC>, 4> slots{};
+
+/// What one of the slots held; the slot is empty then.
+HDC TakeFromSlots() {
+  for (std::atomic<HDC>& slot : slots) {
+    if (HDC context = slot.exchange(nullptr)) {
+      return context;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+MemoryDc::MemoryDc() : context_(TakeFromSlots()) {
+  if (context_ == nullptr) {
+    context_ = CreateCompatibleDC(nullptr);
+  }
+}
+
+MemoryDc::~MemoryDc() {
+  // Each slot takes what comes and gives back what it held, until one was empty.
+  HDC context = context_;
+  for (std::atomic<HDC>& slot : slots) {
+    if (context == nullptr) {
+      return;
+    }
+    context = slot.exchange(context);
+  }
+  if (context != nullptr) {
+    DeleteDC(context);
+  }
+}
+
+void MemoryDc::EmptyCache() {
+  while (HDC context = TakeFromSlots()) {
+    DeleteDC(context);
+  }
+}
+
+}  // namespace tagsmith
