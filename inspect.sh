@@ -1,15 +1,21 @@
 #!/usr/bin/env bash
 # Shows what the extension's own module, driven through COM as the shell does it, makes of audio
-# files: ./inspect.sh [--json] [FILE...]. Without a file, samples are made with real encoders and
-# taggers and shown. Builds and set-up speak on standard error.
+# files: ./inspect.sh [--json] [--png DIR] [FILE...]. With --png the thumbnails are written into DIR.
+# Without a file, samples are made with real encoders and taggers and shown. Builds and set-up speak
+# on standard error.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
-arguments=(--text)
-if [[ ${1:-} == --json ]]; then
-  arguments=()
+format=(--text)
+arguments=()
+while [[ ${1:-} == --* ]]; do
+  case $1 in
+    --json) format=() ;;
+    --png) arguments+=(--png "$(realpath -m "$2")"); shift ;;
+    *) echo "usage: ./inspect.sh [--json] [--png DIR] [FILE...]" >&2; exit 2 ;;
+  esac
   shift
-fi
+done
 
 "$here/scripts/setup.sh"
 "$here/scripts/build.sh" windows tsshell tsprobe propsys_double
@@ -22,4 +28,4 @@ if [[ $# -eq 0 ]]; then
   cd "$here"
   set -- build/samples/chord.mp3 build/samples/chord.aiff
 fi
-exec "$here/scripts/run-wine.sh" "$bin/tsprobe.exe" --registered "${arguments[@]}" "$@"
+exec "$here/scripts/run-wine.sh" "$bin/tsprobe.exe" --registered "${format[@]}" "${arguments[@]}" "$@"

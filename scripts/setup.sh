@@ -8,8 +8,8 @@ packages=(
   cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64
   # testing
   libgtest-dev googletest clang-format clang-tidy
-  # making tracks with real encoders and taggers
-  lame sox python3 python3-mutagen eyed3
+  # making tracks and pictures with real encoders and taggers
+  lame sox python3 python3-mutagen eyed3 imagemagick
 )
 if [[ ${1:-} == bench ]]; then
   packages+=(libtag1-dev libmpg123-dev pkg-config)

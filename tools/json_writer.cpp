@@ -66,4 +66,14 @@ void JsonWriter::Utf8(std::string_view text) {
   Text(Utf8ToUtf16(text).value_or(WidenLatin1(text)));
 }
 
+void JsonWriter::Hash(std::span<const std::byte> bytes) {
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const std::byte byte : bytes) {
+    hash = (hash ^ std::to_integer<std::uint64_t>(byte)) * 0x100000001B3U;
+  }
+  std::array<char, 17> text{};
+  FormatBounded(text, "%016llx", static_cast<unsigned long long>(hash));
+  Latin1(text.data());
+}
+
 }  // namespace tagsmith

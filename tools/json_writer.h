@@ -1,7 +1,9 @@
 // JSON (RFC 8259), written in order.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -30,6 +32,9 @@ class JsonWriter {
   void Latin1(std::string_view text);
   /// Text in UTF-8; as a whole decoded as ISO-8859-1 when it is not well-formed.
   void Utf8(std::string_view text);
+
+  /// The 64-bit FNV-1a hash of the bytes, as 16 hexadecimal digits.
+  void Hash(std::span<const std::byte> bytes);
 
   [[nodiscard]] const std::string& Result() const { return text_; }
 

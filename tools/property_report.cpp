@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 
-#include "format/bounded.h"
 #include "handlers/property_keys.h"
+#include "shellext/class_objects.h"
 #include "tags/unicode.h"
 
 namespace tagsmith {
@@ -115,6 +115,28 @@ std::string ShowValue(const PropertyItem& item) {
   return shown;
 }
 
+PropertyReport AskPropertyHandler(const HandlerSource& handlers, const std::string& file) {
+  PropertyReport report;
+  ComPointer<IStream> stream;
+  report.initialize = OpenStream(WidenUtf8(file), stream);
+  if (FAILED(report.initialize)) {
+    return report;
+  }
+  ComPointer<IInitializeWithStream> handler;
+  report.initialize = handlers.Create(kPropertyHandlerClsid, __uuidof(IInitializeWithStream),
+                                      handler.ReceiveVoid());
+  if (FAILED(report.initialize)) {
+    return report;
+  }
+  report.initialize = handler->Initialize(stream.Get(), STGM_READ);
+  ComPointer<IPropertyStore> store;
+  if (SUCCEEDED(report.initialize) &&
+      SUCCEEDED(handler->QueryInterface(__uuidof(IPropertyStore), store.ReceiveVoid()))) {
+    report.items = ReadItems(*store);
+  }
+  return report;
+}
+
 std::vector<PropertyItem> ReadItems(IPropertyStore& store) {
   std::vector<PropertyItem> items;
   DWORD count = 0;
@@ -134,7 +156,6 @@ std::vector<PropertyItem> ReadItems(IPropertyStore& store) {
 }
 
 void WriteJson(JsonWriter& json, const PropertyReport& report) {
-  json.Key("properties");
   json.BeginObject();
   json.Key("initialize");
   json.Latin1(HexResult(report.initialize));
@@ -173,12 +194,6 @@ std::string ToText(const PropertyReport& report) {
     }
   }
   return page;
-}
-
-std::string HexResult(HRESULT result) {
-  std::array<char, 12> text{};
-  FormatBounded(text, "0x%08X", static_cast<unsigned>(result));
-  return text.data();
 }
 
 }  // namespace tagsmith

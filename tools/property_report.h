@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/json_writer.h"
+#include "tools/shell_host.h"
 
 namespace tagsmith {
 
@@ -25,10 +26,13 @@ struct PropertyReport {
   std::vector<PropertyItem> items;  // in the order of GetAt
 };
 
+/// Asks the handler for all that it answers of the file.
+PropertyReport AskPropertyHandler(const HandlerSource& handlers, const std::string& file);
+
 /// All that the store holds.
 std::vector<PropertyItem> ReadItems(IPropertyStore& store);
 
-/// As the member of the file's object: "properties" and its object.
+/// As the value of "properties".
 void WriteJson(JsonWriter& json, const PropertyReport& report);
 
 /// A line each for people; empty values are left out.
@@ -39,8 +43,5 @@ std::string NameOf(const PROPERTYKEY& key);
 
 /// The value for people, empty where there is none.
 std::string ShowValue(const PropertyItem& item);
-
-/// "0x8000FFFF"
-std::string HexResult(HRESULT result);
 
 }  // namespace tagsmith

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "diag/system_library.h"
+#include "format/bounded.h"
 
 namespace tagsmith {
 
@@ -51,6 +52,12 @@ HRESULT HandlerSource::Create(REFCLSID clsid, REFIID riid, void** object) const 
 HRESULT OpenStream(const std::wstring& path, ComPointer<IStream>& stream) {
   return SHCreateStreamOnFileEx(path.c_str(), STGM_READ | STGM_SHARE_DENY_NONE, 0, FALSE, nullptr,
                                 stream.Receive());
+}
+
+std::string HexResult(HRESULT result) {
+  std::array<char, 12> text{};
+  FormatBounded(text, "0x%08X", static_cast<unsigned>(result));
+  return text.data();
 }
 
 }  // namespace tagsmith

@@ -39,4 +39,7 @@ class HandlerSource {
 /// A read-only stream over a file, as the shell makes it.
 HRESULT OpenStream(const std::wstring& path, ComPointer<IStream>& stream);
 
+/// "0x8000FFFF"
+std::string HexResult(HRESULT result);
+
 }  // namespace tagsmith

@@ -34,16 +34,6 @@ std::u16string Decode(const TagText& field) {
   return text;
 }
 
-std::string Hash(std::span<const std::byte> bytes) {
-  std::uint64_t hash = 0xCBF29CE484222325U;
-  for (const std::byte byte : bytes) {
-    hash = (hash ^ std::to_integer<std::uint64_t>(byte)) * 0x100000001B3U;
-  }
-  std::array<char, 17> text{};
-  FormatBounded(text, "%016llx", static_cast<unsigned long long>(hash));
-  return text.data();
-}
-
 void Write(JsonWriter& json, bool value) { json.Bool(value); }
 void Write(JsonWriter& json, std::signed_integral auto value) { json.Integer(value); }
 void Write(JsonWriter& json, std::unsigned_integral auto value) { json.Unsigned(value); }
@@ -100,7 +90,7 @@ void Write(JsonWriter& json, const TagPicture& picture) {
   json.Key("kind");
   Write(json, picture.kind);
   json.Key("fnv1a64");
-  json.Latin1(Hash(picture.data));
+  json.Hash(picture.data);
   json.EndObject();
 }
 
@@ -110,7 +100,7 @@ void Write(JsonWriter& json, const TagRawFrame& frame) {
   Write(json, frame.id);
   WriteData(json, frame.data);
   json.Key("fnv1a64");
-  json.Latin1(Hash(frame.data));
+  json.Hash(frame.data);
   json.EndObject();
 }
 

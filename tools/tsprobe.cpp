@@ -2,20 +2,18 @@
 // answer, as JSON Lines or for people.
 #include <windows.h>
 
-#include <propsys.h>
-
 #include <cstdio>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "shellext/class_objects.h"
 #include "tags/track_opening.h"
 #include "tools/console.h"
 #include "tools/log_capture.h"
 #include "tools/property_report.h"
 #include "tools/shell_host.h"
+#include "tools/thumbnail_report.h"
 
 namespace tagsmith {
 namespace {
@@ -25,15 +23,21 @@ constexpr int kFailedSome = 1;
 constexpr int kWrongUsage = 2;
 
 constexpr const char* kUsage =
-    "usage: tsprobe [--properties] [--text] [--module PATH | --registered] FILE...\n"
+    "usage: tsprobe [--properties] [--thumbnail] [--png DIR] [--text]\n"
+    "               [--module PATH | --registered] FILE...\n"
     "\n"
-    "  --properties   ask the property handler (the default)\n"
+    "  --properties   ask the property handler\n"
+    "  --thumbnail    ask the thumbnail handler; without any of these, all are asked\n"
+    "  --png DIR      write each thumbnail as a PNG into DIR\n"
     "  --text         print for people, not as JSON Lines\n"
     "  --module PATH  load the module at PATH and use its class objects\n"
-    "  --registered   use the registered handler (the default)\n";
+    "  --registered   use the registered handlers (the default)\n";
 
 struct Options {
+  bool asksProperties = false;
+  bool asksThumbnail = false;
   bool text = false;
+  std::optional<std::string> png;
   std::optional<std::string> module;
   std::vector<std::string> files;
 };
@@ -42,16 +46,23 @@ std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
   Options options;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
-    if (argument == "--text") {
+    const bool hasValue = i + 1 < arguments.size();
+    if (argument == "--properties") {
+      options.asksProperties = true;
+    } else if (argument == "--thumbnail") {
+      options.asksThumbnail = true;
+    } else if (argument == "--png" && hasValue) {
+      options.png = arguments[++i];
+    } else if (argument == "--text") {
       options.text = true;
-    } else if (argument == "--module" && i + 1 < arguments.size()) {
+    } else if (argument == "--module" && hasValue) {
       options.module = arguments[++i];
     } else if (argument == "--registered") {
       options.module.reset();
-    } else if (argument.starts_with("--") && argument != "--properties") {
+    } else if (argument.starts_with("--")) {
       std::fprintf(stderr, "tsprobe: %s is not understood\n\n%s", argument.c_str(), kUsage);
       return std::nullopt;
-    } else if (argument != "--properties") {
+    } else {
       options.files.push_back(argument);
     }
   }
@@ -59,29 +70,11 @@ std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
     std::fprintf(stderr, "tsprobe: no file given\n\n%s", kUsage);
     return std::nullopt;
   }
+  if (!options.asksProperties && !options.asksThumbnail) {
+    options.asksProperties = true;
+    options.asksThumbnail = true;
+  }
   return options;
-}
-
-PropertyReport AskPropertyHandler(const HandlerSource& handlers, const std::string& file) {
-  PropertyReport report;
-  ComPointer<IStream> stream;
-  report.initialize = OpenStream(WidenUtf8(file), stream);
-  if (FAILED(report.initialize)) {
-    return report;
-  }
-  ComPointer<IInitializeWithStream> handler;
-  report.initialize = handlers.Create(kPropertyHandlerClsid, __uuidof(IInitializeWithStream),
-                                      handler.ReceiveVoid());
-  if (FAILED(report.initialize)) {
-    return report;
-  }
-  report.initialize = handler->Initialize(stream.Get(), STGM_READ);
-  ComPointer<IPropertyStore> store;
-  if (SUCCEEDED(report.initialize) &&
-      SUCCEEDED(handler->QueryInterface(__uuidof(IPropertyStore), store.ReceiveVoid()))) {
-    report.items = ReadItems(*store);
-  }
-  return report;
 }
 
 /// The texts that the shell shows beside the properties, read by the library itself.
@@ -103,25 +96,62 @@ std::string TrackTexts(const std::string& file) {
   return texts + "\n";
 }
 
-bool Probe(const HandlerSource& handlers, const std::string& file, bool asText) {
-  const PropertyReport properties = AskPropertyHandler(handlers, file);
-  if (asText) {
-    std::printf("%s\n%s%s\n", file.c_str(), TrackTexts(file).c_str(), ToText(properties).c_str());
-  } else {
-    JsonWriter json;
-    json.BeginObject();
-    json.Key("file");
-    json.Utf8(file);
-    WriteJson(json, properties);
-    json.Key("thumbnail");
-    json.Null();
-    json.Key("columns");
-    json.Null();
-    json.EndObject();
-    std::printf("%s\n", json.Result().c_str());
+/// What was asked, of one file.
+struct FileReport {
+  std::optional<PropertyReport> properties;
+  std::optional<ThumbnailReport> thumbnail;
+
+  [[nodiscard]] bool AreAllAnswered() const {
+    return (!properties || SUCCEEDED(properties->initialize)) &&
+           (!thumbnail || SUCCEEDED(thumbnail->initialize));
   }
-  std::fflush(stdout);
-  return SUCCEEDED(properties.initialize);
+};
+
+FileReport Ask(const HandlerSource& handlers, const Options& options, const std::string& file) {
+  FileReport report;
+  if (options.asksProperties) {
+    report.properties = AskPropertyHandler(handlers, file);
+  }
+  if (options.asksThumbnail) {
+    report.thumbnail = AskThumbnailHandler(handlers, file);
+    if (options.png && report.thumbnail->pixels) {
+      report.thumbnail->png = WritePng(*report.thumbnail->pixels, *options.png, file);
+    }
+  }
+  return report;
+}
+
+void PrintText(const FileReport& report, const std::string& file) {
+  std::string page = file + "\n" + TrackTexts(file);
+  const auto append = [&](const auto& answers) {
+    if (answers) {
+      page += ToText(*answers);
+    }
+  };
+  append(report.properties);
+  append(report.thumbnail);
+  std::printf("%s\n", page.c_str());
+}
+
+void PrintJson(const FileReport& report, const std::string& file) {
+  JsonWriter json;
+  const auto write = [&](const char* key, const auto& answers) {
+    json.Key(key);
+    if (answers) {
+      WriteJson(json, *answers);
+    } else {
+      json.Null();
+    }
+  };
+  json.BeginObject();
+  json.Key("file");
+  json.Utf8(file);
+  write("properties", report.properties);
+  write("thumbnail", report.thumbnail);
+  json.Key("columns");
+  json.Null();
+  json.EndObject();
+  std::printf("%s\n", json.Result().c_str());
 }
 
 int Run(std::span<const std::string> arguments) {
@@ -140,7 +170,10 @@ int Run(std::span<const std::string> arguments) {
     const HandlerSource handlers =
         options->module ? HandlerSource(WidenUtf8(*options->module)) : HandlerSource();
     for (const std::string& file : options->files) {
-      if (!Probe(handlers, file, options->text)) {
+      const FileReport report = Ask(handlers, *options, file);
+      (options->text ? PrintText : PrintJson)(report, file);
+      std::fflush(stdout);
+      if (!report.AreAllAnswered()) {
         status = kFailedSome;
       }
     }

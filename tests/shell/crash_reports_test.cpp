@@ -57,52 +57,54 @@ Lines operator+(Lines left, const Lines& right) {
   return left;
 }
 
-const Lines kAddress = {R"(Address: [0-9a-f]{8} '.*crash_reports_test\.exe')"};
-const Lines kAnyAddress = {R"(Address: [0-9a-f]{8} '.*')"};
-const Lines kSaved = {R"(Saved a dump file to '.*\\e00_\d{10}\.dmp')",
-                      R"(Please send this file to Corvane \(support@corvane\.example\).*)"};
+Lines Address() { return {R"(Address: [0-9a-f]{8} '.*crash_reports_test\.exe')"}; }
+Lines AnyAddress() { return {R"(Address: [0-9a-f]{8} '.*')"}; }
+Lines Saved() {
+  return {R"(Saved a dump file to '.*\\e00_\d{10}\.dmp')",
+          R"(Please send this file to Corvane \(support@corvane\.example\).*)"};
+}
 Lines Faulting(const std::string& how) { return {"Faulting address: 00000010 \\(" + how + "\\)"}; }
 
 const std::vector<ChildCase>& Cases() {
   static const std::vector<ChildCase> cases = {
       {"read", kModuleThreadFlags, 0xC0000005,
-       Report("Unhandled exception", "C0000005") + Faulting("reading") + kAddress + kSaved, 1,
+       Report("Unhandled exception", "C0000005") + Faulting("reading") + Address() + Saved(), 1,
        [] {
          Read();
          return 0;
        }},
       {"write", kModuleThreadFlags, 0xC0000005,
-       Report("Unhandled exception", "C0000005") + Faulting("writing") + kAddress + kSaved, 1,
+       Report("Unhandled exception", "C0000005") + Faulting("writing") + Address() + Saved(), 1,
        [] {
          Write();
          return 0;
        }},
       {"divide", kModuleThreadFlags, 0xC0000094,
-       Report("Unhandled exception", "C0000094") + kAddress + kSaved, 1,
+       Report("Unhandled exception", "C0000094") + Address() + Saved(), 1,
        [] {
          Divide();
          return 0;
        }},
       {"illegal", kModuleThreadFlags, 0xC000001D,
-       Report("Unhandled exception", "C000001D") + kAddress + kSaved, 1,
+       Report("Unhandled exception", "C000001D") + Address() + Saved(), 1,
        []() -> int { __builtin_trap(); }},
-      {"abort", kModuleThreadFlags, 1, Report("SIGABRT", "00000016") + kAnyAddress, 0,
+      {"abort", kModuleThreadFlags, 1, Report("SIGABRT", "00000016") + AnyAddress(), 0,
        []() -> int { std::abort(); }},
-      {"interrupt", kModuleThreadFlags, 1, Report("SIGINT", "00000002") + kAnyAddress, 0,
+      {"interrupt", kModuleThreadFlags, 1, Report("SIGINT", "00000002") + AnyAddress(), 0,
        [] { return std::raise(SIGINT); }},
-      {"terminate signal", kModuleThreadFlags, 1, Report("SIGTERM", "0000000F") + kAnyAddress, 0,
+      {"terminate signal", kModuleThreadFlags, 1, Report("SIGTERM", "0000000F") + AnyAddress(), 0,
        [] { return std::raise(SIGTERM); }},
-      {"illegal signal", kAllHandlers, 1, Report("SIGILL", "00000004") + kAnyAddress, 0,
+      {"illegal signal", kAllHandlers, 1, Report("SIGILL", "00000004") + AnyAddress(), 0,
        [] { return std::raise(SIGILL); }},
-      {"floating-point signal", kAllHandlers, 1, Report("SIGFPE", "00000008") + kAnyAddress, 0,
+      {"floating-point signal", kAllHandlers, 1, Report("SIGFPE", "00000008") + AnyAddress(), 0,
        [] { return std::raise(SIGFPE); }},
       {"segment signal", kAllHandlers, 1,
-       Report("SIGSEGV", "0000000B") + kAnyAddress +
+       Report("SIGSEGV", "0000000B") + AnyAddress() +
            Lines{"Error: No exception data to create dump"},
        0, [] { return std::raise(SIGSEGV); }},
-      {"terminate", kModuleThreadFlags, 1, Report("Terminate", "00000000") + kAnyAddress, 0,
+      {"terminate", kModuleThreadFlags, 1, Report("Terminate", "00000000") + AnyAddress(), 0,
        []() -> int { std::terminate(); }},
-      {"throw", kModuleThreadFlags, 1, Report("Terminate", "00000000") + kAnyAddress, 0,
+      {"throw", kModuleThreadFlags, 1, Report("Terminate", "00000000") + AnyAddress(), 0,
        []() -> int { throw std::runtime_error("uncaught"); }},
       {"invalid parameter",
        kModuleThreadFlags,
@@ -115,7 +117,7 @@ const std::vector<ChildCase>& Cases() {
          return 5;
        }},
       {"guarded fault", kModuleThreadFlags, 7,
-       Report("Handled exception", "C0000005") + Faulting("reading") + kAddress + kSaved +
+       Report("Handled exception", "C0000005") + Faulting("reading") + Address() + Saved() +
            Lines{"The guarded method failed"},
        1, [] { return Guard(Read); }},
       {"guarded fault elsewhere",
@@ -142,7 +144,7 @@ const std::vector<ChildCase>& Cases() {
        [] { return Guard(Read); }},
       {"thread functions", kModuleThreadFlags, 1,
        Report("Terminate", "00000000") + Lines{"EFC: [0-9A-F]{4,8}:0012", "LFC: 0007:0034"} +
-           kAnyAddress,
+           AnyAddress(),
        0,
        []() -> int {
          RecordThreadFunction(GetCurrentThreadId(), 0x11);
@@ -152,7 +154,7 @@ const std::vector<ChildCase>& Cases() {
        }},
       {"removed elsewhere", kModuleThreadFlags, 7,
        Lines{"Trying to remove exception handlers for a different thread"} +
-           Report("Handled exception", "C0000005") + Faulting("writing") + kAddress + kSaved +
+           Report("Handled exception", "C0000005") + Faulting("writing") + Address() + Saved() +
            Lines{"The guarded method failed"},
        1,
        [] {
@@ -169,7 +171,7 @@ const std::vector<ChildCase>& Cases() {
          return Guard(Write);
        }},
       {"all names taken", kModuleThreadFlags, 7,
-       Report("Handled exception", "C0000005") + Faulting("reading") + kAddress +
+       Report("Handled exception", "C0000005") + Faulting("reading") + Address() +
            Lines{"Failed to generate a unique file name for mini dump",
                  "The guarded method failed"},
        200,
@@ -291,7 +293,7 @@ TEST(CrashReports, OfEveryEnding) {
       std::array<char, 20> shown{};
       FormatBounded(shown, "%08X %08x", static_cast<unsigned>(exception.ExceptionCode),
                     static_cast<unsigned>(exception.ExceptionAddress));
-      EXPECT_EQ(shown.data(), code + " " + address);
+      EXPECT_EQ(std::string(shown.data()), code.append(" ").append(address));
     }
     EXPECT_EQ(outcome.dumps.size(), static_cast<std::size_t>(c.dumps));
   }

@@ -56,9 +56,28 @@ class LoadedModule {
   HMODULE module_;
 };
 
+/// A fresh handler of the class, whose setting is switched on.
+template <typename Interface>
+ComPointer<Interface>& MakeHandler(const LoadedModule& module, const CLSID& clsid,
+                                   const wchar_t* setting, ComPointer<Interface>& handler) {
+  SetSetting(HKEY_LOCAL_MACHINE, setting, 1);
+  ComPointer<IClassFactory> factory;
+  EXPECT_EQ(module.GetClassObject(clsid, IID_IClassFactory, factory.ReceiveVoid()), S_OK);
+  EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(Interface), handler.ReceiveVoid()), S_OK);
+  return handler;
+}
+
 /// A fresh, not yet initialised property handler.
 ComPointer<IInitializeWithStream>& MakeHandler(const LoadedModule& module,
                                                ComPointer<IInitializeWithStream>& handler);
+
+/// What a leak would raise.
+struct Usage {
+  std::uintptr_t nextHandle = 0;  // the value of a fresh handle: lower ones are in use
+  std::size_t gdiObjects = 0;
+  std::size_t memory = 0;  // committed, in bytes
+};
+Usage CurrentUsage();
 
 /// A stream over bytes that counts calls and can misbehave.
 class TestStream : public IStream {

@@ -1,14 +1,39 @@
 #include "shellext/version_info.h"
 
+#include <shlobj.h>
+
+#include <thumbcache.h>
+
+#include "shellext/class_objects.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith::test {
 namespace {
 
+/// Whether the thumbnail class makes providers, or else image extractors.
+bool ServesThumbnailProvider() {
+  const ScratchSystem scratch;
+  const LoadedModule module;
+  ComPointer<IUnknown> handler;
+  MakeHandler(module, kThumbnailHandlerClsid, L"Add thumbnail handler", handler);
+  ComPointer<IUnknown> provider;
+  ComPointer<IUnknown> extractor;
+  handler->QueryInterface(__uuidof(IThumbnailProvider), provider.ReceiveVoid());
+  handler->QueryInterface(__uuidof(IExtractImage), extractor.ReceiveVoid());
+  EXPECT_NE(static_cast<bool>(provider), static_cast<bool>(extractor));
+  return static_cast<bool>(provider);
+}
+
 // Each runs in a program whose name has that version set.
-TEST(WindowsVersion, win7) { EXPECT_TRUE(IsNt6OrLater() && IsNt5OrLater() && IsNt6OrLater()); }
-TEST(WindowsVersion, winxp64) { EXPECT_TRUE(!IsNt6OrLater() && IsNt5OrLater() && !IsNt6OrLater()); }
+TEST(WindowsVersion, win7) {
+  EXPECT_TRUE(IsNt6OrLater() && IsNt5OrLater() && IsNt6OrLater());
+  EXPECT_TRUE(ServesThumbnailProvider());
+}
+TEST(WindowsVersion, winxp64) {
+  EXPECT_TRUE(!IsNt6OrLater() && IsNt5OrLater() && !IsNt6OrLater());
+  EXPECT_FALSE(ServesThumbnailProvider());
+}
 TEST(WindowsVersion, win2k) { EXPECT_TRUE(!IsNt6OrLater() && IsNt5OrLater()); }
 TEST(WindowsVersion, nt40) { EXPECT_FALSE(IsNt6OrLater() || IsNt5OrLater()); }
 

@@ -1,0 +1,214 @@
+#include "tools/thumbnail_report.h"
+
+#include <shlobj.h>
+
+#include <propsys.h>
+#include <thumbcache.h>
+
+#include <gdiplus.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "shellext/class_objects.h"
+
+namespace tagsmith {
+namespace {
+
+class GdiPlusSession {
+ public:
+  GdiPlusSession() {
+    const Gdiplus::GdiplusStartupInput input;
+    Gdiplus::GdiplusStartup(&token_, &input, nullptr);
+  }
+  GdiPlusSession(const GdiPlusSession&) = delete;
+  GdiPlusSession& operator=(const GdiPlusSession&) = delete;
+  ~GdiPlusSession() { Gdiplus::GdiplusShutdown(token_); }
+
+ private:
+  ULONG_PTR token_ = 0;
+};
+
+const char* AlphaName(WTS_ALPHATYPE type) {
+  switch (type) {
+    case WTSAT_RGB:
+      return "rgb";
+    case WTSAT_ARGB:
+      return "argb";
+    default:
+      return "unknown";
+  }
+}
+
+struct Answer {
+  HRESULT result = E_FAIL;
+  HBITMAP bitmap = nullptr;
+  WTS_ALPHATYPE alpha = WTSAT_UNKNOWN;
+};
+
+constexpr UINT kThumbnailSize = 256;
+
+HRESULT AskProvider(IInitializeWithStream& handler, IStream* stream, Answer& answer) {
+  const HRESULT result = handler.Initialize(stream, STGM_READ);
+  ComPointer<IThumbnailProvider> provider;
+  if (SUCCEEDED(result) &&
+      SUCCEEDED(handler.QueryInterface(__uuidof(IThumbnailProvider), provider.ReceiveVoid()))) {
+    answer.result = provider->GetThumbnail(kThumbnailSize, &answer.bitmap, &answer.alpha);
+  }
+  return result;
+}
+
+HRESULT AskExtractor(IPersistFile& handler, const std::wstring& path, Answer& answer) {
+  const HRESULT result = handler.Load(path.c_str(), STGM_READ);
+  ComPointer<IExtractImage> extractor;
+  if (SUCCEEDED(result) &&
+      SUCCEEDED(handler.QueryInterface(__uuidof(IExtractImage), extractor.ReceiveVoid()))) {
+    std::array<wchar_t, MAX_PATH> location{};
+    DWORD priority = 0;
+    DWORD flags = 0;
+    const SIZE size = {kThumbnailSize, kThumbnailSize};
+    extractor->GetLocation(location.data(), static_cast<DWORD>(location.size()), &priority, &size,
+                           32, &flags);
+    answer.result = extractor->Extract(&answer.bitmap);
+  }
+  return result;
+}
+
+}  // namespace
+
+std::optional<Pixels> ReadPixels(HBITMAP bitmap) {
+  BITMAP shape{};
+  if (GetObjectW(bitmap, sizeof(shape), &shape) == 0) {
+    return std::nullopt;
+  }
+  Pixels pixels{.width = shape.bmWidth,
+                .height = shape.bmHeight,
+                .bitsPerPixel = shape.bmBitsPixel,
+                .bytes = {}};
+  pixels.bytes.resize(std::size_t{4} * static_cast<std::size_t>(pixels.width) *
+                      static_cast<std::size_t>(pixels.height));
+  BITMAPINFO info{};
+  info.bmiHeader.biSize = sizeof(info.bmiHeader);
+  info.bmiHeader.biWidth = pixels.width;
+  info.bmiHeader.biHeight = -pixels.height;
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  const HDC context = CreateCompatibleDC(nullptr);
+  const int rows = GetDIBits(context, bitmap, 0, static_cast<UINT>(pixels.height),
+                             pixels.bytes.data(), &info, DIB_RGB_COLORS);
+  DeleteDC(context);
+  if (rows != pixels.height) {
+    return std::nullopt;
+  }
+  if (pixels.bitsPerPixel < 32) {
+    for (std::size_t i = 3; i < pixels.bytes.size(); i += 4) {
+      pixels.bytes[i] = std::byte{255};
+    }
+  }
+  return pixels;
+}
+
+ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::string& file) {
+  ThumbnailReport report;
+  const std::wstring path = WidenUtf8(file);
+  Answer answer;
+  ComPointer<IInitializeWithStream> provider;
+  report.initialize = handlers.Create(kThumbnailHandlerClsid, __uuidof(IInitializeWithStream),
+                                      provider.ReceiveVoid());
+  if (SUCCEEDED(report.initialize)) {
+    ComPointer<IStream> stream;
+    report.initialize = OpenStream(path, stream);
+    if (SUCCEEDED(report.initialize)) {
+      report.initialize = AskProvider(*provider, stream.Get(), answer);
+    }
+  } else if (report.initialize == E_NOINTERFACE) {
+    ComPointer<IPersistFile> extractor;
+    report.initialize =
+        handlers.Create(kThumbnailHandlerClsid, IID_IPersistFile, extractor.ReceiveVoid());
+    if (SUCCEEDED(report.initialize)) {
+      report.initialize = AskExtractor(*extractor, path, answer);
+    }
+  }
+  if (SUCCEEDED(report.initialize)) {
+    report.result = answer.result;
+  }
+  if (answer.bitmap != nullptr) {
+    report.pixels = ReadPixels(answer.bitmap);
+    report.alpha = AlphaName(answer.alpha);
+    DeleteObject(answer.bitmap);
+  }
+  return report;
+}
+
+std::optional<std::string> WritePng(const Pixels& pixels, const std::string& folder,
+                                    const std::string& track) {
+  namespace fs = std::filesystem;
+  const auto asPath = [](const std::string& text) {
+    return fs::path(std::u8string(text.begin(), text.end()));
+  };
+  std::error_code error;
+  fs::create_directories(asPath(folder), error);
+  const fs::path stem = asPath(folder) / asPath(track).filename();
+  fs::path path = stem;
+  path += ".png";
+  for (int number = 2; fs::exists(path, error); ++number) {
+    path = stem;
+    path += "-" + std::to_string(number) + ".png";
+  }
+
+  std::vector<std::byte> bytes = pixels.bytes;
+  bool isTransparent = true;
+  for (std::size_t i = 3; i < bytes.size(); i += 4) {
+    isTransparent = isTransparent && bytes[i] == std::byte{0};
+  }
+  for (std::size_t i = 3; isTransparent && i < bytes.size(); i += 4) {
+    bytes[i] = std::byte{255};  // alpha was left unused
+  }
+  const GdiPlusSession session;
+  const CLSID pngEncoder = {
+      0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
+  Gdiplus::Bitmap image(pixels.width, pixels.height, pixels.width * 4, PixelFormat32bppARGB,
+                        reinterpret_cast<BYTE*>(bytes.data()));
+  if (image.Save(path.c_str(), &pngEncoder, nullptr) != Gdiplus::Ok) {
+    return std::nullopt;
+  }
+  const std::u8string name = path.generic_u8string();
+  return std::string(name.begin(), name.end());
+}
+
+void WriteJson(JsonWriter& json, const ThumbnailReport& report) {
+  const auto write = [&](const char* key, bool isThere, auto writeValue) {
+    json.Key(key);
+    isThere ? writeValue() : json.Null();
+  };
+  const bool hasPixels = report.pixels.has_value();
+  const auto number = [&](int Pixels::*member) {
+    return [&json, &report, member] { json.Integer((*report.pixels).*member); };
+  };
+  json.BeginObject();
+  write("initialize", true, [&] { json.Latin1(HexResult(report.initialize)); });
+  write("hresult", report.result.has_value(), [&] { json.Latin1(HexResult(*report.result)); });
+  write("width", hasPixels, number(&Pixels::width));
+  write("height", hasPixels, number(&Pixels::height));
+  write("bitsPerPixel", hasPixels, number(&Pixels::bitsPerPixel));
+  write("alpha", report.alpha != nullptr, [&] { json.Latin1(report.alpha); });
+  write("fnv1a64", hasPixels, [&] { json.Hash(report.pixels->bytes); });
+  write("png", report.png.has_value(), [&] { json.Utf8(*report.png); });
+  json.EndObject();
+}
+
+std::string ToText(const ThumbnailReport& report) {
+  std::string line = "  Thumbnail                               ";
+  if (report.pixels) {
+    line += std::to_string(report.pixels->width) + " x " + std::to_string(report.pixels->height) +
+            " pixels, " + std::to_string(report.pixels->bitsPerPixel) + " bits per pixel";
+    if (report.png) {
+      line += ", " + *report.png;
+    }
+  } else {
+    line += "none (" + HexResult(report.result.value_or(report.initialize)) + ")";
+  }
+  return line + "\n";
+}
+
+}  // namespace tagsmith

@@ -1,0 +1,48 @@
+// What tsprobe prints of the thumbnail handler's answer.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/json_writer.h"
+#include "tools/shell_host.h"
+
+namespace tagsmith {
+
+/// The pixels of a bitmap.
+struct Pixels {
+  int width = 0;
+  int height = 0;
+  int bitsPerPixel = 0;          // of the bitmap
+  std::vector<std::byte> bytes;  // blue, green, red, alpha (255 below 32 bits); top row first
+};
+
+struct ThumbnailReport {
+  HRESULT initialize = E_FAIL;
+  std::optional<HRESULT> result;   // of the request for the bitmap, once it was made
+  std::optional<Pixels> pixels;    // where a bitmap was answered
+  const char* alpha = nullptr;     // "argb", "rgb" or "unknown" where it was answered
+  std::optional<std::string> png;  // where it was written
+};
+
+/// Nothing when it is no bitmap of this process.
+std::optional<Pixels> ReadPixels(HBITMAP bitmap);
+
+/// Asks the handler, as a thumbnail provider or else as an image extractor, for the bitmap of the
+/// file, which is deleted as the shell does it.
+ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::string& file);
+
+/// Writes a PNG into `folder`, named after the track with a number where there is such a file.
+std::optional<std::string> WritePng(const Pixels& pixels, const std::string& folder,
+                                    const std::string& track);
+
+/// As the value of "thumbnail".
+void WriteJson(JsonWriter& json, const ThumbnailReport& report);
+
+/// A line for people.
+std::string ToText(const ThumbnailReport& report);
+
+}  // namespace tagsmith
