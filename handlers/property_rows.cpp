@@ -3,9 +3,9 @@
 #include <iterator>
 #include <span>
 
-#include "format/bounded.h"
 #include "handlers/property_keys.h"
 #include "handlers/property_writer.h"
+#include "handlers/tag_values.h"
 #include "handlers/wide_text.h"
 #include "tags/genre_table.h"
 #include "tags/text_helpers.h"
@@ -54,11 +54,9 @@ void StoreAuthorUrl(Target& target, const PROPERTYKEY& key, const ID3Tag& tag) {
 }
 
 void StorePartOfSet(Target& target, const PROPERTYKEY& key, const ID3Tag& tag) {
-  if (tag.disc == kUnknownNumber || tag.discCount == kUnknownNumber) {
-    return;
+  if (ReadPartOfSet(tag, target.text)) {
+    WriteProperty(target.cache, key, target.text.Get());
   }
-  FormatBounded(target.text.Buffer(), L"%d/%d", int{tag.disc}, int{tag.discCount});
-  WriteProperty(target.cache, key, target.text.Get());
 }
 
 // ---- Numbers ----------------------------------------------------------------------------------
@@ -90,13 +88,11 @@ void StoreFlag(Target& target, const PROPERTYKEY& key, const ID3Tag& tag) {
 }
 
 void StoreDuration(Target& target, const PROPERTYKEY& key, const ID3Tag& tag) {
-  constexpr std::uint64_t kUnitsPerSecond = 10'000'000;  // of 100 nanoseconds
-  WriteProperty(target.cache, key, tag.details.duration * kUnitsPerSecond);
+  WriteProperty(target.cache, key, ReadDuration(tag));
 }
 
 void StoreBitRate(Target& target, const PROPERTYKEY& key, const ID3Tag& tag) {
-  constexpr std::uint32_t kBitsPerKilobit = 1000;
-  WriteProperty(target.cache, key, tag.details.bitRate * kBitsPerKilobit);
+  WriteProperty(target.cache, key, ReadBitRate(tag));
 }
 
 // ---- The tables -------------------------------------------------------------------------------

@@ -4,10 +4,11 @@
 
 namespace tagsmith {
 
-std::optional<Utf8Path> ToUtf8Path(const wchar_t* path) {
-  Utf8Path converted;
-  const int length = WideCharToMultiByte(CP_UTF8, 0, path, -1, converted.data(),
-                                         static_cast<int>(converted.size()), nullptr, nullptr);
+std::optional<Utf8Path> ToUtf8Path(std::wstring_view path) {
+  Utf8Path converted{};
+  const int length =
+      WideCharToMultiByte(CP_UTF8, 0, path.data(), static_cast<int>(path.size()), converted.data(),
+                          static_cast<int>(converted.size()) - 1, nullptr, nullptr);
   return length == 0 ? std::nullopt : std::optional(converted);
 }
 

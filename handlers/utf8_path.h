@@ -3,13 +3,14 @@
 
 #include <array>
 #include <optional>
+#include <string_view>
 
 namespace tagsmith {
 
 /// UTF-8, terminated.
 using Utf8Path = std::array<char, 260>;
 
-/// Nothing when the path in UTF-8 does not fit with its terminator: it is never cut.
-std::optional<Utf8Path> ToUtf8Path(const wchar_t* path);
+/// Nothing when the path is empty, or in UTF-8 does not fit with its terminator: it is never cut.
+std::optional<Utf8Path> ToUtf8Path(std::wstring_view path);
 
 }  // namespace tagsmith

@@ -6,7 +6,7 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 module=$(realpath "$1")
 prefix=${WINEPREFIX:-$here/../build/wine-prefix}
 
-[[ -f $prefix/.module2 && $(<"$prefix/.module2") == "$module" ]] && exit 0
+[[ -f $prefix/.module3 && $(<"$prefix/.module3") == "$module" ]] && exit 0
 
 windows_path="Z:${module//\//\\}"
 add() { "$here/run-wine.sh" reg add "$@" /f >/dev/null; }
@@ -19,5 +19,6 @@ while read -r clsid handler; do
 done <<'END'
 7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13 property
 2E8B7D41-90C5-4F3A-B6D2-1A4C9E07F8B5 thumbnail
+A3D05C6E-71F9-4B28-8E4D-5B9F2C6A0E71 column
 END
-echo "$module" >"$prefix/.module2"
+echo "$module" >"$prefix/.module3"

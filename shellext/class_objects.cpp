@@ -3,6 +3,7 @@
 #include <new>
 
 #include "diag/fault_guard.h"
+#include "handlers/column_provider.h"
 #include "handlers/property_store.h"
 #include "handlers/thumb_extractor.h"
 #include "handlers/thumb_provider.h"
@@ -38,6 +39,8 @@ constexpr ServedClass kServedClasses[] = {
     {kPropertyHandlerClsid, L"Add property handler", MakeHandler<CMP3PropertyStore>,
      MakeFactory<CShellClassProviderFactory>},
     {kThumbnailHandlerClsid, L"Add thumbnail handler", MakeThumbnailHandler,
+     MakeFactory<CShellClassFactory>},
+    {kColumnHandlerClsid, L"Add column handler", MakeHandler<CMP3ColumnProvider>,
      MakeFactory<CShellClassFactory>},
 };
 

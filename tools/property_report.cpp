@@ -59,10 +59,6 @@ PropertyItem MakeItem(const PROPERTYKEY& key, const PROPVARIANT& value) {
   return item;
 }
 
-std::u16string_view Utf16(const std::wstring& text) {
-  return {reinterpret_cast<const char16_t*>(text.data()), text.size()};
-}
-
 void WriteValue(JsonWriter& json, const PropertyItem& item) {
   if (item.type == "string") {
     json.Text(Utf16(item.texts.front()));
@@ -182,15 +178,12 @@ void WriteJson(JsonWriter& json, const PropertyReport& report) {
 std::string ToText(const PropertyReport& report) {
   std::string page;
   if (FAILED(report.initialize)) {
-    page = "  No properties: " + HexResult(report.initialize) + "\n";
+    page = ReportLine("No properties", HexResult(report.initialize));
   }
-  constexpr std::size_t kNameWidth = 40;
   for (const PropertyItem& item : report.items) {
     const std::string value = ShowValue(item);
     if (!value.empty()) {
-      std::string name = NameOf(item.key);
-      name.resize(std::max(kNameWidth, name.size() + 1), ' ');
-      page.append("  ").append(name).append(value).append("\n");
+      page += ReportLine(NameOf(item.key), value);
     }
   }
   return page;

@@ -198,7 +198,7 @@ void WriteJson(JsonWriter& json, const ThumbnailReport& report) {
 }
 
 std::string ToText(const ThumbnailReport& report) {
-  std::string line = "  Thumbnail                               ";
+  std::string line;
   if (report.pixels) {
     line += std::to_string(report.pixels->width) + " x " + std::to_string(report.pixels->height) +
             " pixels, " + std::to_string(report.pixels->bitsPerPixel) + " bits per pixel";
@@ -206,9 +206,9 @@ std::string ToText(const ThumbnailReport& report) {
       line += ", " + *report.png;
     }
   } else {
-    line += "none (" + HexResult(report.result.value_or(report.initialize)) + ")";
+    line += HexResult(report.result.value_or(report.initialize));
   }
-  return line + "\n";
+  return ReportLine(report.alpha != nullptr ? "Bitmap" : "No bitmap", line);
 }
 
 }  // namespace tagsmith

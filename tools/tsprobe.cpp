@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tags/track_opening.h"
+#include "tools/column_report.h"
 #include "tools/console.h"
 #include "tools/log_capture.h"
 #include "tools/property_report.h"
@@ -23,11 +24,12 @@ constexpr int kFailedSome = 1;
 constexpr int kWrongUsage = 2;
 
 constexpr const char* kUsage =
-    "usage: tsprobe [--properties] [--thumbnail] [--png DIR] [--text]\n"
+    "usage: tsprobe [--properties] [--thumbnail] [--columns] [--png DIR] [--text]\n"
     "               [--module PATH | --registered] FILE...\n"
     "\n"
     "  --properties   ask the property handler\n"
-    "  --thumbnail    ask the thumbnail handler; without any of these, all are asked\n"
+    "  --thumbnail    ask the thumbnail handler\n"
+    "  --columns      ask the column handler; without any of these, all are asked\n"
     "  --png DIR      write each thumbnail as a PNG into DIR\n"
     "  --text         print for people, not as JSON Lines\n"
     "  --module PATH  load the module at PATH and use its class objects\n"
@@ -36,6 +38,7 @@ constexpr const char* kUsage =
 struct Options {
   bool asksProperties = false;
   bool asksThumbnail = false;
+  bool asksColumns = false;
   bool text = false;
   std::optional<std::string> png;
   std::optional<std::string> module;
@@ -51,6 +54,8 @@ std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
       options.asksProperties = true;
     } else if (argument == "--thumbnail") {
       options.asksThumbnail = true;
+    } else if (argument == "--columns") {
+      options.asksColumns = true;
     } else if (argument == "--png" && hasValue) {
       options.png = arguments[++i];
     } else if (argument == "--text") {
@@ -70,9 +75,10 @@ std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
     std::fprintf(stderr, "tsprobe: no file given\n\n%s", kUsage);
     return std::nullopt;
   }
-  if (!options.asksProperties && !options.asksThumbnail) {
+  if (!options.asksProperties && !options.asksThumbnail && !options.asksColumns) {
     options.asksProperties = true;
     options.asksThumbnail = true;
+    options.asksColumns = true;
   }
   return options;
 }
@@ -100,10 +106,13 @@ std::string TrackTexts(const std::string& file) {
 struct FileReport {
   std::optional<PropertyReport> properties;
   std::optional<ThumbnailReport> thumbnail;
+  std::optional<ColumnReport> columns;
 
   [[nodiscard]] bool AreAllAnswered() const {
-    return (!properties || SUCCEEDED(properties->initialize)) &&
-           (!thumbnail || SUCCEEDED(thumbnail->initialize));
+    const auto isFine = [](const auto& answers) {
+      return !answers || SUCCEEDED(answers->initialize);
+    };
+    return isFine(properties) && isFine(thumbnail) && isFine(columns);
   }
 };
 
@@ -118,18 +127,22 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
       report.thumbnail->png = WritePng(*report.thumbnail->pixels, *options.png, file);
     }
   }
+  if (options.asksColumns) {
+    report.columns = AskColumnHandler(handlers, file);
+  }
   return report;
 }
 
 void PrintText(const FileReport& report, const std::string& file) {
   std::string page = file + "\n" + TrackTexts(file);
-  const auto append = [&](const auto& answers) {
+  const auto append = [&](const char* title, const auto& answers) {
     if (answers) {
-      page += ToText(*answers);
+      page.append("  ").append(title).append("\n").append(ToText(*answers));
     }
   };
-  append(report.properties);
-  append(report.thumbnail);
+  append("Properties", report.properties);
+  append("Thumbnail", report.thumbnail);
+  append("Columns", report.columns);
   std::printf("%s\n", page.c_str());
 }
 
@@ -148,8 +161,7 @@ void PrintJson(const FileReport& report, const std::string& file) {
   json.Utf8(file);
   write("properties", report.properties);
   write("thumbnail", report.thumbnail);
-  json.Key("columns");
-  json.Null();
+  write("columns", report.columns);
   json.EndObject();
   std::printf("%s\n", json.Result().c_str());
 }

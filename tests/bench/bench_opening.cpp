@@ -255,7 +255,7 @@ int main(int argc, char** argv) {
   mpg123_init();
   std::printf("Medians of %d rounds, warm cache, one process, all candidates in turn\n", rounds);
   for (const char* name :
-       {"cbr.mp3", "vbr-art.mp3", "long-cbr.mp3", "tag-at-end.aiff", "no-tag.mp3"}) {
+       {"cbr.mp3", "vbr-art.mp3", "cover.mp3", "long-cbr.mp3", "tag-at-end.aiff", "no-tag.mp3"}) {
     tagsmith::Measure(folder + "/" + name, rounds);
   }
   mpg123_exit();

@@ -14,6 +14,8 @@ lame --quiet -b 128 "$work/short.wav" "$work/cbr.mp3"
 lame --quiet -V 2 "$work/middle.wav" "$work/vbr-art.mp3"
 lame --quiet -b 128 "$work/long.wav" "$work/long-cbr.mp3"
 lame --quiet -b 128 "$work/short.wav" "$work/no-tag.mp3"
+lame --quiet -b 192 "$work/short.wav" "$work/cover.mp3"
+/usr/bin/convert -size 1000x1000 -seed 1 plasma: -attenuate 0.3 +noise Gaussian -quality 87 "$work/cover.jpg"
 sox -q "$work/short.wav" "$work/tag-at-end.aiff"
 
 /usr/bin/python3 - "$work" <<'PYTHON'
@@ -40,6 +42,7 @@ def save(name, frames):
 save('cbr.mp3', texts)
 save('vbr-art.mp3', texts + [art])
 save('long-cbr.mp3', texts)
+save('cover.mp3', texts + [APIC(0, 'image/jpeg', 3, '', open(f'{work}/cover.jpg', 'rb').read())])
 track = AIFF(f'{work}/tag-at-end.aiff')
 track.add_tags()
 for frame in texts:
@@ -47,5 +50,5 @@ for frame in texts:
 track.save()
 PYTHON
 
-rm "$work"/*.wav
+rm "$work"/*.wav "$work"/*.jpg
 mv "$work"/* "$dir"

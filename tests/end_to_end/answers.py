@@ -1,7 +1,8 @@
-"""The property handler's answers follow from what the library reads: properties.py TSDUMP TSPROBE
+"""The handlers' answers follow from what the library reads: answers.py TSDUMP TSPROBE
 
-Runs the native tsdump over the stream path and the Windows tsprobe, through COM, over the same
-tracks (or over the files given as further arguments), and compares by the table below."""
+Runs the native tsdump and the Windows tsprobe, through COM, over the same tracks (or over the files
+given as further arguments), and compares properties and columns by the tables below: properties
+with the stream path, columns with the file path in quick mode."""
 import json
 import pathlib
 import subprocess
@@ -52,6 +53,51 @@ V1 = [
     ('System.Music.TrackNumber', 'uint32', lambda d: known(d['v1Track'], 255)),
     ('System.Music.Genre', 'strings', lambda d: d['v1GenreName']),
 ]
+
+
+# Title of the column, type, value in tsdump's object; None, '' and 0 for a year: no value.
+V2_COLUMNS = [
+    ('Author', 'bstr', lambda d: d['artist']),
+    ('Title', 'bstr', lambda d: d['title']),
+    ('Comment', 'bstr', lambda d: d['comment']),
+    ('Artist', 'bstr', lambda d: d['artist']),
+    ('Album', 'bstr', lambda d: d['album']),
+    ('Year', 'i4', lambda d: year(d['year'])),
+    ('Track', 'i4', lambda d: known(d['track'], 65535)),
+    ('Genre', 'bstr', lambda d: d['genre']),
+    ('Subtitle', 'bstr', lambda d: d['subtitle']),
+    ('Orchestra', 'bstr', lambda d: d['albumArtist']),
+    ('Publisher', 'bstr', lambda d: d['publisher']),
+    ('Encoded by', 'bstr', lambda d: narrow(d['encodedBy'])),
+    ('URL', 'bstr', lambda d: narrow(d['userUrl'])),
+    ('Copyright', 'bstr', lambda d: d['copyright']),
+    ('Composer', 'bstr', lambda d: d['composer']),
+    ('Conductor', 'bstr', lambda d: d['conductor']),
+    ('Content', 'bstr', lambda d: d['contentGroup']),
+    ('Part of set', 'bstr', lambda d: part_of_set(d)),
+    ('Initial key', 'bstr', lambda d: narrow(d['initialKey'])),
+    ('BPM', 'bstr', lambda d: narrow(d['bpm'])),
+    ('Compilation', 'bstr', lambda d: 'Yes' if d['compilation'] else 'No'),
+    ('Original artist', 'bstr', lambda d: d['originalArtist']),
+    ('Rating', 'bstr', lambda d: stars(d['ratingStars'])),
+    ('Podcast', 'bstr', lambda d: 'Yes' if d['podcast'] else 'No'),
+]
+V1_COLUMNS = [
+    ('Artist', 'bstr', lambda d: narrow(d['v1Artist'])),
+    ('Album', 'bstr', lambda d: narrow(d['v1Album'])),
+    ('Year', 'i4', lambda d: year(d['v1Year'])),
+    ('Track', 'i4', lambda d: known(d['v1Track'], 255)),
+    ('Genre', 'bstr', lambda d: d['v1GenreName']),
+]
+AUDIO_COLUMNS = [
+    ('Duration', 'ui8', lambda d: d['duration'] * 10_000_000),
+    ('Bit rate', 'ui4', lambda d: d['bitRate'] * 1000),
+    ('Sample rate', 'ui4', lambda d: d['sampleRate']),
+]
+
+
+def stars(count):
+    return None if count == 0 else f"{count} star{' ' if count < 2 else 's'}"
 
 
 def narrow(text):
@@ -108,6 +154,18 @@ def expected_items(dump):
     return items
 
 
+def expected_columns(dump):
+    rows = V2_COLUMNS if dump['opened'] and dump['v2Present'] else \
+        V1_COLUMNS if dump['v1Present'] else []
+    columns = {}
+    for title, kind, value in rows + (AUDIO_COLUMNS if dump['opened'] else []):
+        value = value(dump)
+        value = text_of(value) or None if kind == 'bstr' else value
+        if value is not None:
+            columns[title] = (kind, value)
+    return columns
+
+
 def run(command, files):
     result = subprocess.run([*command, *files], capture_output=True, check=False)
     return [json.loads(line) for line in result.stdout.decode('utf-8').splitlines()]
@@ -116,18 +174,27 @@ def run(command, files):
 def main():
     with tempfile.TemporaryDirectory() as folder:
         files = [str(f) for f in (sys.argv[3:] or tracks.make(folder))]
-        dumps = run([TSDUMP, '--stream'], files)
-        probes = run([WINE, TSPROBE, '--registered'], files)
-        assert len(dumps) == len(probes) == len(files) > 0, (len(dumps), len(probes))
+        streams = run([TSDUMP, '--stream'], files)
+        quick = run([TSDUMP, '--scan-mode', '1'], files)
+        probes = run([WINE, TSPROBE, '--properties', '--columns', '--registered'], files)
+        assert len(streams) == len(quick) == len(probes) == len(files) > 0, len(probes)
         differences = 0
-        for path, dump, probe in zip(files, dumps, probes):
-            assert dump['file'] == probe['file'] == path, (dump['file'], probe['file'], path)
-            expected = expected_items(dump)
-            seen = {i['name']: (i['type'], i['value']) for i in probe['properties']['items']}
+
+        def compare(path, expected, seen):
+            nonlocal differences
             for name in sorted(expected.keys() | seen.keys()):
                 if expected.get(name) != seen.get(name):
                     differences += 1
                     print(path, name, 'expected', expected.get(name), 'seen', seen.get(name))
+
+        for path, stream, file, probe in zip(files, streams, quick, probes):
+            assert stream['file'] == probe['file'] == path, (stream['file'], probe['file'], path)
+            compare(path, expected_items(stream),
+                    {i['name']: (i['type'], i['value']) for i in probe['properties']['items']})
+            assert [c['index'] for c in probe['columns']] == list(range(31)), probe['columns']
+            compare(path, expected_columns(file),
+                    {c['title']: (c['type'], c['value']) for c in probe['columns']
+                     if c['hresult'] == '0x00000000'})
     print(f'{len(files)} files, {differences} differences')
     sys.exit(1 if differences else 0)
 
