@@ -9,9 +9,9 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 format=(--text)
 arguments=()
 while [[ ${1:-} == --* ]]; do
-  case $1 in
-    --json) format=() ;;
-    --png) arguments+=(--png "$(realpath -m "$2")"); shift ;;
+  case $1,$# in
+    --json,*) format=() ;;
+    --png,[2-9]* | --png,1?*) arguments+=(--png "$(realpath -m "$2")"); shift ;;
     *) echo "usage: ./inspect.sh [--json] [--png DIR] [FILE...]" >&2; exit 2 ;;
   esac
   shift

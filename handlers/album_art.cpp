@@ -45,8 +45,8 @@ void AlbumArt::Decode(const ID3Tag& tag) {
     return;
   }
   const auto size = ReadPictureSize(picture->data);
-  if (size && !DecodedImage::IsAffordable(*size)) {
-    return;
+  if (!size || !DecodedImage::IsAffordable(*size)) {
+    return;  // no decoder can do without a size, nor is one to find out what it costs
   }
   const GlobalBlock block(picture->data);
   ComPointer<IStream> stream;

@@ -1,5 +1,8 @@
 #include "handlers/gdi_plus.h"
 
+#include <utility>
+
+#include "diag/structured_guard.h"
 #include "diag/system_library.h"
 #include "handlers/memory_dc.h"
 
@@ -56,40 +59,54 @@ bool LoadFunctions(GdiPlusFunctions& functions) {
   return hasAll;
 }
 
+/// Runs `body` with the section held, and leaves it whatever becomes of the foreign code in it.
+template <typename Body>
+void WithDecoder(Body body) {
+  struct Call {
+    Body& body;
+    Decoder& decoder;
+  };
+  Call call{body, TheDecoder()};
+  const Lock lock(call.decoder.section);
+  RunContained(
+      [](void* context) {
+        auto& inner = *static_cast<Call*>(context);
+        inner.body(inner.decoder);
+      },
+      &call);
+}
+
 }  // namespace
 
 GdiPlusUse::GdiPlusUse() {
-  Decoder& decoder = TheDecoder();
-  const Lock lock(decoder.section);
-  ++decoder.users;
+  WithDecoder([](Decoder& decoder) { ++decoder.users; });
 }
 
 GdiPlusUse::~GdiPlusUse() {
-  Decoder& decoder = TheDecoder();
-  const Lock lock(decoder.section);
-  if (--decoder.users == 0) {
-    if (decoder.token != 0) {
-      decoder.functions.GdiplusShutdown(decoder.token);
-      decoder.token = 0;
+  WithDecoder([](Decoder& decoder) {
+    if (--decoder.users == 0) {
+      MemoryDc::EmptyCache();
+      if (const ULONG_PTR token = std::exchange(decoder.token, 0)) {
+        decoder.functions.GdiplusShutdown(token);
+      }
     }
-    MemoryDc::EmptyCache();
-  }
+  });
 }
 
 const GdiPlusFunctions* GdiPlusUse::Start() {
-  Decoder& decoder = TheDecoder();
-  const Lock lock(decoder.section);
-  decoder.isLoaded = decoder.isLoaded || LoadFunctions(decoder.functions);
-  if (!decoder.isLoaded) {
-    return nullptr;
-  }
-  if (decoder.token == 0) {
-    const Gdiplus::GdiplusStartupInput input;
-    if (decoder.functions.GdiplusStartup(&decoder.token, &input, nullptr) != Gdiplus::Ok) {
-      decoder.token = 0;
+  const GdiPlusFunctions* started = nullptr;
+  WithDecoder([&](Decoder& decoder) {
+    decoder.isLoaded = decoder.isLoaded || LoadFunctions(decoder.functions);
+    if (decoder.isLoaded && decoder.token == 0) {
+      const Gdiplus::GdiplusStartupInput input;
+      ULONG_PTR token = 0;
+      if (decoder.functions.GdiplusStartup(&token, &input, nullptr) == Gdiplus::Ok) {
+        decoder.token = token;
+      }
     }
-  }
-  return decoder.token != 0 ? &decoder.functions : nullptr;
+    started = decoder.token != 0 ? &decoder.functions : nullptr;
+  });
+  return started;
 }
 
 }  // namespace tagsmith

@@ -8,10 +8,12 @@ namespace {
 
 std::array<std::atomic<HDC>, 4> slots{};
 
-/// What one of the slots held; the slot is empty then.
+/// What one of the slots held; the slot is empty then. A context goes with the thread that made it,
+/// so some of them may be gone.
 HDC TakeFromSlots() {
   for (std::atomic<HDC>& slot : slots) {
-    if (HDC context = slot.exchange(nullptr)) {
+    HDC context = slot.exchange(nullptr);
+    if (context != nullptr && GetObjectType(context) == OBJ_MEMDC) {
       return context;
     }
   }

@@ -34,11 +34,14 @@ STDMETHODIMP CShellThumbProvider::Initialize(IStream* stream, DWORD accessMode) 
 STDMETHODIMP CMP3ThumbProvider::GetThumbnail(UINT /*size*/, HBITMAP* bitmap,
                                              WTS_ALPHATYPE* alphaType) {
   return Guarded("Thumbnail provider failed", kNoPicture, [&]() -> HRESULT {
-    if (bitmap == nullptr || alphaType == nullptr) {
+    if (bitmap == nullptr) {
+      return E_POINTER;
+    }
+    *bitmap = nullptr;
+    if (alphaType == nullptr) {
       return E_POINTER;
     }
     PruneModuleLog();
-    *bitmap = nullptr;
     const HRESULT result = art_.GetBitmap(
         [&](ID3Tag& tag) {
           if (!stream_) {

@@ -1,7 +1,9 @@
 #include "tags/picture_size.h"
 
+#include <algorithm>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "tags/text_helpers.h"
 
@@ -41,21 +43,23 @@ class Fields {
 
 using FoundSize = std::optional<PictureSize>;
 
-void KeepLarger(FoundSize& largest, const FoundSize& size) {
-  if (size && (!largest || size->BitmapBytes() > largest->BitmapBytes())) {
-    largest = size;
-  }
-}
-
 FoundSize ReadPng(ByteView picture) {
   const Fields fields(picture);
   if (!AsText(fields.From(12)).starts_with("IHDR")) {
     return std::nullopt;
   }
+  constexpr std::uint32_t kGrey = 0;
+  constexpr std::uint32_t kColour = 2;
   constexpr std::uint32_t kPalette = 3;
+  const std::uint32_t depth = fields.Get8(24);
   const std::uint32_t colourType = fields.Get8(25);
-  return PictureSize{fields.Get32(16), fields.Get32(20),
-                     colourType == kPalette ? fields.Get8(24) : 32};
+  std::uint32_t bits = 32;
+  if (colourType == kPalette || (colourType == kGrey && depth < 8)) {
+    bits = depth;
+  } else if (colourType == kColour && depth == 8) {
+    bits = 24;
+  }
+  return PictureSize{fields.Get32(16), fields.Get32(20), bits};
 }
 
 /// T.81, B.1 and B.2.2: the first frame header among the marker segments.
@@ -85,15 +89,16 @@ FoundSize ReadJpeg(ByteView picture) {
     constexpr std::uint32_t kEndOfImage = 0xD9;
     constexpr std::uint32_t kStartOfScan = 0xDA;
     const std::uint32_t length = fields.Get16(at);
-    if (marker == kEndOfImage || marker == kStartOfScan || length < 2) {
+    if (marker == kEndOfImage || marker == kStartOfScan) {
       break;
     }
-    at += length;
+    at += std::max(length, 2U);  // decoders go on behind a length that is too small, too
   }
   return std::nullopt;
 }
 
-/// Logical screen and image descriptors.
+/// Logical screen and image descriptors. Decoders give up the palette when there are several
+/// images.
 FoundSize ReadGif(ByteView picture) {
   const Fields fields(picture, false);
   const auto sizeAt = [&](std::size_t at) {
@@ -108,14 +113,18 @@ FoundSize ReadGif(ByteView picture) {
     }
     return at + 1;
   };
-  FoundSize largest = sizeAt(6);
+  PictureSize largest = sizeAt(6);
+  int images = 0;
   std::size_t at = 13 + tableBytes(fields.Get8(10));
   while (!fields.IsAtEnd(at)) {
     const std::uint32_t block = fields.Get8(at);
     if (block == 0x21) {  // extension: its label, then blocks
       at = skipBlocks(at + 2);
     } else if (block == 0x2C) {  // image: its descriptor, code size, then blocks
-      KeepLarger(largest, sizeAt(at + 5));
+      const PictureSize size = sizeAt(at + 5);
+      largest.width = std::max(largest.width, size.width);
+      largest.height = std::max(largest.height, size.height);
+      largest.bitsPerPixel = ++images > 1 ? 32 : 8;
       at = skipBlocks(at + 11 + tableBytes(fields.Get8(at + 9)));
     } else {
       break;
@@ -124,74 +133,51 @@ FoundSize ReadGif(ByteView picture) {
   return largest;
 }
 
+std::uint32_t BmpBits(std::uint32_t bits) {
+  const bool isKept = bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24;
+  return isKept ? bits : 32;
+}
+
 std::uint32_t Magnitude(std::uint32_t number) {
   return static_cast<std::int32_t>(number) < 0 ? 0 - number : number;
 }
 
-/// The header that BMP files and the entries of ICO files begin with; `at` is its place.
-PictureSize ReadBitmapHeader(const Fields& fields, std::size_t at) {
-  constexpr std::uint32_t kCoreHeader = 12;
-  const bool isCore = fields.Get32(at) == kCoreHeader;
-  PictureSize size;
-  size.width = isCore ? fields.Get16(at + 4) : Magnitude(fields.Get32(at + 4));
-  size.height = isCore ? fields.Get16(at + 6) : Magnitude(fields.Get32(at + 8));
-  const std::uint32_t bits = fields.Get16(at + (isCore ? 10 : 14));
-  size.bitsPerPixel = bits <= 8 || bits == 24 ? bits : 32;
-  return size;
-}
-
-FoundSize ReadBmp(ByteView picture) { return ReadBitmapHeader(Fields(picture, false), 14); }
-
-FoundSize ReadIco(ByteView picture) {
+/// Run-length coded rows become 32-bit ones.
+FoundSize ReadBmp(ByteView picture) {
   const Fields fields(picture, false);
-  FoundSize largest;
-  const std::uint32_t count = fields.Get16(4);
-  for (std::size_t entry = 6; entry < 6 + std::size_t{16} * count && !fields.IsAtEnd(entry);
-       entry += 16) {
-    const std::size_t at = fields.Get32(entry + 12);
-    if (fields.Get8(at) == 0x89) {
-      KeepLarger(largest, ReadPng(fields.From(at)));
-    } else {
-      PictureSize size = ReadBitmapHeader(fields, at);
-      size.height /= 2;  // the mask's rows are counted too
-      KeepLarger(largest, size);
-    }
+  constexpr std::uint32_t kCoreHeader = 12;
+  if (fields.Get32(14) == kCoreHeader) {
+    return PictureSize{fields.Get16(18), fields.Get16(20), BmpBits(fields.Get16(24))};
   }
-  return largest;
+  const std::uint32_t compression = fields.Get32(30);
+  const bool isRunLength = compression == 1 || compression == 2;
+  return PictureSize{Magnitude(fields.Get32(18)), Magnitude(fields.Get32(22)),
+                     isRunLength ? 32 : BmpBits(fields.Get16(28))};
 }
 
-/// TIFF 6.0, section 2: the first directory.
+/// TIFF 6.0, section 2: the first directory. Of entries that are there twice the larger one counts.
 FoundSize ReadTiff(ByteView picture) {
-  const Fields fields(picture, picture.front() == std::byte{'M'});
+  const Fields fields(picture);
   const std::size_t directory = fields.Get32(4);
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
+  PictureSize size;
   std::uint32_t bitsPerSample = 1;
   std::uint32_t samples = 1;
-  const std::uint32_t count = fields.Get16(directory);
-  for (std::size_t entry = directory + 2;
-       entry < directory + 2 + std::size_t{12} * count && !fields.IsAtEnd(entry); entry += 12) {
+  const std::pair<std::uint32_t, std::uint32_t&> known[] = {
+      {256, size.width}, {257, size.height}, {258, bitsPerSample}, {277, samples}};
+  const std::size_t end = directory + 2 + std::size_t{12} * fields.Get16(directory);
+  for (std::size_t entry = directory + 2; entry < end && !fields.IsAtEnd(entry); entry += 12) {
     constexpr std::uint32_t kShort = 3;
     const bool isShort = fields.Get16(entry + 2) == kShort;
     const std::uint32_t value = isShort ? fields.Get16(entry + 8) : fields.Get32(entry + 8);
-    switch (fields.Get16(entry)) {
-      case 256:
-        width = value;
-        break;
-      case 257:
-        height = value;
-        break;
-      case 258:
-        bitsPerSample = value;  // of several samples the place of their sizes: large
-        break;
-      case 277:
-        samples = value;
-        break;
-      default:
-        break;
+    for (const auto& [tag, field] : known) {
+      if (tag == fields.Get16(entry)) {
+        field = std::max(field, value);
+      }
     }
   }
-  return PictureSize{width, height, samples == 1 && bitsPerSample <= 8 ? bitsPerSample : 32};
+  // The sizes of several samples stand elsewhere: mostly 8 bits each.
+  size.bitsPerPixel = samples == 3 ? 24 : samples == 1 && bitsPerSample <= 8 ? bitsPerSample : 32;
+  return size;
 }
 
 struct Format {
@@ -201,8 +187,7 @@ struct Format {
 constexpr Format kFormats[] = {
     {"\xFF\xD8"sv, ReadJpeg}, {"\x89PNG\r\n\x1A\n"sv, ReadPng},
     {"GIF8"sv, ReadGif},      {"BM"sv, ReadBmp},
-    {"II*\0"sv, ReadTiff},    {"MM\0*"sv, ReadTiff},
-    {"\0\0\1\0"sv, ReadIco},
+    {"MM\0*"sv, ReadTiff},
 };
 
 }  // namespace

@@ -12,16 +12,15 @@ namespace tagsmith {
 struct PictureSize {
   std::uint32_t width = 0;   // pixels, not checked
   std::uint32_t height = 0;  // pixels, not checked
-  /// That a decoder for the screen makes of the picture: 1 to 8 with a palette, else 8 (grey), 24
-  /// or 32.
+  /// That a decoder for the screen makes of the picture, as far as the header tells.
   std::uint32_t bitsPerPixel = 0;
 
   /// Bytes of a bitmap whose rows are padded to four bytes; saturates.
   [[nodiscard]] std::uint64_t BitmapBytes() const;
 };
 
-/// Reads the header of a JPEG (ITU-T T.81), PNG, GIF (89a), BMP, TIFF (6.0) or ICO picture; of
-/// several frames the largest counts. Nothing when it is another format or its header is broken.
+/// Reads the header of a JPEG (ITU-T T.81), PNG, GIF (89a), BMP or big-endian TIFF (6.0) picture,
+/// the formats that tags keep. Nothing when it is another one or has no size where it must be.
 std::optional<PictureSize> ReadPictureSize(ByteView picture);
 
 }  // namespace tagsmith

@@ -85,8 +85,12 @@ std::optional<Pixels> ReadPixels(HBITMAP bitmap) {
                 .height = shape.bmHeight,
                 .bitsPerPixel = shape.bmBitsPixel,
                 .bytes = {}};
-  pixels.bytes.resize(std::size_t{4} * static_cast<std::size_t>(pixels.width) *
-                      static_cast<std::size_t>(pixels.height));
+  try {
+    pixels.bytes.resize(std::size_t{4} * static_cast<std::size_t>(pixels.width) *
+                        static_cast<std::size_t>(pixels.height));
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
   BITMAPINFO info{};
   info.bmiHeader.biSize = sizeof(info.bmiHeader);
   info.bmiHeader.biWidth = pixels.width;
@@ -100,10 +104,12 @@ std::optional<Pixels> ReadPixels(HBITMAP bitmap) {
   if (rows != pixels.height) {
     return std::nullopt;
   }
-  if (pixels.bitsPerPixel < 32) {
-    for (std::size_t i = 3; i < pixels.bytes.size(); i += 4) {
-      pixels.bytes[i] = std::byte{255};
-    }
+  bool hasAlpha = false;  // where the fourth bytes are all zero they are not used
+  for (std::size_t i = 3; i < pixels.bytes.size(); i += 4) {
+    hasAlpha = hasAlpha || (pixels.bitsPerPixel == 32 && pixels.bytes[i] != std::byte{0});
+  }
+  for (std::size_t i = 3; !hasAlpha && i < pixels.bytes.size(); i += 4) {
+    pixels.bytes[i] = std::byte{255};
   }
   return pixels;
 }
@@ -157,13 +163,6 @@ std::optional<std::string> WritePng(const Pixels& pixels, const std::string& fol
   }
 
   std::vector<std::byte> bytes = pixels.bytes;
-  bool isTransparent = true;
-  for (std::size_t i = 3; i < bytes.size(); i += 4) {
-    isTransparent = isTransparent && bytes[i] == std::byte{0};
-  }
-  for (std::size_t i = 3; isTransparent && i < bytes.size(); i += 4) {
-    bytes[i] = std::byte{255};  // alpha was left unused
-  }
   const GdiPlusSession session;
   const CLSID pngEncoder = {
       0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};

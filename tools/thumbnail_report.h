@@ -17,7 +17,7 @@ struct Pixels {
   int width = 0;
   int height = 0;
   int bitsPerPixel = 0;          // of the bitmap
-  std::vector<std::byte> bytes;  // blue, green, red, alpha (255 below 32 bits); top row first
+  std::vector<std::byte> bytes;  // blue, green, red, alpha (255 where it has none); top row first
 };
 
 struct ThumbnailReport {
@@ -28,7 +28,7 @@ struct ThumbnailReport {
   std::optional<std::string> png;  // where it was written
 };
 
-/// Nothing when it is no bitmap of this process.
+/// Nothing when it is no bitmap of this process, or too large to be looked at.
 std::optional<Pixels> ReadPixels(HBITMAP bitmap);
 
 /// Asks the handler, as a thumbnail provider or else as an image extractor, for the bitmap of the

@@ -107,17 +107,20 @@ struct FileReport {
   std::optional<PropertyReport> properties;
   std::optional<ThumbnailReport> thumbnail;
   std::optional<ColumnReport> columns;
+  bool wantsPng = false;
 
   [[nodiscard]] bool AreAllAnswered() const {
+    const bool hasWritten = !thumbnail || !wantsPng || !thumbnail->pixels || thumbnail->png;
     const auto isFine = [](const auto& answers) {
       return !answers || SUCCEEDED(answers->initialize);
     };
-    return isFine(properties) && isFine(thumbnail) && isFine(columns);
+    return isFine(properties) && isFine(thumbnail) && isFine(columns) && hasWritten;
   }
 };
 
 FileReport Ask(const HandlerSource& handlers, const Options& options, const std::string& file) {
   FileReport report;
+  report.wantsPng = options.png.has_value();
   if (options.asksProperties) {
     report.properties = AskPropertyHandler(handlers, file);
   }
@@ -125,6 +128,9 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
     report.thumbnail = AskThumbnailHandler(handlers, file);
     if (options.png && report.thumbnail->pixels) {
       report.thumbnail->png = WritePng(*report.thumbnail->pixels, *options.png, file);
+      if (!report.thumbnail->png) {
+        std::fprintf(stderr, "tsprobe: no PNG of %s could be written\n", file.c_str());
+      }
     }
   }
   if (options.asksColumns) {

@@ -72,8 +72,6 @@ std::vector<std::string> BuiltInSeeds() {
       // Pictures, for the reading of their sizes.
       PngHead(64, 64, 8, 2),
       BmpPicture(8, 8, 24, "", "rows"),
-      "\0\0\1\0\2\0"s + std::string(12, '.') + Little32(38) + std::string(12, '.') + Little32(50) +
-          PngHead(9, 9, 8, 6),
       "\xFF\xD8\xFF\xE0\0\6JFIF\xFF\xC2\0\x0B\x08\0\x10\0\x10\3"s,
       "GIF89a\4\0\4\0\x80\0\0pppppp!\xF9\4....\0,\0\0\0\0\4\0\4\0\0\2\1x\0;"s,
       "MM\0*\0\0\0\x08\0\2\1\0\0\3\0\0\0\1\0\x09\0\0\1\1\0\4\0\0\0\1\0\0\0\x09"s,

@@ -42,10 +42,10 @@ class Columns : public ::testing::Test {
       return "-";
     }
     std::string shown = value.vt == VT_BSTR  ? "s:" + Utf16ToUtf8(Utf16(value.bstrVal))
-                              : value.vt == VT_I4  ? "i:" + std::to_string(value.lVal)
-                              : value.vt == VT_UI4 ? "u:" + std::to_string(value.ulVal)
-                              : value.vt == VT_UI8 ? "U:" + std::to_string(value.ullVal)
-                                                   : "vt:" + std::to_string(value.vt);
+                        : value.vt == VT_I4  ? "i:" + std::to_string(value.lVal)
+                        : value.vt == VT_UI4 ? "u:" + std::to_string(value.ulVal)
+                        : value.vt == VT_UI8 ? "U:" + std::to_string(value.ullVal)
+                                             : "vt:" + std::to_string(value.vt);
     VariantClear(&value);
     return shown;
   }

@@ -1,6 +1,11 @@
+#include <shlobj.h>
+
+#include <thumbcache.h>
+
 #include <fstream>
 #include <regex>
 
+#include "shellext/handler_ids.h"
 #include "shellext/module.h"
 #include "shellext/registry.h"
 #include "tests/shell/shell_environment.h"
@@ -71,6 +76,34 @@ TEST(StartUp, TakesTheLogSizeFromItsSetting) {
         std::distance(std::filesystem::directory_iterator(scratch.LogFolder()), {});
     EXPECT_EQ(files, c.pruned ? 2 : 1);
   }
+}
+
+// Of the handlers' requests; the property handler's is above.
+TEST(StartUp, PrunesTheLogWithEachRequest) {
+  const auto isPrunedBy = [](const std::function<void(const LoadedModule&)>& request) {
+    const ScratchSystem scratch;
+    std::filesystem::create_directories(scratch.LogFolder());
+    std::ofstream(scratch.LogFolder() / "tsmithsx.log") << std::string(103'000, 'x');
+    {
+      const LoadedModule module;
+      request(module);
+    }
+    return scratch.Log().find("Pruning log file (old log is now ") == 21;
+  };
+  EXPECT_TRUE(isPrunedBy([](const LoadedModule& module) {
+    ComPointer<IThumbnailProvider> provider;
+    HBITMAP bitmap = nullptr;
+    WTS_ALPHATYPE alpha = WTSAT_UNKNOWN;
+    MakeHandler(module, kThumbnailHandlerClsid, L"Add thumbnail handler", provider)
+        ->GetThumbnail(96, &bitmap, &alpha);
+  }));
+  EXPECT_TRUE(isPrunedBy([](const LoadedModule& module) {
+    ComPointer<IUnknown> handler;
+    ComPointer<IColumnProvider> columns;
+    MakeHandler(module, kColumnHandlerClsid, L"Add column handler", handler)
+        ->QueryInterface(IID_IColumnProvider, columns.ReceiveVoid());
+    columns->GetItemData(nullptr, nullptr, nullptr);
+  }));
 }
 
 }  // namespace

@@ -96,9 +96,10 @@ TEST_F(ThumbProvider, KeepsTheFormOfThePicture) {
       {BmpPicture(2, 1, 8, kPalette, "\0\1\0\0"s), "8:102030ff ff0080ff"},
       {BmpPicture(1, 2, 24, "", "\1\2\3\0\4\5\6\0"s), "24:040506ff/010203ff"},
       {BmpPicture(1, -2, 24, "", "\1\2\3\0\4\5\6\0"s), "24:010203ff/040506ff"},
-      {BmpPicture(1, -2, 32, "", "\1\2\3\0\4\5\6\0"s), "32:01020300/04050600"},
+      {BmpPicture(1, -2, 16, "", "\x1F\x7C\0\0\xE0\3\0\0"s), "16:ff00ffff/00ff00ff"},
+      {BmpPicture(1, -2, 32, "", "\1\2\3\0\4\5\6\0"s), "32:010203ff/040506ff"},
       {BmpPicture(1, 1, 24, "", "\1\2\3"s), kNone},  // one byte short
-      {"BM", kNone},
+      {"BM..", kNone},
       {"BM" + std::string(5000, '\xFF'), kNone},
   };
   for (const auto& [picture, expected] : cases) {
@@ -184,22 +185,39 @@ TEST_F(ThumbProvider, RefusesHugePicturesFromTheirHeader) {
   EXPECT_EQ(Show(Track(PictureFrame("image/gif",
                                     "GIF89a" + Little16(65'535) + Little16(65'535) + "\0\0\0"s))),
             kNone);
+  EXPECT_EQ(Show(Track(PictureFrame("image/jpeg", "\xFF\xD8\xFF\xFE\0\0\xFF\xC0\0\x0B\x08"s +
+                                                      Big16(30'001) + Big16(30'001) + "\3..."))),
+            kNone);
+  EXPECT_EQ(Show(Track(PictureFrame("image/tiff",
+                                    "MM\0*\0\0\0\x08\0\2\1\0\0\4\0\0\0\1\0\1\0\0"
+                                    "\1\1\0\4\0\0\0\1\0\1\0\0"s))),
+            kNone);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
   const std::string log = scratch.Log();
   for (const char* line :
        {"The picture is too large to be decoded (30000 x 30000 pixels of 24 bits)",
-        "The picture is too large to be decoded (30000 x 30000 pixels of 32 bits)",
+        "The picture is too large to be decoded (30001 x 30001 pixels of 24 bits)",
+        "The picture is too large to be decoded (65536 x 65536 pixels of 1 bits)",
         "The picture is too large to be decoded (65535 x 65535 pixels of 8 bits)"}) {
     EXPECT_NE(log.find(line), std::string::npos) << line;
   }
 }
 
 TEST_F(ThumbProvider, LeavesNothingBehind) {
-  const std::string track = TrackWithBmp(BmpPicture(40, 40, 8, kPalette, std::string(1600, '\1')));
+  // What decodes, and what fails at each step.
+  const std::pair<std::string, const char*> cases[] = {
+      {TrackWithBmp(BmpPicture(4, 1, 8, kPalette, std::string(4, '\1'))),
+       "8:ff0080ff ff0080ff ff0080ff ff0080ff"},
+      {TrackWithBmp(BmpPicture(1, 2, 24, "", "\1\2\3\0"s)), kNone},
+      {TrackWithBmp(BmpPicture(30'000, 30'000, 24, "", "")), kNone},
+      {Track(PictureFrame("image/jpeg", "\xFF\xD8\xFF\xC0\0\x0B\x08\0\1\0\1\1..."s)), kNone},
+      {Track(""), kNone},
+  };
   constexpr int kRounds = 10'000;
   const auto rounds = [&](int count) {
     for (int i = 0; i < count; ++i) {
-      EXPECT_EQ(Show(track).substr(0, 12), "8:ff0080ff f");
+      const auto& [track, expected] = cases[static_cast<std::size_t>(i) % std::size(cases)];
+      EXPECT_EQ(Show(track), expected);
     }
   };
   rounds(50);
@@ -284,6 +302,19 @@ TEST(DecodedImages, DrawPixelForPixelWhateverTheResolution) {
   }
 }
 
+// As when the thread that made a kept context has ended.
+TEST(MemoryDcs, ThatAreGoneAreNotUsed) {
+  MemoryDc::EmptyCache();
+  {
+    const std::array<MemoryDc, 2> kept;
+    for (const MemoryDc& context : kept) {
+      DeleteDC(context.Get());
+    }
+  }
+  const MemoryDc fresh;
+  EXPECT_EQ(GetObjectType(fresh.Get()), static_cast<DWORD>(OBJ_MEMDC));
+}
+
 TEST(MemoryDcs, AreUsedAgain) {
   HDC context = nullptr;
   {
@@ -323,6 +354,7 @@ class ThumbExtractor : public ::testing::Test {
     return shown;
   }
 
+  LogWatch watch;
   ComPointer<IPersistFile> file;
   ComPointer<IExtractImage2> extractor;
 };
@@ -389,6 +421,12 @@ TEST_F(ThumbExtractor, GivesTheDateStamp) {
   EXPECT_EQ(extractor->GetDateStamp(nullptr), E_POINTER);
   EXPECT_TRUE(DeleteFileW(path.c_str()));  // nothing holds it
   EXPECT_EQ(extractor->GetDateStamp(&stamp), E_FAIL);
+  // Another path replaces the first; one that is too long is cut.
+  const TemporaryFile other("b.mp3", "x");
+  file->Load(WidePath(other).c_str(), STGM_READ);
+  EXPECT_EQ(extractor->GetDateStamp(&stamp), S_OK);
+  file->Load((WidePath(other) + std::wstring(300, L'x')).c_str(), STGM_READ);
+  EXPECT_EQ(extractor->GetDateStamp(&stamp), E_FAIL);
 }
 
 TEST_F(ThumbExtractor, KeepsWhatItDecoded) {
@@ -406,6 +444,9 @@ TEST_F(ThumbExtractor, KeepsWhatItDecoded) {
   EXPECT_EQ(Extract(), "24:010203ff");
   file->Load(WidePath(second).c_str(), STGM_READ);
   EXPECT_EQ(Extract(), "24:010203ff");
+  LogWatch::Messages();
+  EXPECT_EQ(extractor->Extract(reinterpret_cast<HBITMAP*>(0x10)), kNoPicture);
+  EXPECT_EQ(LogWatch::Messages(), Lines{"1 Thumbnail extractor failed"});
   EXPECT_TRUE(DeleteFileW(WidePath(first).c_str()));  // nothing holds it
 }
 

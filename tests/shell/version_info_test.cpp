@@ -4,6 +4,8 @@
 
 #include <thumbcache.h>
 
+#include <fstream>
+
 #include "shellext/class_objects.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/shell_host.h"
@@ -33,6 +35,28 @@ TEST(WindowsVersion, win7) {
 TEST(WindowsVersion, winxp64) {
   EXPECT_TRUE(!IsNt6OrLater() && IsNt5OrLater() && !IsNt6OrLater());
   EXPECT_FALSE(ServesThumbnailProvider());
+}
+
+// The extractor as the module serves it; it leaves the log as long as it is.
+TEST(WindowsVersion, winxp64ServesTheExtractor) {
+  const TemporaryFile track(
+      "t.mp3", V2Tag(3, PictureFrame("image/bmp", BmpPicture(1, 1, 24, "", "\1\2\3\0"s))) +
+                   MpegFrames(9, 4));
+  const ScratchSystem scratch;
+  std::filesystem::create_directories(scratch.LogFolder());
+  std::ofstream(scratch.LogFolder() / "tsmithsx.log") << std::string(103'000, 'x');
+  {
+    const LoadedModule module;
+    ComPointer<IPersistFile> file;
+    ComPointer<IExtractImage> extractor;
+    MakeHandler(module, kThumbnailHandlerClsid, L"Add thumbnail handler", file)
+        ->QueryInterface(__uuidof(IExtractImage), extractor.ReceiveVoid());
+    file->Load(WidenUtf8(track.Path()).c_str(), STGM_READ);
+    HBITMAP bitmap = nullptr;
+    EXPECT_EQ(extractor->Extract(&bitmap), S_OK);
+    EXPECT_TRUE(DeleteObject(bitmap));
+  }
+  EXPECT_GT(scratch.Log().size(), 103'000U);
 }
 TEST(WindowsVersion, win2k) { EXPECT_TRUE(!IsNt6OrLater() && IsNt5OrLater()); }
 TEST(WindowsVersion, nt40) { EXPECT_FALSE(IsNt6OrLater() || IsNt5OrLater()); }

@@ -26,13 +26,13 @@ std::string GifImage(std::uint16_t width, std::uint16_t height, std::string_view
          "\x02\x03" + "abc" + "\x01" + "d" + "\0"s;
 }
 
-template <typename Number16, typename Number32>
-std::string Tiff(std::string_view head, Number16 number16, Number32 number32, int samples) {
-  const auto entry = [&](int tag, int value) {
-    return number16(tag) + number16(3) + number32(1) + number16(value) + number16(0);
+/// With two entries for the height: 300 and another.
+std::string Tiff(std::uint16_t samples, std::uint16_t otherHeight) {
+  const auto entry = [](std::uint16_t tag, std::uint16_t value) {
+    return Big16(tag) + Big16(3) + Big32(1) + Big16(value) + Big16(0);
   };
-  return std::string(head) + number32(12) + "...." + number16(5) + entry(254, 9) + number16(256) +
-         number16(4) + number32(1) + number32(70'000) + entry(257, 300) + entry(258, 8) +
+  return "MM\0*"s + Big32(12) + "...." + Big16(6) + entry(254, 9) + Big16(256) + Big16(4) +
+         Big32(1) + Big32(70'000) + entry(257, 300) + entry(257, otherHeight) + entry(258, 8) +
          entry(277, samples);
 }
 
@@ -40,37 +40,32 @@ TEST(PictureSizes, AreReadFromTheHeader) {
   const std::string start = "\xFF\xD8" + Segment('\xE0', "JFIF..");
   const std::string gif = "GIF89a" + Little16(4) + Little16(5);
   const std::string extension = "!\xF9\x04"s + "....\0"s;
-  const auto big16 = [](int n) { return Big16(static_cast<std::uint16_t>(n)); };
-  const auto big32 = [](int n) { return Big32(static_cast<std::uint32_t>(n)); };
-  const auto little16 = [](int n) { return Little16(static_cast<std::uint16_t>(n)); };
-  const auto little32 = [](int n) { return Little32(static_cast<std::uint32_t>(n)); };
   const std::string bmp = BmpPicture(-7, -9, 16, "", "");
   const std::string core =
       bmp.substr(0, 14) + Little32(12) + Little16(640) + Little16(480) + Little16(1) + Little16(8);
-  const auto icon = [&](std::string_view image) {
-    return "\0\0\1\0\1\0"s + std::string(12, '.') + Little32(22) + std::string(image);
-  };
   const std::pair<std::string, std::string> cases[] = {
-      {PngHead(30'000, 20'000, 8, 2), "30000x20000x32"},
+      {PngHead(30'000, 20'000, 8, 2), "30000x20000x24"},
+      {PngHead(3, 4, 16, 2), "3x4x32"},
       {PngHead(3, 4, 2, 3), "3x4x2"},
       {PngHead(3, 4, 2, 3).replace(12, 4, "IDAT"), "none"},
       {start + JpegFrame('\xC0', 640, 480, 3), "640x480x24"},
       {start + "\xFF\xFF" + JpegFrame('\xC2', 640, 480, 1), "640x480x8"},
       {start + Segment('\xC4', "table") + "junk" + JpegFrame('\xC1', 1, 65'500, 4), "1x65500x32"},
       {start + Segment('\xDA', "scan") + JpegFrame('\xC0', 640, 480, 3), "none"},
-      {start + "\xFF\xE1\0\1"s + JpegFrame('\xC0', 640, 480, 3), "none"},
+      {start + "\xFF\xFE\0\0"s + JpegFrame('\xC0', 640, 480, 3), "640x480x24"},
       {gif + "\0\0\0"s, "4x5x8"},
-      {gif + "\0\0\0"s + extension + GifImage(60'000, 2, "") + GifImage(3, 4, ""), "60000x2x8"},
+      {gif + "\0\0\0"s + extension + GifImage(60'000, 2, "") + GifImage(3, 4, ""), "60000x5x32"},
       {gif + "\x81\0\0"s + std::string(12, 'p') + GifImage(30, 20, "123456") +
            GifImage(300, 200, "123456") + ";" + GifImage(400, 400, ""),
-       "300x200x8"},
-      {bmp, "7x9x32"},
+       "300x200x32"},
+      {bmp, "7x9x16"},
+      {BmpPicture(5, 6, 8, "", "").replace(30, 1, "\1"), "5x6x32"},
+      {BmpPicture(5, 6, 0, "", ""), "5x6x32"},
       {BmpPicture(5, 6, 4, "", ""), "5x6x4"},
       {core, "640x480x8"},
-      {Tiff("II*\0"sv, little16, little32, 1), "70000x300x8"},
-      {Tiff("MM\0*"sv, big16, big32, 3), "70000x300x32"},
-      {icon(bmp.substr(14)), "7x4x32"},
-      {icon(PngHead(1000, 1000, 8, 6)), "1000x1000x32"},
+      {Tiff(1, 400), "70000x400x8"},
+      {Tiff(3, 200), "70000x300x24"},
+      {Tiff(4, 200), "70000x300x32"},
       {"", "none"},
       {"\xFF", "none"},
       {"RIFF....WEBP", "none"},
