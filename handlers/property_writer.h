@@ -10,9 +10,6 @@
 
 namespace tagsmith {
 
-/// The name of the property system's library.
-inline constexpr const wchar_t* kPropertySystem = L"propsys.dll";
-
 /// Each builds a vector of one element, has it coerced to the key's canonical type and stores it as
 /// not changed. S_FALSE when the property system or its builder is missing; S_OK, with nothing
 /// stored, when it cannot coerce (intended); else the failing call's result or the cache's. An

@@ -1,9 +1,12 @@
 // The module's entry point and exports.
 #include <windows.h>
 
+#include <cstdint>
+
 #include "diag/fault_guard.h"
 #include "shellext/class_objects.h"
 #include "shellext/module.h"
+#include "shellext/registration.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* /*reserved*/) {
   // No failure may keep the module from being loaded.
@@ -23,3 +26,14 @@ STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** object) {
 }
 
 STDAPI DllCanUnloadNow() { return tagsmith::LiveObjectCount() != 0 ? S_FALSE : S_OK; }
+
+STDAPI DllRegisterServer() { return tagsmith::RegisterHandlers(); }
+STDAPI DllUnregisterServer() { return tagsmith::UnregisterHandlers(); }
+
+// Custom actions of the installer; the argument is its handle.
+extern "C" UINT WINAPI InstallHandlers(std::uint32_t /*installer*/) {
+  return static_cast<UINT>(tagsmith::InstallHandlers());
+}
+extern "C" UINT WINAPI RemoveHandlers(std::uint32_t /*installer*/) {
+  return static_cast<UINT>(tagsmith::UnregisterHandlers());
+}

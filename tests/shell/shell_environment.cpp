@@ -26,22 +26,28 @@ struct Hive {
   HKEY key;
   const wchar_t* name;
 };
-const Hive kHives[] = {{HKEY_LOCAL_MACHINE, L"Machine"}, {HKEY_CURRENT_USER, L"User"}};
+const Hive kHives[] = {{HKEY_LOCAL_MACHINE, L"Machine"},
+                       {HKEY_CURRENT_USER, L"User"},
+                       {HKEY_CLASSES_ROOT, L"Classes"}};
 
 }  // namespace
 
-ScratchSystem::ScratchSystem() : folder_("unused", "") {
-  std::vector<HKEY> scratch;
+ScratchSystem::ScratchSystem(Classes classes) : folder_("unused", "") {
+  std::vector<std::pair<const Hive*, HKEY>> scratch;
   for (const Hive& hive : kHives) {
+    if (hive.key == HKEY_CLASSES_ROOT && classes == kSystemClasses) {
+      continue;
+    }
     HKEY key = nullptr;
     const std::wstring path = ScratchKey() + L"\\" + hive.name;
     RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
                     nullptr);
-    scratch.push_back(key);
+    scratch.emplace_back(&hive, key);
   }
-  for (std::size_t i = 0; i < scratch.size(); ++i) {
-    RegOverridePredefKey(kHives[i].key, scratch[i]);
-    RegCloseKey(scratch[i]);
+  for (const auto& [hive, key] : scratch) {
+    RegOverridePredefKey(hive->key, key);
+    RegCloseKey(key);
+    replaced_.push_back(hive->key);
   }
   SetStringValue(HKEY_CURRENT_USER,
                  L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
@@ -49,8 +55,8 @@ ScratchSystem::ScratchSystem() : folder_("unused", "") {
 }
 
 ScratchSystem::~ScratchSystem() {
-  for (const Hive& hive : kHives) {
-    RegOverridePredefKey(hive.key, nullptr);
+  for (const HKEY hive : replaced_) {
+    RegOverridePredefKey(hive, nullptr);
   }
   SHDeleteKeyW(HKEY_CURRENT_USER, ScratchKey().c_str());
 }

@@ -18,11 +18,12 @@
 
 namespace tagsmith::test {
 
-/// Registry hives of the test's own, in place of the machine's and the user's, and a folder for
-/// local application data. Made anew for each test.
+/// Registry hives of the test's own, in place of the machine's and the user's, on request also of
+/// the classes, and a folder for local application data. Made anew for each test.
 class ScratchSystem {
  public:
-  ScratchSystem();
+  enum Classes : bool { kSystemClasses, kWithClasses };
+  explicit ScratchSystem(Classes classes = kSystemClasses);
   ~ScratchSystem();
   ScratchSystem(const ScratchSystem&) = delete;
   ScratchSystem& operator=(const ScratchSystem&) = delete;
@@ -33,6 +34,7 @@ class ScratchSystem {
   [[nodiscard]] std::string Log() const;
 
  private:
+  std::vector<HKEY> replaced_;
   TemporaryFile folder_;
 };
 

@@ -265,8 +265,16 @@ HRESULT WINAPI DoubleInitFromBooleanVector(const BOOL* flags, ULONG count, PROPV
                                   value->cabool.cElems, value);
 }
 
-HRESULT WINAPI DoubleRegisterPropertySchema(PCWSTR /*path*/) { return S_OK; }
-HRESULT WINAPI DoubleUnregisterPropertySchema(PCWSTR /*path*/) { return S_OK; }
+// Notes what is registered, for tests to see.
+constexpr const wchar_t* kNoteKey = L"Software\\TagsmithPropertySystem";
+HRESULT WINAPI DoubleRegisterPropertySchema(PCWSTR path) {
+  return HRESULT_FROM_WIN32(static_cast<DWORD>(
+      RegSetKeyValueW(HKEY_CURRENT_USER, kNoteKey, path, REG_SZ, L"registered", 22)));
+}
+HRESULT WINAPI DoubleUnregisterPropertySchema(PCWSTR path) {
+  return HRESULT_FROM_WIN32(
+      static_cast<DWORD>(RegDeleteKeyValueW(HKEY_CURRENT_USER, kNoteKey, path)));
+}
 
 HRESULT WINAPI DoubleChangeType(PROPVARIANT* target, REFPROPVARIANT source, int flags,
                                 VARTYPE type) {

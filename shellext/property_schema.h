@@ -1,0 +1,13 @@
+// The description of our own properties, which the property system is told of.
+#pragma once
+
+#include <windows.h>
+
+namespace tagsmith {
+
+/// Registers the property description file beside the module, or unregisters it. What the property
+/// system answers; S_FALSE without a property system (COM then stays initialised, on purpose); a
+/// failure of COM as it is. An exception is logged.
+HRESULT RegisterPropertySchema(bool registers);
+
+}  // namespace tagsmith

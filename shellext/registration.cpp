@@ -1,0 +1,420 @@
+#include "shellext/registration.h"
+
+#include <shlobj.h>
+#include <shlwapi.h>
+
+#include <array>
+#include <cwchar>
+#include <optional>
+#include <string>
+
+#include "diag/fault_guard.h"
+#include "format/bounded.h"
+#include "shellext/module.h"
+#include "shellext/property_schema.h"
+#include "shellext/registry.h"
+#include "shellext/version_info.h"
+
+namespace tagsmith {
+namespace {
+
+// ---- What is registered -----------------------------------------------------------------------
+
+struct Handler {
+  const wchar_t* clsid;
+  const char* narrowClsid;
+  const wchar_t* name;
+  const wchar_t* setting;
+  const char* failure;  // logged when its registration is given up
+  bool savesSafelyByItself;
+};
+constexpr Handler kPropertyHandler = {L"{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}",
+                                      "{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}",
+                                      L"Tagsmith property handler",
+                                      L"Add property handler",
+                                      "Registering 'Add property handler' failed (disabling)",
+                                      true};
+constexpr Handler kThumbnailHandler = {L"{2E8B7D41-90C5-4F3A-B6D2-1A4C9E07F8B5}",
+                                       "{2E8B7D41-90C5-4F3A-B6D2-1A4C9E07F8B5}",
+                                       L"Tagsmith thumbnail handler",
+                                       L"Add thumbnail handler",
+                                       "Registering 'Add thumbnail handler' failed (disabling)",
+                                       false};
+constexpr Handler kColumnHandler = {L"{A3D05C6E-71F9-4B28-8E4D-5B9F2C6A0E71}",
+                                    "{A3D05C6E-71F9-4B28-8E4D-5B9F2C6A0E71}",
+                                    L"Tagsmith column handler",
+                                    L"Add column handler",
+                                    "Registering 'Add column handler' failed (disabling)",
+                                    false};
+
+constexpr const wchar_t* kAiffSetting = L"Add AIFF association";
+constexpr const char* kAiffFailure = "Registering 'Add AIFF association' failed (disabling)";
+
+constexpr const wchar_t* kExtensions[] = {L".aif", L".aiff", L".mp3"};
+
+constexpr const wchar_t* kApprovedKey =
+    L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Approved";
+constexpr const wchar_t* kPropertyHandlersKey =
+    L"Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem\\PropertyHandlers\\";
+constexpr const wchar_t* kAssociationsKey = L"SystemFileAssociations\\";
+constexpr const wchar_t* kColumnHandlersKey = L"Folder\\shellex\\ColumnHandlers\\";
+constexpr const wchar_t* kThumbnailProviderKey =
+    L"\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
+constexpr const wchar_t* kExtractImageKey = L"\\ShellEx\\{BB2E617C-0920-11d1-9A0B-00C04FC2D6C1}";
+
+/// Where a replaced default value is kept, and what the names of other replaced values end in.
+constexpr const wchar_t* kBackup = L"tsmithbak";
+
+constexpr const wchar_t* kShortList =
+    L"prop:System.ItemType;System.Size;System.Music.Artist;System.Media.Duration;"
+    L"System.OfflineAvailability";
+
+/// The properties that the shell shows of a file, by place.
+struct PropertyList {
+  const wchar_t* name;
+  const wchar_t* backup;
+  const wchar_t* text;
+};
+constexpr PropertyList kPropertyLists[] = {
+    {L"InfoTip", L"InfoTiptsmithbak", kShortList},
+    {L"ExtendedTileInfo", L"ExtendedTileInfotsmithbak", kShortList},
+    {L"FullDetails", L"FullDetailstsmithbak",
+     L"prop:System.PropGroup.Description;System.Title;System.Media.SubTitle;System.Rating;"
+     L"System.Comment;System.PropGroup.Media;System.Music.Artist;System.Music.AlbumArtist;"
+     L"System.Music.AlbumTitle;System.Media.Year;System.Music.TrackNumber;System.Music.Genre;"
+     L"System.Media.Duration;System.PropGroup.Audio;System.Audio.EncodingBitrate;"
+     L"System.PropGroup.Origin;System.Media.Publisher;System.Media.EncodedBy;"
+     L"System.Media.AuthorUrl;System.Copyright;System.PropGroup.Content;"
+     L"System.ParentalRatingReason;System.Music.Composer;System.Music.Conductor;"
+     L"System.Music.ContentGroupDescription;System.Music.Mood;System.Music.PartOfSet;"
+     L"System.Music.InitialKey;System.Music.BeatsPerMinute;System.DRM.IsProtected;"
+     L"System.Music.IsCompilation;System.PropGroup.FileSystem;System.ItemNameDisplay;"
+     L"System.ItemType;System.ItemFolderPathDisplay;System.DateCreated;System.DateModified;"
+     L"System.Size;System.FileAttributes;System.OfflineAvailability;System.OfflineStatus;"
+     L"System.SharedWith;System.FileOwner;System.ComputerName"},
+    {L"PreviewDetails", L"PreviewDetailstsmithbak",
+     L"prop:System.Music.Artist;System.Music.AlbumTitle;System.Music.Genre;*System.Media.Duration;"
+     L"System.Rating;System.Media.Year;*System.Size;System.Music.TrackNumber;"
+     L"System.Music.AlbumArtist;System.Title;*System.Audio.EncodingBitrate;*System.DateModified;"
+     L"*System.OfflineAvailability;*System.OfflineStatus;*System.DateCreated;*System.SharedWith"},
+};
+
+std::wstring Join(const wchar_t* left, const wchar_t* right) { return std::wstring(left) + right; }
+
+std::wstring ClassKey(const Handler& handler) { return Join(L"CLSID\\", handler.clsid); }
+
+std::wstring ColumnKey() { return Join(kColumnHandlersKey, kColumnHandler.clsid); }
+
+std::wstring ThumbnailKey(const wchar_t* extension) {
+  return Join(extension, IsNt6OrLater() ? kThumbnailProviderKey : kExtractImageKey);
+}
+
+bool IsAiff(const wchar_t* extension) { return _wcsnicmp(extension, L".aif", 4) == 0; }
+
+bool IsSwitchedOn(const wchar_t* setting) {
+  return ReadDwordSetting(HKEY_LOCAL_MACHINE, kSettingsKey, setting, 0) == 1;
+}
+
+// ---- Steps, each with what undoes it ----------------------------------------------------------
+
+LSTATUS Approve(const Handler& handler, const Handler& loggedHandler) {
+  const LSTATUS status =
+      SetStringValue(HKEY_LOCAL_MACHINE, kApprovedKey, handler.clsid, handler.name);
+  if (status == ERROR_ACCESS_DENIED) {
+    WriteLogLine(kLogError, "Failed to create the shell approved GUID %s",
+                 loggedHandler.narrowClsid);
+  }
+  return status;
+}
+
+void Disapprove(const Handler& handler) {
+  SHDeleteValueW(HKEY_LOCAL_MACHINE, kApprovedKey, handler.clsid);
+}
+
+/// Each value only after the one before.
+LSTATUS RegisterClass(const Handler& handler, const wchar_t* modulePath) {
+  const std::wstring key = ClassKey(handler);
+  const std::wstring server = key + L"\\InProcServer32";
+  LSTATUS status = SetStringValue(HKEY_CLASSES_ROOT, key.c_str(), nullptr, handler.name);
+  if (status == ERROR_SUCCESS && handler.savesSafelyByItself) {
+    status = SetDwordValue(HKEY_CLASSES_ROOT, key.c_str(), L"ManualSafeSave", 1);
+  }
+  if (status == ERROR_SUCCESS) {
+    status = SetStringValue(HKEY_CLASSES_ROOT, server.c_str(), nullptr, modulePath);
+  }
+  if (status == ERROR_SUCCESS) {
+    status = SetStringValue(HKEY_CLASSES_ROOT, server.c_str(), L"ThreadingModel", L"Apartment");
+  }
+  return status;
+}
+
+void RemoveClass(const Handler& handler) {
+  SHDeleteKeyW(HKEY_CLASSES_ROOT, ClassKey(handler).c_str());
+}
+
+/// Copies a value to its backup, once: what is kept already came first.
+void BackUp(HKEY hive, const std::wstring& key, const wchar_t* name, const wchar_t* backup) {
+  if (!ValueExists(hive, key.c_str(), backup)) {
+    CopyValue(hive, key.c_str(), name, hive, key.c_str(), backup);
+  }
+}
+
+void Restore(HKEY hive, const std::wstring& key, const wchar_t* name, const wchar_t* backup) {
+  CopyValue(hive, key.c_str(), backup, hive, key.c_str(), name);
+  DeleteValue(hive, key.c_str(), backup);
+}
+
+/// Makes the handler the default value of a key.
+LSTATUS TakeOver(HKEY hive, const std::wstring& key, const Handler& handler) {
+  BackUp(hive, key, nullptr, kBackup);
+  return SetStringValue(hive, key.c_str(), nullptr, handler.clsid);
+}
+
+/// Gives a key that is ours back to the handler before, or deletes it when there was none.
+void GiveBack(HKEY hive, const std::wstring& key, const Handler& handler) {
+  std::optional<std::wstring> current;
+  ReadStringValue(hive, key.c_str(), nullptr, current);
+  if (!current || _wcsicmp(current->c_str(), handler.clsid) != 0) {
+    return;
+  }
+  if (ValueExists(hive, key.c_str(), kBackup)) {
+    Restore(hive, key, nullptr, kBackup);
+  } else {
+    SHDeleteKeyW(hive, key.c_str());
+  }
+}
+
+LSTATUS AddPropertyLists(const wchar_t* extension) {
+  const std::wstring key = Join(kAssociationsKey, extension);
+  const LSTATUS status = SetStringValue(HKEY_CLASSES_ROOT, key.c_str(), nullptr, nullptr);
+  if (status == ERROR_SUCCESS) {
+    for (const PropertyList& list : kPropertyLists) {
+      BackUp(HKEY_CLASSES_ROOT, key, list.name, list.backup);
+      SetStringValue(HKEY_CLASSES_ROOT, key.c_str(), list.name, list.text);
+    }
+  }
+  return status;
+}
+
+void RemovePropertyLists(const wchar_t* extension) {
+  const std::wstring key = Join(kAssociationsKey, extension);
+  bool hasBackup = false;
+  for (const PropertyList& list : kPropertyLists) {
+    hasBackup = hasBackup || ValueExists(HKEY_CLASSES_ROOT, key.c_str(), list.backup);
+  }
+  if (!hasBackup) {
+    SHDeleteKeyW(HKEY_CLASSES_ROOT, key.c_str());
+    return;
+  }
+  for (const PropertyList& list : kPropertyLists) {
+    Restore(HKEY_CLASSES_ROOT, key, list.name, list.backup);
+  }
+}
+
+/// The key goes before it is read, so that an earlier handler does not come back: intended.
+void RemoveThumbnailKey(const wchar_t* extension) {
+  const std::wstring key = ThumbnailKey(extension);
+  SHDeleteKeyW(HKEY_CLASSES_ROOT, key.c_str());
+  GiveBack(HKEY_CLASSES_ROOT, key, kThumbnailHandler);
+}
+
+void NotifyShell() { SHChangeNotify(SHCNE_ASSOCCHANGED, SHCNF_IDLIST, nullptr, nullptr); }
+
+// ---- Registration -----------------------------------------------------------------------------
+
+/// The parts of a registration in turn. Each leaves the code of its last operation, and tells
+/// whether the registration goes on: not behind a code other than 0.
+class Registration {
+ public:
+  explicit Registration(const wchar_t* modulePath) : modulePath_(modulePath) {}
+
+  HRESULT Run() {
+    const bool isComplete =
+        AddHandlersOfThisSystem() && IsApproved(kThumbnailHandler, kThumbnailHandler) &&
+        HasRun(kThumbnailHandler.failure, kThumbnailHandler.setting, [&] { AddThumbnails(); });
+    if (!isComplete) {
+      return HRESULT_FROM_WIN32(static_cast<DWORD>(status_));
+    }
+    if (status_ == ERROR_SUCCESS) {
+      NotifyShell();
+    }
+    return S_OK;
+  }
+
+ private:
+  bool AddHandlersOfThisSystem() {
+    if (IsNt6OrLater()) {
+      return IsApproved(kPropertyHandler, kPropertyHandler) &&
+             HasRun(kPropertyHandler.failure, kPropertyHandler.setting, [&] { AddProperties(); }) &&
+             HasRun(kAiffFailure, kAiffSetting, [&] { AddAiffAssociation(); });
+    }
+    if (IsNt5OrLater()) {
+      // The line in the log names the property handler: kept.
+      return IsApproved(kColumnHandler, kPropertyHandler) &&
+             HasRun(kColumnHandler.failure, kColumnHandler.setting, [&] { AddColumns(); });
+    }
+    status_ = ERROR_INVALID_FUNCTION;
+    return false;
+  }
+
+  bool IsApproved(const Handler& handler, const Handler& loggedHandler) {
+    status_ = Approve(handler, loggedHandler);
+    return status_ == ERROR_SUCCESS;
+  }
+
+  /// A part that ends in an exception has its setting switched off, for the class objects and for
+  /// later registrations, and registration goes on.
+  template <typename Part>
+  bool HasRun(const char* failure, const wchar_t* setting, Part part) {
+    const bool isComplete = Guarded(failure, false, [&] {
+      part();
+      return true;
+    });
+    if (!isComplete) {
+      SetDwordValue(HKEY_LOCAL_MACHINE, kSettingsKey, setting, 0);
+      return true;
+    }
+    return status_ == ERROR_SUCCESS;
+  }
+
+  /// Each extension starts afresh, so that only the last one's code counts: intended.
+  void AddProperties() {
+    if (!IsSwitchedOn(kPropertyHandler.setting)) {
+      return;
+    }
+    for (const wchar_t* extension : kExtensions) {
+      status_ =
+          TakeOver(HKEY_LOCAL_MACHINE, Join(kPropertyHandlersKey, extension), kPropertyHandler);
+      if (status_ == ERROR_SUCCESS) {
+        status_ = RegisterClass(kPropertyHandler, modulePath_);
+      }
+    }
+    RegisterPropertySchema(true);
+  }
+
+  void AddAiffAssociation() {
+    if (!IsSwitchedOn(kPropertyHandler.setting)) {
+      return;
+    }
+    for (const wchar_t* extension : kExtensions) {
+      if (IsAiff(extension) && IsSwitchedOn(kAiffSetting)) {
+        status_ = AddPropertyLists(extension);
+      }
+    }
+  }
+
+  void AddColumns() {
+    if (!IsSwitchedOn(kColumnHandler.setting)) {
+      return;
+    }
+    status_ = RegisterClass(kColumnHandler, modulePath_);
+    if (status_ == ERROR_SUCCESS) {
+      status_ =
+          SetStringValue(HKEY_CLASSES_ROOT, ColumnKey().c_str(), nullptr, kColumnHandler.name);
+    }
+  }
+
+  /// As with the properties, the last extension's code counts.
+  void AddThumbnails() {
+    if (!IsSwitchedOn(kThumbnailHandler.setting)) {
+      return;
+    }
+    status_ = RegisterClass(kThumbnailHandler, modulePath_);
+    if (status_ != ERROR_SUCCESS) {
+      return;
+    }
+    for (const wchar_t* extension : kExtensions) {
+      status_ = TakeOver(HKEY_CLASSES_ROOT, ThumbnailKey(extension), kThumbnailHandler);
+    }
+  }
+
+  const wchar_t* modulePath_;
+  LSTATUS status_ = ERROR_SUCCESS;
+};
+
+// ---- Removal ----------------------------------------------------------------------------------
+
+void RemoveProperties() {
+  RemoveClass(kPropertyHandler);
+  Disapprove(kPropertyHandler);
+  if (!IsSwitchedOn(kPropertyHandler.setting)) {
+    return;
+  }
+  for (const wchar_t* extension : kExtensions) {
+    GiveBack(HKEY_LOCAL_MACHINE, Join(kPropertyHandlersKey, extension), kPropertyHandler);
+  }
+  RegisterPropertySchema(false);
+  for (const wchar_t* extension : kExtensions) {
+    if (IsAiff(extension) && IsSwitchedOn(kAiffSetting)) {
+      RemovePropertyLists(extension);
+    }
+  }
+}
+
+/// The keys of thumbnails go with the columns, too: intended.
+void RemoveColumns() {
+  RemoveClass(kColumnHandler);
+  Disapprove(kColumnHandler);
+  if (!IsSwitchedOn(kColumnHandler.setting)) {
+    return;
+  }
+  SHDeleteKeyW(HKEY_CLASSES_ROOT, ColumnKey().c_str());
+  for (const wchar_t* extension : kExtensions) {
+    RemoveThumbnailKey(extension);
+  }
+}
+
+void RemoveThumbnails() {
+  RemoveClass(kThumbnailHandler);
+  Disapprove(kThumbnailHandler);
+  if (!IsSwitchedOn(kThumbnailHandler.setting)) {
+    return;
+  }
+  for (const wchar_t* extension : kExtensions) {
+    RemoveThumbnailKey(extension);
+  }
+}
+
+}  // namespace
+
+HRESULT RegisterHandlers() {
+  return Guarded("DllRegisterServer failed", S_OK, []() -> HRESULT {
+    std::array<wchar_t, MAX_PATH> path{};
+    const DWORD length =
+        GetModuleFileNameW(Module().instance, path.data(), static_cast<DWORD>(path.size()));
+    if (length == 0 || length >= path.size()) {
+      return HRESULT_FROM_WIN32(GetLastError());
+    }
+    return Registration(path.data()).Run();
+  });
+}
+
+HRESULT UnregisterHandlers() {
+  return Guarded("DllUnregisterServer failed", S_OK, [] {
+    if (IsNt6OrLater()) {
+      RemoveProperties();
+    } else if (IsNt5OrLater()) {
+      RemoveColumns();
+    }
+    RemoveThumbnails();
+    NotifyShell();
+    return S_OK;
+  });
+}
+
+HRESULT InstallHandlers() {
+  const HRESULT result = RegisterHandlers();
+  if (result == S_OK || result == S_FALSE) {
+    return result;
+  }
+  return Guarded("InstallHandlers failed", result, [&] {
+    std::array<char, 256> text{};
+    FormatBounded(text, "Failed to install the handlers (0x%08X%s)", static_cast<unsigned>(result),
+                  result == HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED) ? " [ACCESS DENIED]" : "");
+    MessageBoxA(FindWindowA("MsiDialogCloseClass", nullptr), text.data(), "Tagsmith",
+                MB_OK | MB_ICONQUESTION);
+    return result;
+  });
+}
+
+}  // namespace tagsmith
