@@ -118,6 +118,7 @@ std::int32_t WriteLine(std::int32_t level, const char* format, std::va_list argu
       FormatBoundedV(std::span<char>(message).first(1025), format, arguments);
   if (length == 0 || (message[length - 1] != '\r' && message[length - 1] != '\n')) {
     message[length] = '\n';
+    message[length + 1] = '\0';  // a zero among the arguments may have left more behind
   }
   if (state.file != nullptr && state.echo == 1) {
     std::printf("%s", message.data());

@@ -28,7 +28,11 @@ class EncoderBuffer {
  public:
   [[nodiscard]] bool IsEmpty() const { return text_.front() == '\0'; }
 
-  void Take(ByteView bytes) { std::copy_n(AsText(bytes).begin(), CountOf(bytes), text_.begin()); }
+  /// Ends the text behind them.
+  void Take(ByteView bytes) {
+    std::copy_n(AsText(bytes).begin(), CountOf(bytes), text_.begin());
+    text_[CountOf(bytes)] = '\0';
+  }
 
   /// Cuts "LAME3.100 ..." to what is the encoder's name and version.
   void CutLameVersion() {
@@ -128,6 +132,7 @@ class FrameWalk {
       }
       if (Walk() == Ending::kSearchAgain) {
         details_.isVbr = totals_.isVbr;
+        details_.frameCount = totals_.frameCount;
         continue;
       }
       if (Finish()) {
@@ -164,6 +169,10 @@ class FrameWalk {
     const ByteView bytes = reader_.Peek(kMpegHeaderSize);
     headerIsCut_ = bytes.size() < kMpegHeaderSize;
     if (headerIsCut_) {
+      // What there is of it is known all the same.
+      std::array<std::byte, kMpegHeaderSize> padded{};
+      std::copy(bytes.begin(), bytes.end(), padded.begin());
+      StoreHeader(details_, DecodeMpegHeader(ReadBigEndian32(padded)));
       return false;
     }
     const std::uint32_t header = ReadBigEndian32(bytes.first<kMpegHeaderSize>());

@@ -124,10 +124,7 @@ void SourceReader::Fill(std::size_t atLeast) {
     }
   }
   if (!MoveSource(windowStart_ + kept)) {
-    // The seek that led here would have failed: stand where it was made.
-    position_ = lastReached_;
-    windowStart_ = position_;
-    windowLength_ = 0;
+    StandBack();
     return;
   }
   while (windowLength_ < needed) {
@@ -137,6 +134,18 @@ void SourceReader::Fill(std::size_t atLeast) {
     }
     windowLength_ += count;
   }
+  const bool endsBeforePosition = windowStart_ + windowLength_ < position_;
+  if (endsBeforePosition && !MoveSource(position_)) {
+    StandBack();
+  }
+}
+
+/// The seek that led to the position would have failed: stands where it was made, with nothing in
+/// memory.
+void SourceReader::StandBack() {
+  position_ = lastReached_;
+  windowStart_ = position_;
+  windowLength_ = 0;
 }
 
 /// One read of the source; when reading ahead fails, another of just what is needed.

@@ -89,6 +89,7 @@ class SourceReader {
     }
   }
   void Fill(std::size_t atLeast);
+  void StandBack();
   std::size_t ReadSource(std::span<std::byte> into, std::size_t needed);
   bool MoveSource(std::uint64_t to);
   bool SeekAbsolute(std::int64_t offset, SeekOrigin origin);

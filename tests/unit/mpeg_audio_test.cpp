@@ -174,6 +174,19 @@ std::string Place(std::string content, std::size_t offset, std::string_view text
   return content.replace(offset, text.size(), text);
 }
 
+// What a walk or a header that leads to nothing stores.
+TEST(MpegWalk, KeepsWhatItHasSeen) {
+  const std::string frame = MpegFrame(k128);
+  ID3Tag again;
+  EXPECT_FALSE(Analyse(again, frame + frame + Place(frame.substr(0, 40), 2, "\x9C"), 0).found);
+  EXPECT_EQ(again.details.frameCount, 3U);
+  ID3Tag cut;
+  EXPECT_FALSE(Analyse(cut, "xx\xFF\xFB", 0).found);
+  EXPECT_EQ(cut.details.versionIndex, 3);
+  EXPECT_EQ(cut.details.layerIndex, 2);
+  EXPECT_EQ(cut.details.protectionBit, 1);
+}
+
 TEST(MpegEncoder, IsFoundInItsPlaces) {
   const std::string frames = MpegFrames(k128, 3);
   const std::string xing = Place(frames, 36, "Xing");
@@ -194,6 +207,8 @@ TEST(MpegEncoder, IsFoundInItsPlaces) {
       {Place(frames, 2 * 417 - 20, "LAME3.93\0\0\0"s), "LAME3.93", ""},
       {Place(frames, 2 * 417 - 20, "LAME3.93\1\0\0"s), "", ""},
       {Place(Place(frames, 2 * 417 - 20, "LAME3.93\0\0\0"s), 417 + 300, "L"), "LAME3.93", ""},
+      {Place(Place(info, 156, "\0ZZZZZZZZZZZZ"sv), 2 * 417 - 20, "LAME3.93\0\0\0"s), "LAME3.93",
+       ""},
       {Place(Place(info, 156, "Lavc"), 2 * 417 - 20, "LAME3.93\0\0\0"s), "", ""},
   };
   for (const Case& c : cases) {

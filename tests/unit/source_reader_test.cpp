@@ -108,6 +108,14 @@ TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
   reader.Skip(1'000'000);
   EXPECT_EQ(ReadText(reader, 4), "");
   EXPECT_EQ(ReadText(reader, 4), content.substr(8, 4));
+  // Over a gap that is read instead of skipped, too.
+  reader.SeekTo(9'000);
+  ReadText(reader, 900);
+  reader.Skip(200);
+  EXPECT_EQ(ReadText(reader, 4), "");
+  EXPECT_EQ(ReadText(reader, 4), content.substr(9'900, 4));
+  EXPECT_TRUE(reader.SeekTo(8));
+  EXPECT_EQ(ReadText(reader, 4), content.substr(8, 4));
   reader.Settle();
   EXPECT_EQ(source.position, 12U);
   EXPECT_FALSE(reader.SeekFromEnd(20'000));
