@@ -10,6 +10,8 @@ packages=(
   libgtest-dev googletest clang-format clang-tidy
   # making tracks and pictures with real encoders and taggers
   lame sox python3 python3-mutagen eyed3 imagemagick
+  # packaging
+  wixl msitools
 )
 if [[ ${1:-} == bench ]]; then
   packages+=(libtag1-dev libmpg123-dev pkg-config)

@@ -1,0 +1,77 @@
+"""The property description file is as the property system documents it, and names our keys.
+
+Elements, attributes and values are checked against what is documented of the format; names and keys
+against the header that the handlers use."""
+import pathlib
+import re
+import uuid
+import xml.etree.ElementTree as ElementTree
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+NAMESPACE = '{http://schemas.microsoft.com/windows/2006/propertydescription}'
+
+BOOLEAN = r'true|false'
+# Element: its attributes with what they may hold; those that must be there; elements it may hold.
+ELEMENTS = {
+    'schema': ({'schemaVersion': r'1\.0'}, ['schemaVersion'], ['propertyDescriptionList']),
+    'propertyDescriptionList': ({'publisher': '.+', 'product': '.+'}, ['publisher', 'product'],
+                                ['propertyDescription']),
+    'propertyDescription': ({'name': r'\w+(\.\w+)+', 'formatID': r'\{[0-9A-F-]{36}\}',
+                             'propID': r'\d+'}, ['name', 'formatID', 'propID'],
+                            ['description', 'searchInfo', 'typeInfo', 'labelInfo', 'displayInfo']),
+    'description': ({}, [], []),
+    'searchInfo': ({'inInvertedIndex': BOOLEAN, 'isColumn': BOOLEAN, 'isColumnSparse': BOOLEAN,
+                    'columnIndexType': 'NotIndexed|OnDisk|OnDiskAll|OnDiskVector|OnDemand',
+                    'maxSize': r'\d+', 'mnemonics': '.*'}, [], []),
+    'typeInfo': ({'type': 'Any|Null|String|Boolean|Byte|Buffer|Int16|UInt16|Int32|UInt32|Int64|'
+                          'UInt64|Double|DateTime|Guid|Blob|Stream|Clipboard|Object',
+                  'multipleValues': BOOLEAN, 'isInnate': BOOLEAN, 'isGroup': BOOLEAN,
+                  'isTreeProperty': BOOLEAN, 'isViewable': BOOLEAN, 'isQueryable': BOOLEAN},
+                 ['type'], []),
+    'labelInfo': ({'label': '.+', 'invitationText': '.*', 'hideLabel': BOOLEAN,
+                   'sortDescription': 'General|AToZ|LowestToHighest|OldestToNewest|SmallestToBiggest'},
+                  ['label'], []),
+    'displayInfo': ({'displayType': 'String|Number|Boolean|DateTime|Enumerated',
+                     'defaultColumnWidth': r'\d+', 'alignment': 'Left|Center|Right'}, [],
+                    ['stringFormat', 'booleanFormat']),
+    'booleanFormat': ({'formatAs': 'YesNo|OnOff|TrueFalse'}, ['formatAs'], []),
+}
+
+
+def check(element):
+    name = element.tag.removeprefix(NAMESPACE)
+    assert element.tag == NAMESPACE + name and name in ELEMENTS, element.tag
+    attributes, required, children = ELEMENTS[name]
+    for attribute, value in element.attrib.items():
+        assert re.fullmatch(attributes[attribute], value), (name, attribute, value)
+    assert not set(required) - element.attrib.keys(), (name, element.attrib)
+    found = [child.tag.removeprefix(NAMESPACE) for child in element]
+    places = [children.index(child) for child in found]
+    assert places == sorted(places), found
+    for child in element:
+        check(child)
+
+
+def keys_of_ours():
+    """Name to format identifier and number, from the header."""
+    text = (ROOT / 'handlers/property_keys.h').read_text()
+    sets = {name: uuid.UUID(re.sub('0x|[^0-9A-F]', '', digits))
+            for name, digits in re.findall(r'GUID (k\w+) = ([^;]*);', text)}
+    return {name: (sets[set_name], int(number)) for name, set_name, number in re.findall(
+        r'"(Tagsmith\.\w+)",\s*\{property_sets::(k\w+), (\d+)\}', text)}
+
+
+def main():
+    root = ElementTree.parse(ROOT / 'packaging/Tagsmith.propdesc').getroot()
+    check(root)
+    described = {p.get('name'): (uuid.UUID(p.get('formatID')), int(p.get('propID')))
+                 for p in root.iter(NAMESPACE + 'propertyDescription')}
+    assert described == keys_of_ours() and len(described) == 2, (described, keys_of_ours())
+    types = {p.get('name'): p.find(NAMESPACE + 'typeInfo').get('type')
+             for p in root.iter(NAMESPACE + 'propertyDescription')}
+    assert types == {'Tagsmith.OriginalArtist': 'String', 'Tagsmith.Podcast': 'Boolean'}, types
+    print('as documented')
+
+
+if __name__ == '__main__':
+    main()
