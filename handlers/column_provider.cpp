@@ -47,7 +47,7 @@ STDMETHODIMP CShellColumnProvider::Initialize(LPCSHCOLUMNINIT /*init*/) noexcept
 // ---- CMP3ColumnProvider -----------------------------------------------------------------------
 
 STDMETHODIMP CMP3ColumnProvider::GetColumnInfo(DWORD index, SHCOLUMNINFO* info) noexcept {
-  return Guarded("Failed to describe the column", S_FALSE,
+  return Guarded("Column provider failed", S_FALSE,
                  [&] { return info != nullptr && DescribeColumn(index, *info) ? S_OK : S_FALSE; });
 }
 

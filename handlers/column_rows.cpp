@@ -194,9 +194,7 @@ constexpr ValueRow kV1Rows[] = {
 constexpr ValueRow kAudioRows[] = {
     {kAudio, 3, [](Answer& answer, const ID3Tag& tag) { answer.Set(ReadDuration(tag)); }},
     {kAudio, 4, [](Answer& answer, const ID3Tag& tag) { answer.Set(ReadBitRate(tag)); }},
-    {kAudio, 5, [](Answer& answer, const ID3Tag& tag) {
-       answer.Set(static_cast<std::uint32_t>(tag.GetSampleRate()));
-     }},
+    {kAudio, 5, [](Answer& answer, const ID3Tag& tag) { answer.Set(ReadSampleRate(tag)); }},
 };
 // clang-format on
 

@@ -1,5 +1,7 @@
 #include "handlers/tag_values.h"
 
+#include <limits>
+
 #include "format/bounded.h"
 
 namespace tagsmith {
@@ -20,6 +22,12 @@ std::uint64_t ReadDuration(const ID3Tag& tag) {
 std::uint32_t ReadBitRate(const ID3Tag& tag) {
   constexpr std::uint32_t kBitsPerKilobit = 1000;
   return tag.details.bitRate * kBitsPerKilobit;
+}
+
+std::uint32_t ReadSampleRate(const ID3Tag& tag) {
+  constexpr auto kLargest = std::numeric_limits<std::uint32_t>::max();
+  const float rate = tag.GetSampleRate();
+  return rate < static_cast<float>(kLargest) ? static_cast<std::uint32_t>(rate) : kLargest;
 }
 
 }  // namespace tagsmith

@@ -17,4 +17,7 @@ std::uint64_t ReadDuration(const ID3Tag& tag);
 /// In bits per second.
 std::uint32_t ReadBitRate(const ID3Tag& tag);
 
+/// In hertz, truncated; saturates.
+std::uint32_t ReadSampleRate(const ID3Tag& tag);
+
 }  // namespace tagsmith

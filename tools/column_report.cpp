@@ -4,24 +4,18 @@
 
 #include <shlwapi.h>
 
-#include <array>
-
 #include "shellext/handler_ids.h"
 #include "tags/unicode.h"
 
 namespace tagsmith {
 namespace {
 
-/// What the shell tells of an item, but for the extension.
-SHCOLUMNDATA DescribeItem(const std::wstring& path) {
-  SHCOLUMNDATA item{};
-  std::array<wchar_t, MAX_PATH> full{};
-  const DWORD length =
-      GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-  lstrcpynW(item.wszFile, length < full.size() ? full.data() : path.c_str(), MAX_PATH);
+/// What the shell tells of an item, but for the extension. False when the path is too long for it.
+bool DescribeItem(const std::wstring& path, SHCOLUMNDATA& item) {
+  const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH, item.wszFile, nullptr);
   const DWORD attributes = GetFileAttributesW(path.c_str());
   item.dwFileAttributes = attributes == INVALID_FILE_ATTRIBUTES ? 0 : attributes;
-  return item;
+  return length != 0 && length < MAX_PATH;
 }
 
 void TakeValue(const VARIANT& value, ColumnItem& item) {
@@ -47,6 +41,20 @@ void TakeValue(const VARIANT& value, ColumnItem& item) {
   }
 }
 
+/// For people; what failed by its result.
+std::string Show(const ColumnItem& item) {
+  if (item.result != S_OK) {
+    return HexResult(item.result);
+  }
+  if (item.type == "bstr") {
+    return Utf16ToUtf8(Utf16(item.text));
+  }
+  if (item.type == "i4") {
+    return std::to_string(static_cast<std::int64_t>(item.number));
+  }
+  return item.type.starts_with("vt:") ? item.type : std::to_string(item.number);
+}
+
 }  // namespace
 
 ColumnReport AskColumnHandler(const HandlerSource& handlers, const std::string& file) {
@@ -57,7 +65,11 @@ ColumnReport AskColumnHandler(const HandlerSource& handlers, const std::string& 
   if (FAILED(report.initialize)) {
     return report;
   }
-  SHCOLUMNDATA data = DescribeItem(WidenUtf8(file));
+  SHCOLUMNDATA data{};
+  if (!DescribeItem(WidenUtf8(file), data)) {
+    report.initialize = HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE);
+    return report;
+  }
   SHCOLUMNINIT init{};
   lstrcpynW(init.wszFolder, data.wszFile, MAX_PATH);
   PathRemoveFileSpecW(init.wszFolder);
@@ -118,11 +130,8 @@ std::string ToText(const ColumnReport& report) {
   }
   std::string page;
   for (const ColumnItem& item : report.items) {
-    if (item.result == S_OK) {
-      page +=
-          ReportLine(Utf16ToUtf8(Utf16(item.title)),
-                     item.type == "bstr" ? Utf16ToUtf8(Utf16(item.text))
-                                         : std::to_string(static_cast<std::int64_t>(item.number)));
+    if (item.result != S_FALSE) {
+      page += ReportLine(Utf16ToUtf8(Utf16(item.title)), Show(item));
     }
   }
   return page;

@@ -14,8 +14,8 @@ lame --quiet -b 128 "$work/short.wav" "$work/cbr.mp3"
 lame --quiet -V 2 "$work/middle.wav" "$work/vbr-art.mp3"
 lame --quiet -b 128 "$work/long.wav" "$work/long-cbr.mp3"
 lame --quiet -b 128 "$work/short.wav" "$work/no-tag.mp3"
-lame --quiet -b 192 "$work/short.wav" "$work/cover.mp3"
-/usr/bin/convert -size 1000x1000 -seed 1 plasma: -attenuate 0.3 +noise Gaussian -quality 87 "$work/cover.jpg"
+lame --quiet -b 192 "$work/short.wav" "$work/cover.mp3"  # with the picture: 1 MB
+/usr/bin/convert -size 1000x1000 -seed 1 plasma: -attenuate 0.3 +noise Gaussian -define jpeg:extent=300KB "$work/cover.jpg"
 sox -q "$work/short.wav" "$work/tag-at-end.aiff"
 
 /usr/bin/python3 - "$work" <<'PYTHON'

@@ -192,6 +192,10 @@ def main():
             compare(path, expected_items(stream),
                     {i['name']: (i['type'], i['value']) for i in probe['properties']['items']})
             assert [c['index'] for c in probe['columns']] == list(range(31)), probe['columns']
+            for column in probe['columns']:
+                assert column['hresult'] in ('0x00000000', '0x00000001'), column
+                assert (column['value'] is None) == (column['type'] is None) == \
+                    (column['hresult'] == '0x00000001'), column
             compare(path, expected_columns(file),
                     {c['title']: (c['type'], c['value']) for c in probe['columns']
                      if c['hresult'] == '0x00000000'})

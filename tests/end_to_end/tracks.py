@@ -2,7 +2,8 @@
 import pathlib
 import subprocess
 
-from mutagen.id3 import (APIC, COMM, TALB, TCON, TDRC, TIT2, TPE1, TPOS, TRCK, TXXX, UFID, USLT,
+from mutagen.id3 import (APIC, COMM, PCST, POPM, TALB, TBPM, TCON, TCOP, TDRC, TENC, TIT1, TIT2,
+                         TIT3, TKEY, TOPE, TPE1, TPE3, TPOS, TPUB, TRCK, TXXX, UFID, USLT, WOAR,
                          WXXX, ID3)
 
 SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / 'scripts'
@@ -24,7 +25,12 @@ def tag(path, encoding, version, v1=0):
         USLT(encoding=0, lang='eng', desc='', text='la\nla\rla'),
         TXXX(encoding=encoding, desc='Key', text='Value'),
         WXXX(encoding=encoding, desc='d', url='http://example/'),
-        UFID(owner='http://example/', data=b'\x01\x02'),
+        TIT3(encoding=encoding, text='Subtitle'), TPUB(encoding=encoding, text='Publisher'),
+        TENC(encoding=encoding, text='Encöder'), TCOP(encoding=encoding, text='2021 Ä'),
+        TPE3(encoding=encoding, text='Conductor'), TIT1(encoding=encoding, text='Group'),
+        TKEY(encoding=0, text='C#m'), TOPE(encoding=encoding, text='Origínal'), PCST(value=1),
+        TBPM(encoding=0, text='97'), POPM(email='a@example', rating=[0, 1, 255, 128][encoding]),
+        WOAR(url='http://artist/'), UFID(owner='http://example/', data=b'\x01\x02'),
         APIC(encoding=encoding, mime='image/jpeg', type=3, desc='Cover', data=jpeg),
     ]
     tags = ID3()
@@ -68,5 +74,13 @@ def make(folder):
     (folder / 'cut-frame.mp3').write_bytes(broken[:70000])
     (folder / 'empty.mp3').write_bytes(b'')
     (folder / 'zeros.mp3').write_bytes(bytes(100000))
+    # Longer than quick walks look, with another bit rate behind that.
+    low, high, long = (folder / name for name in ('low-rate.mp3', 'high-rate.mp3', 'long.wav'))
+    run('sox', '-n', '-r', '44100', long, 'synth', '16', 'pinknoise')
+    run('lame', '--quiet', '-t', '-b', '64', long, low)
+    run('lame', '--quiet', '-t', '-b', '256', long, high)
+    (folder / 'late-change.mp3').write_bytes(low.read_bytes() + high.read_bytes())
+    for part in (low, high, long):
+        part.unlink()
     wav.unlink()
     return sorted(folder.iterdir())

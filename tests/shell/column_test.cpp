@@ -2,7 +2,9 @@
 
 #include <shlwapi.h>
 
+#include <fstream>
 #include <map>
+#include <utility>
 
 #include "handlers/property_keys.h"
 #include "shellext/handler_ids.h"
@@ -214,10 +216,12 @@ TEST_F(Columns, LeaveOutWhatIsUnknown) {
 TEST_F(Columns, ShowV1OnlyWithoutV2) {
   std::string block = V1Block("Old title", 7, 17);
   block.replace(33, 6, "Singer").replace(63, 4, "Disc").replace(93, 4, "1984");
+  block.replace(97, 6, "Remark");
   const Lines v1 = {"Album=s:Disc", "Artist=s:Singer", "Genre=s:Rock", "Track=i:7", "Year=i:1984"};
   EXPECT_EQ(Show(MpegFrames(k128, 40) + block), With(Audio(), v1));
   const TemporaryFile file("c.mp3", MpegFrames(k128, 40) + block);
   EXPECT_EQ(Ask({property_sets::kMusic, 3}, Item(WidenUtf8(file.Path()))), "s:Old title");
+  EXPECT_EQ(Ask({property_sets::kMusic, 6}, Item(WidenUtf8(file.Path()))), "s:Remark");
   // Without audio the track does not open: the block alone still counts.
   EXPECT_EQ(Show(V2Tag(3, Frame(3, "TIT2", "\0Song"s)) + std::string(3000, 'x') + block), v1);
   EXPECT_EQ(Show(V2Tag(3, Frame(3, "TIT2", "\0Song"s)) + std::string(3000, 'x')), Lines{});
@@ -264,9 +268,51 @@ TEST_F(Columns, RefuseItemsBeforeTouchingTheFile) {
   EXPECT_EQ(columns->GetItemData(&ids["Title"], &item, nullptr), S_FALSE);
 }
 
+TEST_F(Columns, WalkNoFurtherThanNeeded) {
+  constexpr unsigned k320 = 14;
+  const TemporaryFile file("c.mp3", MpegFrames(k128, 501) + MpegFrames(k320, 600));
+  EXPECT_EQ(Ask(ids["Bit rate"], Item(WidenUtf8(file.Path()))), "u:128000");
+}
+
+TEST_F(Columns, ShowWhatAnAiffFileClaims) {
+  // 4294967295 Hz, which a single does not hold: it saturates.
+  std::string comm = CommChunk(1, 1, 8);
+  comm.replace(comm.size() - 10, 10, "\x40\x1E\xFF\xFF\xFF\xFF\0\0\0\0"s);
+  const TemporaryFile file("c.aif", Aiff("AIFF", comm + Chunk("SSND", std::string(9, 's'))));
+  EXPECT_EQ(Ask(ids["Sample rate"], Item(WidenUtf8(file.Path()))), "u:4294967295");
+}
+
+TEST_F(Columns, ContainFaults) {
+  const TemporaryFile file("c.mp3", V2Tag(3, Frame(3, "TIT2", "\0Song"s)) + MpegFrames(k128, 4));
+  SHCOLUMNDATA item = Item(WidenUtf8(file.Path()));
+  wchar_t* const extension = std::exchange(item.pwszExt, reinterpret_cast<wchar_t*>(0x10));
+  LogWatch::Messages();
+  EXPECT_EQ(Ask(ids["Title"], item), "-");
+  EXPECT_EQ(LogWatch::Messages(), Lines{"1 Column provider failed"});
+  item.pwszExt = extension;
+  EXPECT_EQ(Ask(ids["Title"], item), "s:Song");
+}
+
+TEST_F(Columns, LeaveNothingBehind) {
+  const TemporaryFile file("c.mp3", V2Tag(3, Frame(3, "TIT2", "\0Song"s)) + MpegFrames(k128, 4));
+  const SHCOLUMNDATA item = Item(WidenUtf8(file.Path()));
+  const auto rounds = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      EXPECT_EQ(Ask(ids["Title"], item), "s:Song");
+      LogWatch::Messages();
+    }
+  };
+  rounds(100);
+  const Usage before = CurrentUsage();
+  rounds(2000);
+  const Usage after = CurrentUsage();
+  EXPECT_EQ(after.nextHandle, before.nextHandle);
+  EXPECT_LT(after.memory, before.memory + 500'000);
+}
+
 TEST_F(Columns, TakeEveryPath) {
   const std::string content = V2Tag(3, Frame(3, "TIT2", "\0Song"s)) + MpegFrames(k128, 40);
-  const TemporaryFile file("Лёд 氷 ❄.MP3", content);
+  const TemporaryFile file("Лёд 氷 🎵.MP3", content);
   EXPECT_EQ(Ask(ids["Title"], Item(WidenUtf8(file.Path()))), "s:Song");
 
   // As long as paths can be: 259 characters, all of them one byte in UTF-8.
@@ -281,6 +327,9 @@ TEST_F(Columns, TakeEveryPath) {
   const std::wstring wide = folder + std::wstring(200, L'ж') + L".mp3";
   LogWatch::Messages();
   EXPECT_EQ(Ask(ids["Title"], Item(wide)), "-");
+  // Half a character: not to be taken for the file whose name has the replacement for it.
+  ASSERT_TRUE(CopyFileW(WidenUtf8(file.Path()).c_str(), (folder + L"\xFFFD.mp3").c_str(), TRUE));
+  EXPECT_EQ(Ask(ids["Title"], Item(folder + L"\xD800.mp3")), "-");
   SHCOLUMNDATA endless = Item(L"x.mp3");
   std::fill(std::begin(endless.wszFile), std::end(endless.wszFile), L'x');
   EXPECT_EQ(Ask(ids["Title"], endless), "-");
@@ -288,18 +337,23 @@ TEST_F(Columns, TakeEveryPath) {
 }
 
 TEST_F(Columns, LeaveTheFileAlone) {
-  const std::string content = V2Tag(3, Frame(3, "TIT2", "\0Song"s)) + MpegFrames(k128, 40);
-  const TemporaryFile file("c.mp3", content);
+  const std::string tag = V2Tag(3, Frame(3, "TIT2", "\0Song"s));
+  const TemporaryFile file("c.mp3", "");
   const std::wstring path = WidenUtf8(file.Path());
   const auto openAlone = [&] {
     return CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0,
                        nullptr);
   };
-  for (const auto& [title, id] : ids) {
-    Ask(id, Item(path));
-    HANDLE alone = openAlone();
-    ASSERT_NE(alone, INVALID_HANDLE_VALUE) << title;
-    CloseHandle(alone);
+  // Also when it is no track, or a broken one.
+  for (const std::string& content :
+       {std::string("no track"), tag, tag + "no audio", tag + MpegFrames(k128, 40)}) {
+    std::ofstream(std::filesystem::u8path(file.Path()), std::ios::binary) << content;
+    for (const auto& [title, id] : ids) {
+      Ask(id, Item(path));
+      HANDLE alone = openAlone();
+      ASSERT_NE(alone, INVALID_HANDLE_VALUE) << title;
+      CloseHandle(alone);
+    }
   }
   HANDLE locked = openAlone();
   EXPECT_EQ(Show(path), Lines{});
@@ -323,6 +377,11 @@ TEST(ColumnClass, IsServed) {
   void* other = &other;
   EXPECT_EQ(provider->QueryInterface(IID_IPersistFile, &other), E_NOINTERFACE);
   EXPECT_EQ(other, nullptr);
+  factory.Reset();
+  unknown.Reset();
+  EXPECT_FALSE(module.CanUnload());
+  provider.Reset();
+  EXPECT_TRUE(module.CanUnload());
 }
 
 }  // namespace
