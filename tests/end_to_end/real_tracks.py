@@ -78,7 +78,11 @@ class RealTracks(unittest.TestCase):
         for path, answer in zip(self.good(), seen):
             with self.subTest(path.name):
                 self.assertEqual(answer['file'], str(path))
-                if path.suffix == '.mp3':
+                if path.stem == 'late-change':
+                    # mutagen takes the first frame's rate for all: 64 instead of the average.
+                    audio = mutagen.mp3.MP3(path)
+                    self.assertEqual((answer['bitRate'], answer['isVbr']), (160, True))
+                elif path.suffix == '.mp3':
                     audio = mutagen.mp3.MP3(path)
                     self.assertEqual(answer['sampleRate'], audio.info.sample_rate)
                     # The encoder's own tag frame counts as a frame here, and its rate too.
