@@ -61,8 +61,8 @@ inline constexpr NamedKey kAuthorUrl      {"System.Media.AuthorUrl",        {pro
 inline constexpr NamedKey kEncodedBy      {"System.Media.EncodedBy",        {property_sets::kMedia, 36}};
 inline constexpr NamedKey kTargetUrl      {"System.Link.TargetUrl",         {property_sets::kLink, 2}};
 inline constexpr NamedKey kIsCompilation  {"System.Music.IsCompilation",    {property_sets::kCompilation, 100}};
-inline constexpr NamedKey kOriginalArtist {"Tagsmith.OriginalArtist",       {property_sets::kOriginalArtist, 100}};
-inline constexpr NamedKey kPodcast        {"Tagsmith.Podcast",              {property_sets::kPodcast, 100}};
+inline constexpr NamedKey kOriginalArtist {"Corvane.Tagsmith.OriginalArtist",       {property_sets::kOriginalArtist, 100}};
+inline constexpr NamedKey kPodcast        {"Corvane.Tagsmith.Podcast",              {property_sets::kPodcast, 100}};
 inline constexpr NamedKey kDuration       {"System.Media.Duration",         {property_sets::kAudio, 3}};
 inline constexpr NamedKey kEncodingBitrate{"System.Audio.EncodingBitrate",  {property_sets::kAudio, 4}};
 inline constexpr NamedKey kSearchContents {"System.Search.Contents",        {property_sets::kStorage, 19}};

@@ -11,6 +11,7 @@
 #include "diag/fault_guard.h"
 #include "format/bounded.h"
 #include "shellext/module.h"
+#include "shellext/property_lists.h"
 #include "shellext/property_schema.h"
 #include "shellext/registry.h"
 #include "shellext/version_info.h"
@@ -64,40 +65,6 @@ constexpr const wchar_t* kExtractImageKey = L"\\ShellEx\\{BB2E617C-0920-11d1-9A0
 
 /// Where a replaced default value is kept, and what the names of other replaced values end in.
 constexpr const wchar_t* kBackup = L"tsmithbak";
-
-constexpr const wchar_t* kShortList =
-    L"prop:System.ItemType;System.Size;System.Music.Artist;System.Media.Duration;"
-    L"System.OfflineAvailability";
-
-/// The properties that the shell shows of a file, by place.
-struct PropertyList {
-  const wchar_t* name;
-  const wchar_t* backup;
-  const wchar_t* text;
-};
-constexpr PropertyList kPropertyLists[] = {
-    {L"InfoTip", L"InfoTiptsmithbak", kShortList},
-    {L"ExtendedTileInfo", L"ExtendedTileInfotsmithbak", kShortList},
-    {L"FullDetails", L"FullDetailstsmithbak",
-     L"prop:System.PropGroup.Description;System.Title;System.Media.SubTitle;System.Rating;"
-     L"System.Comment;System.PropGroup.Media;System.Music.Artist;System.Music.AlbumArtist;"
-     L"System.Music.AlbumTitle;System.Media.Year;System.Music.TrackNumber;System.Music.Genre;"
-     L"System.Media.Duration;System.PropGroup.Audio;System.Audio.EncodingBitrate;"
-     L"System.PropGroup.Origin;System.Media.Publisher;System.Media.EncodedBy;"
-     L"System.Media.AuthorUrl;System.Copyright;System.PropGroup.Content;"
-     L"System.ParentalRatingReason;System.Music.Composer;System.Music.Conductor;"
-     L"System.Music.ContentGroupDescription;System.Music.Mood;System.Music.PartOfSet;"
-     L"System.Music.InitialKey;System.Music.BeatsPerMinute;System.DRM.IsProtected;"
-     L"System.Music.IsCompilation;System.PropGroup.FileSystem;System.ItemNameDisplay;"
-     L"System.ItemType;System.ItemFolderPathDisplay;System.DateCreated;System.DateModified;"
-     L"System.Size;System.FileAttributes;System.OfflineAvailability;System.OfflineStatus;"
-     L"System.SharedWith;System.FileOwner;System.ComputerName"},
-    {L"PreviewDetails", L"PreviewDetailstsmithbak",
-     L"prop:System.Music.Artist;System.Music.AlbumTitle;System.Music.Genre;*System.Media.Duration;"
-     L"System.Rating;System.Media.Year;*System.Size;System.Music.TrackNumber;"
-     L"System.Music.AlbumArtist;System.Title;*System.Audio.EncodingBitrate;*System.DateModified;"
-     L"*System.OfflineAvailability;*System.OfflineStatus;*System.DateCreated;*System.SharedWith"},
-};
 
 std::wstring Join(const wchar_t* left, const wchar_t* right) { return std::wstring(left) + right; }
 
@@ -293,6 +260,7 @@ class Registration {
   }
 
   void AddAiffAssociation() {
+    status_ = ERROR_SUCCESS;  // whatever an exception before has left
     if (!IsSwitchedOn(kPropertyHandler.setting)) {
       return;
     }
@@ -383,7 +351,7 @@ HRESULT RegisterHandlers() {
     const DWORD length =
         GetModuleFileNameW(Module().instance, path.data(), static_cast<DWORD>(path.size()));
     if (length == 0 || length >= path.size()) {
-      return HRESULT_FROM_WIN32(GetLastError());
+      return HRESULT_FROM_WIN32(length == 0 ? GetLastError() : ERROR_INSUFFICIENT_BUFFER);
     }
     return Registration(path.data()).Run();
   });

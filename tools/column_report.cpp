@@ -41,20 +41,6 @@ void TakeValue(const VARIANT& value, ColumnItem& item) {
   }
 }
 
-/// For people; what failed by its result.
-std::string Show(const ColumnItem& item) {
-  if (item.result != S_OK) {
-    return HexResult(item.result);
-  }
-  if (item.type == "bstr") {
-    return Utf16ToUtf8(Utf16(item.text));
-  }
-  if (item.type == "i4") {
-    return std::to_string(static_cast<std::int64_t>(item.number));
-  }
-  return item.type.starts_with("vt:") ? item.type : std::to_string(item.number);
-}
-
 }  // namespace
 
 ColumnReport AskColumnHandler(const HandlerSource& handlers, const std::string& file) {
@@ -131,10 +117,23 @@ std::string ToText(const ColumnReport& report) {
   std::string page;
   for (const ColumnItem& item : report.items) {
     if (item.result != S_FALSE) {
-      page += ReportLine(Utf16ToUtf8(Utf16(item.title)), Show(item));
+      page += ReportLine(Utf16ToUtf8(Utf16(item.title)), ShowValue(item));
     }
   }
   return page;
+}
+
+std::string ShowValue(const ColumnItem& item) {
+  if (item.result != S_OK) {
+    return HexResult(item.result);
+  }
+  if (item.type == "bstr") {
+    return Utf16ToUtf8(Utf16(item.text));
+  }
+  if (item.type == "i4") {
+    return std::to_string(static_cast<std::int64_t>(item.number));
+  }
+  return item.type.starts_with("vt:") ? item.type : std::to_string(item.number);
 }
 
 }  // namespace tagsmith

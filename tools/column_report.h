@@ -34,4 +34,7 @@ void WriteJson(JsonWriter& json, const ColumnReport& report);
 /// A line each for people; columns without a value are left out.
 std::string ToText(const ColumnReport& report);
 
+/// The value for people; what failed by its result.
+std::string ShowValue(const ColumnItem& item);
+
 }  // namespace tagsmith

@@ -1,6 +1,8 @@
 #include "tools/thumbnail_report.h"
 
 #include <shlobj.h>
+#include <shlwapi.h>
+#include <wincrypt.h>
 
 #include <propsys.h>
 #include <thumbcache.h>
@@ -9,6 +11,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 #include "shellext/class_objects.h"
 
@@ -146,6 +149,28 @@ ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::st
   return report;
 }
 
+std::vector<std::byte> EncodePng(const Pixels& pixels) {
+  const GdiPlusSession session;
+  const CLSID pngEncoder = {
+      0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
+  std::vector<std::byte> bytes = pixels.bytes;
+  Gdiplus::Bitmap image(pixels.width, pixels.height, pixels.width * 4, PixelFormat32bppARGB,
+                        reinterpret_cast<BYTE*>(bytes.data()));
+  ComPointer<IStream> stream;
+  *stream.Receive() = SHCreateMemStream(nullptr, 0);
+  STATSTG status{};
+  if (image.Save(stream.Get(), &pngEncoder, nullptr) != Gdiplus::Ok ||
+      FAILED(stream->Stat(&status, STATFLAG_NONAME)) ||
+      FAILED(stream->Seek({}, STREAM_SEEK_SET, nullptr))) {
+    return {};
+  }
+  std::vector<std::byte> png(static_cast<std::size_t>(status.cbSize.QuadPart));
+  ULONG count = 0;
+  stream->Read(png.data(), static_cast<ULONG>(png.size()), &count);
+  png.resize(count);
+  return png;
+}
+
 std::optional<std::string> WritePng(const Pixels& pixels, const std::string& folder,
                                     const std::string& track) {
   namespace fs = std::filesystem;
@@ -161,18 +186,26 @@ std::optional<std::string> WritePng(const Pixels& pixels, const std::string& fol
     path = stem;
     path += "-" + std::to_string(number) + ".png";
   }
-
-  std::vector<std::byte> bytes = pixels.bytes;
-  const GdiPlusSession session;
-  const CLSID pngEncoder = {
-      0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
-  Gdiplus::Bitmap image(pixels.width, pixels.height, pixels.width * 4, PixelFormat32bppARGB,
-                        reinterpret_cast<BYTE*>(bytes.data()));
-  if (image.Save(path.c_str(), &pngEncoder, nullptr) != Gdiplus::Ok) {
+  const std::vector<std::byte> png = EncodePng(pixels);
+  std::ofstream file(path, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
+  if (png.empty() || !file.flush()) {
     return std::nullopt;
   }
   const std::u8string name = path.generic_u8string();
   return std::string(name.begin(), name.end());
+}
+
+std::string Base64(std::span<const std::byte> bytes) {
+  constexpr DWORD kForm = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
+  const auto* data = reinterpret_cast<const BYTE*>(bytes.data());
+  const auto size = static_cast<DWORD>(bytes.size());
+  DWORD length = 0;
+  CryptBinaryToStringA(data, size, kForm, nullptr, &length);
+  std::string text(length, '\0');
+  CryptBinaryToStringA(data, size, kForm, text.data(), &length);
+  text.resize(length);
+  return text;
 }
 
 void WriteJson(JsonWriter& json, const ThumbnailReport& report) {

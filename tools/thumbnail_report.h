@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,12 @@ std::optional<Pixels> ReadPixels(HBITMAP bitmap);
 /// Asks the handler, as a thumbnail provider or else as an image extractor, for the bitmap of the
 /// file, which is deleted as the shell does it.
 ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::string& file);
+
+/// As a PNG file's content; empty when that fails.
+std::vector<std::byte> EncodePng(const Pixels& pixels);
+
+/// RFC 4648, 4.
+std::string Base64(std::span<const std::byte> bytes);
 
 /// Writes a PNG into `folder`, named after the track with a number where there is such a file.
 std::optional<std::string> WritePng(const Pixels& pixels, const std::string& folder,

@@ -3,18 +3,19 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "tags/track_opening.h"
-#include "tools/column_report.h"
 #include "tools/console.h"
+#include "tools/file_report.h"
+#include "tools/html_report.h"
 #include "tools/log_capture.h"
-#include "tools/property_report.h"
 #include "tools/shell_host.h"
-#include "tools/thumbnail_report.h"
 
 namespace tagsmith {
 namespace {
@@ -24,13 +25,14 @@ constexpr int kFailedSome = 1;
 constexpr int kWrongUsage = 2;
 
 constexpr const char* kUsage =
-    "usage: tsprobe [--properties] [--thumbnail] [--columns] [--png DIR] [--text]\n"
+    "usage: tsprobe [--properties] [--thumbnail] [--columns] [--png DIR] [--html FILE] [--text]\n"
     "               [--module PATH | --registered] FILE...\n"
     "\n"
     "  --properties   ask the property handler\n"
     "  --thumbnail    ask the thumbnail handler\n"
     "  --columns      ask the column handler; without any of these, all are asked\n"
     "  --png DIR      write each thumbnail as a PNG into DIR\n"
+    "  --html FILE    write a page that shows all of it as the shell would\n"
     "  --text         print for people, not as JSON Lines\n"
     "  --module PATH  load the module at PATH and use its class objects\n"
     "  --registered   use the registered handlers (the default)\n";
@@ -41,6 +43,7 @@ struct Options {
   bool asksColumns = false;
   bool text = false;
   std::optional<std::string> png;
+  std::optional<std::string> html;
   std::optional<std::string> module;
   std::vector<std::string> files;
 };
@@ -58,6 +61,8 @@ std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
       options.asksColumns = true;
     } else if (argument == "--png" && hasValue) {
       options.png = arguments[++i];
+    } else if (argument == "--html" && hasValue) {
+      options.html = arguments[++i];
     } else if (argument == "--text") {
       options.text = true;
     } else if (argument == "--module" && hasValue) {
@@ -102,25 +107,19 @@ std::string TrackTexts(const std::string& file) {
   return texts + "\n";
 }
 
-/// What was asked, of one file.
-struct FileReport {
-  std::optional<PropertyReport> properties;
-  std::optional<ThumbnailReport> thumbnail;
-  std::optional<ColumnReport> columns;
-  bool wantsPng = false;
-
-  [[nodiscard]] bool AreAllAnswered() const {
-    const bool hasWritten = !thumbnail || !wantsPng || !thumbnail->pixels || thumbnail->png;
-    const auto isFine = [](const auto& answers) {
-      return !answers || SUCCEEDED(answers->initialize);
-    };
-    return isFine(properties) && isFine(thumbnail) && isFine(columns) && hasWritten;
-  }
-};
+bool AreAllAnswered(const FileReport& report, const Options& options) {
+  const auto isFine = [](const auto& answers) {
+    return !answers || SUCCEEDED(answers->initialize);
+  };
+  const bool hasWritten =
+      !options.png || !report.thumbnail || !report.thumbnail->pixels || report.thumbnail->png;
+  return isFine(report.properties) && isFine(report.thumbnail) && isFine(report.columns) &&
+         hasWritten;
+}
 
 FileReport Ask(const HandlerSource& handlers, const Options& options, const std::string& file) {
   FileReport report;
-  report.wantsPng = options.png.has_value();
+  report.file = file;
   if (options.asksProperties) {
     report.properties = AskPropertyHandler(handlers, file);
   }
@@ -139,8 +138,8 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
   return report;
 }
 
-void PrintText(const FileReport& report, const std::string& file) {
-  std::string page = file + "\n" + TrackTexts(file);
+void PrintText(const FileReport& report) {
+  std::string page = report.file + "\n" + TrackTexts(report.file);
   const auto append = [&](const char* title, const auto& answers) {
     if (answers) {
       page.append("  ").append(title).append("\n").append(ToText(*answers));
@@ -152,7 +151,7 @@ void PrintText(const FileReport& report, const std::string& file) {
   std::printf("%s\n", page.c_str());
 }
 
-void PrintJson(const FileReport& report, const std::string& file) {
+void PrintJson(const FileReport& report) {
   JsonWriter json;
   const auto write = [&](const char* key, const auto& answers) {
     json.Key(key);
@@ -164,12 +163,19 @@ void PrintJson(const FileReport& report, const std::string& file) {
   };
   json.BeginObject();
   json.Key("file");
-  json.Utf8(file);
+  json.Utf8(report.file);
   write("properties", report.properties);
   write("thumbnail", report.thumbnail);
   write("columns", report.columns);
   json.EndObject();
   std::printf("%s\n", json.Result().c_str());
+}
+
+bool WritePage(const std::string& path, std::span<const FileReport> reports) {
+  std::ofstream file(std::filesystem::path(std::u8string(path.begin(), path.end())),
+                     std::ios::binary);
+  file << ToHtml(reports);
+  return static_cast<bool>(file.flush());
 }
 
 int Run(std::span<const std::string> arguments) {
@@ -184,17 +190,25 @@ int Run(std::span<const std::string> arguments) {
     return kFailedSome;
   }
   int status = kAnsweredAll;
+  std::vector<FileReport> reports;  // for the page
   {
     const HandlerSource handlers =
         options->module ? HandlerSource(WidenUtf8(*options->module)) : HandlerSource();
     for (const std::string& file : options->files) {
-      const FileReport report = Ask(handlers, *options, file);
-      (options->text ? PrintText : PrintJson)(report, file);
+      FileReport report = Ask(handlers, *options, file);
+      (options->text ? PrintText : PrintJson)(report);
       std::fflush(stdout);
-      if (!report.AreAllAnswered()) {
+      if (!AreAllAnswered(report, *options)) {
         status = kFailedSome;
       }
+      if (options->html) {
+        reports.push_back(std::move(report));
+      }
     }
+  }
+  if (options->html && !WritePage(*options->html, reports)) {
+    std::fprintf(stderr, "tsprobe: %s could not be written\n", options->html->c_str());
+    status = kFailedSome;
   }
   CoUninitialize();
   return status;

@@ -41,8 +41,8 @@ V2 = [
     ('System.Music.BeatsPerMinute', 'string', lambda d: narrow(d['bpm'])),
     ('System.Music.IsCompilation', 'bool', lambda d: d['compilation']),
     # Without a registered description the vector stays as it is.
-    ('Tagsmith.OriginalArtist', 'asGiven', lambda d: d['originalArtist']),
-    ('Tagsmith.Podcast', 'vt:4107', lambda d: [d['podcast']]),
+    ('Corvane.Tagsmith.OriginalArtist', 'asGiven', lambda d: d['originalArtist']),
+    ('Corvane.Tagsmith.Podcast', 'vt:4107', lambda d: [d['podcast']]),
 ]
 V1 = [
     ('System.Title', 'string', lambda d: narrow(d['v1Title'])),

@@ -23,11 +23,14 @@ PROVIDER = r'\ShellEx\{e357fccd-a995-4576-b01f-234630154e96}'
 PROPERTY_CLASS = r'Software\Classes\CLSID\{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}'
 OURS = '"{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}"'
 
+VERSIONS = r'HKCU\Software\Wine\AppDefaults\msiexec.exe'
+
 # Keys that other keys of ours were made below; empty ones of them stay.
 LEFT = re.compile(r'machine\\Software\\Classes\\(\.(aiff?|mp3)(\\ShellEx)?|SystemFileAssociations)$'
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem(\\.*)?$'
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions'
                   r'(\\Approved)?$'
+                  r'|user\\Software\\Wine\\AppDefaults$'
                   # Windows Installer's own book-keeping.
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\'
                   r'|machine\\Software\\Classes\\Installer(\\.*)?$')
@@ -120,6 +123,9 @@ def main():
             assert value(tree, HANDLERS + r'\.aif', '"tsmithbak"') is None
             assert value(tree, r'Software\Classes\.aiff' + PROVIDER), tree
             installed = prefix.folder / 'drive_c/Program Files/Corvane/Tagsmith'
+            files = subprocess.run(['msiinfo', 'export', new, 'File'], capture_output=True,
+                                   check=True).stdout.decode()
+            assert re.search(r'^tsshell\.dll\t.*\t1\.26\.43\.0\t1033\t', files, re.M), files
             assert sorted(os.listdir(installed)) == ['Tagsmith.propdesc', 'tsshell.dll']
             answer = json.loads(prefix.wine(0, TSPROBE, '--registered', '--properties', track))
             assert answer['properties']['items'][0]['value'] == 'Installed', answer
@@ -128,10 +134,21 @@ def main():
         check_installed()
         prefix.wine(0, 'msiexec', '/i', new, '/qn')
         check_installed()
+        entries = [values for key, values in prefix.registry().items()
+                   if values.get('"DisplayName"') == '"Tagsmith Shell Extension"']
+        assert {entry['"DisplayVersion"'] for entry in entries} == {'"1.27.0"'}, entries
         prefix.wine(0, 'msiexec', '/x', new, '/qn')
         # Wine leaves the maker's folder, but empty.
         left = list((prefix.folder / 'drive_c/Program Files/Corvane').rglob('*'))
         assert not left, left
+        found = differences(prefix.registry(), before)
+        assert not found, found
+
+        # Where registration fails, nothing is left: on a system that is too old for the handlers.
+        prefix.wine(0, 'reg', 'add', VERSIONS, '/v', 'Version', '/d', 'nt40', '/f')
+        prefix.wine(1603 % 256, 'msiexec', '/i', new, '/qn')
+        prefix.wine(0, 'reg', 'delete', VERSIONS, '/f')
+        assert not settings(prefix.registry())
         found = differences(prefix.registry(), before)
         assert not found, found
 
@@ -149,7 +166,7 @@ def main():
         prefix.wine(0, 'msiexec', '/x', new, '/qn')
         found = differences(prefix.registry(), before)
         assert not found, found
-        print('installed, upgraded, changed and removed')
+        print('installed, upgraded, rolled back, changed and removed')
 
 
 if __name__ == '__main__':

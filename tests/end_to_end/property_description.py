@@ -18,8 +18,7 @@ ELEMENTS = {
                                 ['propertyDescription']),
     'propertyDescription': ({'name': r'\w+(\.\w+)+', 'formatID': r'\{[0-9A-F-]{36}\}',
                              'propID': r'\d+'}, ['name', 'formatID', 'propID'],
-                            ['description', 'searchInfo', 'typeInfo', 'labelInfo', 'displayInfo']),
-    'description': ({}, [], []),
+                            ['searchInfo', 'typeInfo', 'labelInfo', 'displayInfo']),
     'searchInfo': ({'inInvertedIndex': BOOLEAN, 'isColumn': BOOLEAN, 'isColumnSparse': BOOLEAN,
                     'columnIndexType': 'NotIndexed|OnDisk|OnDiskAll|OnDiskVector|OnDemand',
                     'maxSize': r'\d+', 'mnemonics': '.*'}, [], []),
@@ -29,11 +28,11 @@ ELEMENTS = {
                   'isTreeProperty': BOOLEAN, 'isViewable': BOOLEAN, 'isQueryable': BOOLEAN},
                  ['type'], []),
     'labelInfo': ({'label': '.+', 'invitationText': '.*', 'hideLabel': BOOLEAN,
-                   'sortDescription': 'General|AToZ|LowestToHighest|OldestToNewest|SmallestToBiggest'},
+                   'sortDescription': 'General|AToZ|LowestHighest|OldestNewest|SmallestLargest'},
                   ['label'], []),
     'displayInfo': ({'displayType': 'String|Number|Boolean|DateTime|Enumerated',
-                     'defaultColumnWidth': r'\d+', 'alignment': 'Left|Center|Right'}, [],
-                    ['stringFormat', 'booleanFormat']),
+                     'defaultColumnWidth': r'\d+', 'alignment': 'Left|Center|Right'},
+                    ['displayType'], ['booleanFormat']),
     'booleanFormat': ({'formatAs': 'YesNo|OnOff|TrueFalse'}, ['formatAs'], []),
 }
 
@@ -46,8 +45,9 @@ def check(element):
         assert re.fullmatch(attributes[attribute], value), (name, attribute, value)
     assert not set(required) - element.attrib.keys(), (name, element.attrib)
     found = [child.tag.removeprefix(NAMESPACE) for child in element]
-    places = [children.index(child) for child in found]
-    assert places == sorted(places), found
+    assert set(found) <= set(children), found
+    if name == 'propertyDescription':
+        assert sorted(found) == sorted(children), found
     for child in element:
         check(child)
 
@@ -58,7 +58,7 @@ def keys_of_ours():
     sets = {name: uuid.UUID(re.sub('0x|[^0-9A-F]', '', digits))
             for name, digits in re.findall(r'GUID (k\w+) = ([^;]*);', text)}
     return {name: (sets[set_name], int(number)) for name, set_name, number in re.findall(
-        r'"(Tagsmith\.\w+)",\s*\{property_sets::(k\w+), (\d+)\}', text)}
+        r'"(Corvane\.Tagsmith\.\w+)",\s*\{property_sets::(k\w+), (\d+)\}', text)}
 
 
 def main():
@@ -67,9 +67,11 @@ def main():
     described = {p.get('name'): (uuid.UUID(p.get('formatID')), int(p.get('propID')))
                  for p in root.iter(NAMESPACE + 'propertyDescription')}
     assert described == keys_of_ours() and len(described) == 2, (described, keys_of_ours())
-    types = {p.get('name'): p.find(NAMESPACE + 'typeInfo').get('type')
+    types = {p.get('name'): (p.find(NAMESPACE + 'typeInfo').get('type'),
+                             p.find(NAMESPACE + 'displayInfo').get('displayType'))
              for p in root.iter(NAMESPACE + 'propertyDescription')}
-    assert types == {'Tagsmith.OriginalArtist': 'String', 'Tagsmith.Podcast': 'Boolean'}, types
+    assert types == {'Corvane.Tagsmith.OriginalArtist': ('String', 'String'),
+                     'Corvane.Tagsmith.Podcast': ('Boolean', 'Boolean')}, types
     print('as documented')
 
 

@@ -166,20 +166,7 @@ TEST_F(Columns, AreDescribed) {
 }
 
 TEST_F(Columns, ShowEveryRowOfV2) {
-  const auto frame = [](std::string_view id, std::string_view text) {
-    return Frame(4, id, '\0' + std::string(text));
-  };
-  const std::string tag =
-      V2Tag(4, frame("TIT2", "Title") + frame("TIT3", "Sub") + Frame(4, "POPM", "e\0\x80"s) +
-                   Frame(4, "COMM", "\0eng\0Comment"s) + frame("TPE1", "Artist") +
-                   frame("TPE2", "AA") + frame("TALB", "Album") + frame("TYER", "1999") +
-                   frame("TRCK", "3/9") + frame("TCON", "(17)") + frame("TPUB", "Pub") +
-                   frame("TENC", "Enc") + Frame(4, "WXXX", "\0\0http://u/"s) +
-                   Frame(4, "WOAR", "http://a/") + frame("TCOP", "Copy") + frame("TCOM", "Comp") +
-                   frame("TPE3", "Cond") + frame("TIT1", "Group") + frame("TPOS", "2/3") +
-                   frame("TKEY", "Am") + frame("TBPM", "120") + frame("TCMP", "1") +
-                   Frame(4, "TOPE", "\1\xFF\xFE" + Utf16Le(u"Ö")) + Frame(4, "PCST", "\0\0\0\0"s));
-  const std::string content = tag + MpegFrames(k128, 40) + V1Block("Old", 1, 1);
+  const std::string content = TagOfAllFields() + MpegFrames(k128, 40) + V1Block("Old", 1, 1);
   EXPECT_EQ(
       Show(content),
       With(Audio(),

@@ -1,5 +1,6 @@
 // The property handler where the property system is missing, as a whole or in part; each test in a
 // process of its own.
+#include "shellext/property_schema.h"
 #include "tests/shell/shell_environment.h"
 
 namespace tagsmith::test {
@@ -32,7 +33,11 @@ void Check(bool hasCache) {
 
 TEST(PropertySystem, no_builders) { Check(true); }
 TEST(PropertySystem, no_coercion) { Check(true); }
-TEST(PropertySystem, no_store) { Check(false); }
+TEST(PropertySystem, no_store) {
+  Check(false);
+  EXPECT_EQ(RegisterPropertySchema(true), S_FALSE);
+  EXPECT_EQ(RegisterPropertySchema(false), S_FALSE);
+}
 TEST(PropertySystem, none) {
   ASSERT_EQ(LoadLibraryW(L"propsys.dll"), nullptr);
   Check(false);

@@ -36,7 +36,8 @@ void Collect(HKEY key, const std::string& path, Tree& tree) {
     }
     tree[path + "|" + Narrow(name.data())] =
         type == REG_DWORD ? "#" + std::to_string(*reinterpret_cast<const DWORD*>(data.data()))
-                          : Narrow(reinterpret_cast<const wchar_t*>(data.data()));
+                          : (type == REG_EXPAND_SZ ? "%" : "") +
+                                Narrow(reinterpret_cast<const wchar_t*>(data.data()));
   }
   for (DWORD i = 0;; ++i) {
     DWORD length = 300;
@@ -147,9 +148,15 @@ void WINAPI CountNotification(LONG event, UINT flags, LPCVOID first, LPCVOID sec
 
 std::string shownMessage;
 int WINAPI ShowMessage(HWND owner, LPCSTR text, LPCSTR caption, UINT style) {
-  EXPECT_EQ(owner, nullptr);
+  EXPECT_EQ(owner, reinterpret_cast<HWND>(77));
   shownMessage = std::string(caption) + "/" + std::to_string(style) + ": " + text;
   return IDOK;
+}
+
+HWND WINAPI FindInstaller(LPCSTR className, LPCSTR title) {
+  EXPECT_STREQ(className, "MsiDialogCloseClass");
+  EXPECT_EQ(title, nullptr);
+  return reinterpret_cast<HWND>(77);
 }
 
 std::wstring throwsAt;  // what the key begins with
@@ -160,6 +167,14 @@ LSTATUS WINAPI CreateOrThrow(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR type
     throw std::runtime_error("injected");
   }
   return RegCreateKeyExW(key, path, reserved, type, options, access, security, result, disposition);
+}
+std::wstring failingName;
+LSTATUS failure;
+LSTATUS WINAPI SetOrFail(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
+                         DWORD size) {
+  return name != nullptr && name == failingName
+             ? failure
+             : RegSetValueExW(key, name, reserved, type, data, size);
 }
 LSTATUS WINAPI DeleteOrThrow(HKEY /*key*/, LPCWSTR /*path*/) {
   throw std::runtime_error("injected");
@@ -249,6 +264,9 @@ class Registration : public ::testing::Test {
     }
     SetStringValue(HKEY_CLASSES_ROOT, L"SystemFileAssociations\\.aif", L"InfoTip", L"prop:foreign");
     SetStringValue(HKEY_CLASSES_ROOT, L"SystemFileAssociations\\.aif", L"Other", L"stays");
+    // With a type of its own.
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kHandlers + L".aif").c_str(), nullptr, REG_EXPAND_SZ,
+                    L"{expanded}", 22);
   }
 
   static constexpr const wchar_t* kProviderIid = L"{e357fccd-a995-4576-b01f-234630154e96}";
@@ -261,6 +279,7 @@ class Registration : public ::testing::Test {
   std::string modulePath;
   ImportPatch notify{module.Get(), "SHChangeNotify", CountNotification};
   ImportPatch message{module.Get(), "MessageBoxA", ShowMessage};
+  ImportPatch findWindow{module.Get(), "FindWindowA", FindInstaller};
 };
 
 // ---- What is expected -------------------------------------------------------------------------
@@ -424,10 +443,86 @@ TEST_F(Registration, KeepsTheFirstBackupWhenItIsRepeated) {
   Register();
   const Tree registered = Dump();
   EXPECT_EQ(Register(), S_OK);
-  Tree again = Dump();
-  for (const auto& [path, value] : registered) {
-    EXPECT_EQ(again[path], value) << path;
+  // What had no backup has one now, of our own value.
+  const Tree again = Registered(registered, kAll, modulePath);
+  EXPECT_EQ(Compare(Dump(), again), Lines{});
+  EXPECT_EQ(again.at(ThumbnailKey(".mp3") + "|tsmithbak"), "{foreign}");
+}
+
+TEST_F(Registration, LeavesWhatAnotherTookOver) {
+  if (!IsNt6OrLater()) {
+    return;
   }
+  for (const auto& [current, expected] :
+       {std::pair{L"{other}", "{other}"},
+        std::pair{L"{7c1f2a90-3b6e-4d21-9a55-6e0b8c4d2f13}", "{foreign}"}}) {
+    Empty();
+    Set(kAll);
+    AddForeignValues();
+    Register();
+    SetStringValue(HKEY_LOCAL_MACHINE, (kHandlers + L".mp3").c_str(), nullptr, current);
+    Unregister();
+    EXPECT_EQ(Dump()[kPropertyHandlers + ".mp3|"], expected);
+  }
+}
+
+TEST_F(Registration, TakesOnlyOneForOn) {
+  const auto registersNothing = [&] {
+    const Tree before = Dump();
+    EXPECT_EQ(Register(), S_OK);
+    EXPECT_EQ(Compare(Dump(), Registered(before, 0, modulePath)), Lines{});
+  };
+  registersNothing();  // absent
+  for (const wchar_t* setting : kSettings) {
+    SetSetting(HKEY_LOCAL_MACHINE, setting, 2);
+  }
+  registersNothing();
+  for (const wchar_t* setting : kSettings) {
+    SetSetting(HKEY_LOCAL_MACHINE, setting, L"1");
+  }
+  registersNothing();
+}
+
+TEST_F(Registration, EndsWithTheClassThatCannotBeWritten) {
+  const auto clsids = IsNt6OrLater() ? std::vector{kPropertyClsid, kThumbnailClsid}
+                                     : std::vector{kColumnClsid, kThumbnailClsid};
+  for (std::size_t i = 0; i < clsids.size(); ++i) {
+    Empty();
+    Set(kAll);
+    const std::wstring key = WidenUtf8(std::string("CLSID\\") + clsids[i]);
+    SetStringValue(HKEY_CLASSES_ROOT, key.c_str(), nullptr, nullptr);
+    {
+      const ReadOnlyKey readOnly(HKEY_CLASSES_ROOT, key.c_str());
+      EXPECT_EQ(Register(), static_cast<HRESULT>(0x80070005));
+    }
+    Tree tree = Dump();
+    const std::string server = std::string("C\\CLSID\\") + clsids[i] + "\\InProcServer32";
+    EXPECT_FALSE(tree.contains(server));
+    EXPECT_FALSE(tree.contains(ThumbnailKey(".aif")));
+    EXPECT_FALSE(tree.contains(kColumnKey) && i == 0);
+    EXPECT_EQ(tree.contains(std::string(kApproved) + "|" + kThumbnailClsid), i == 1);
+    if (IsNt6OrLater()) {
+      EXPECT_EQ(tree.contains("C\\SystemFileAssociations"), i == 1);
+      EXPECT_TRUE(std::any_of(tree.begin(), tree.end(), [](const auto& entry) {
+        return entry.first.starts_with("schema|");
+      }));
+    }
+  }
+  EXPECT_EQ(notifications, 0);
+}
+
+TEST_F(Registration, NamesTheHandlerThatIsNotApproved) {
+  Set(kAll);
+  const ImportPatch setValue(module.Get(), "RegSetValueExW", SetOrFail);
+  failingName = WidenUtf8(kThumbnailClsid);
+  failure = ERROR_DISK_FULL;
+  EXPECT_EQ(Register(), HRESULT_FROM_WIN32(ERROR_DISK_FULL));
+  EXPECT_EQ(scratch.Log().find("Failed to create"), std::string::npos);
+  failure = ERROR_ACCESS_DENIED;
+  EXPECT_EQ(Register(), static_cast<HRESULT>(0x80070005));
+  EXPECT_NE(scratch.Log().find(std::string("Failed to create the shell approved GUID ") +
+                               kThumbnailClsid),
+            std::string::npos);
 }
 
 TEST_F(Registration, EndsWhereTheShellDoesNotApprove) {
@@ -508,12 +603,43 @@ TEST_F(Registration, SwitchesOffWhatThrows) {
       EXPECT_EQ(IsOn(i), i != c.setting) << i;
     }
     EXPECT_NE(scratch.Log().find(c.line), std::string::npos);
+    EXPECT_EQ(notifications, 1);
+    notifications = 0;
     // The others are registered.
     Tree tree = Dump();
     EXPECT_EQ(tree.contains(ThumbnailKey(".mp3")), c.setting != 2);
     if (IsNt6OrLater()) {
       EXPECT_EQ(tree.contains("C\\SystemFileAssociations\\.aiff"), c.setting > 1);
     }
+  }
+}
+
+// A code that the block had come to before the exception counts no more, but for the thumbnails:
+// then the shell is not told.
+TEST_F(Registration, ForgetsTheCodeBeforeAnException) {
+  struct Case {
+    HKEY hive;
+    std::wstring failing;
+    std::wstring throwing;
+    int notifications;
+  };
+  const std::wstring iid = IsNt6OrLater() ? kProviderIid : kExtractorIid;
+  std::vector<Case> cases = {{HKEY_CLASSES_ROOT, L".aif\\ShellEx\\" + iid, L".aiff\\ShellEx", 0}};
+  if (IsNt6OrLater()) {
+    cases.push_back({HKEY_LOCAL_MACHINE, kHandlers + L".aif", kHandlers + L".aiff", 1});
+  }
+  for (const Case& c : cases) {
+    Empty();
+    Set(kAll);
+    SetStringValue(c.hive, c.failing.c_str(), nullptr, nullptr);
+    const ReadOnlyKey readOnly(c.hive, c.failing.c_str());
+    throwsAt = c.throwing;
+    notifications = 0;
+    const ImportPatch create(module.Get(), "RegCreateKeyExW", CreateOrThrow);
+    EXPECT_EQ(Register(), S_OK);
+    EXPECT_EQ(notifications, c.notifications);
+    EXPECT_EQ(IsOn(0), c.notifications == 0);
+    EXPECT_EQ(IsOn(2), c.notifications == 1);
   }
 }
 

@@ -73,6 +73,9 @@ ComPointer<Interface>& MakeHandler(const LoadedModule& module, const CLSID& clsi
 ComPointer<IInitializeWithStream>& MakeHandler(const LoadedModule& module,
                                                ComPointer<IInitializeWithStream>& handler);
 
+/// An ID3v2.4 tag with a value for each property and column.
+std::string TagOfAllFields();
+
 /// What a leak would raise.
 struct Usage {
   std::uintptr_t nextHandle = 0;  // the value of a fresh handle: lower ones are in use

@@ -86,7 +86,8 @@ TEST_F(Log, KeepsLineEndsAndTakesUnstampedLines) {
   WriteLogLine(0, "#%s%c%s", "zero", '\0', "unseen");
   WriteLogLine(0, "%s", "");
   WriteLogLine(3, "above the maximum level");
-  const std::string pattern = kStamp + R"(: \n# header\n\n# header 1\n#\r?#zero\n)"s + kStamp + R"(: \n)";
+  const std::string pattern =
+      kStamp + R"(: \n# header\n\n# header 1\n#\r?#zero\n)"s + kStamp + R"(: \n)";
   const std::string written = Written();
   EXPECT_TRUE(std::regex_match(written, std::regex(pattern))) << written;
 }
