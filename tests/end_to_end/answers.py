@@ -3,8 +3,11 @@
 Runs the native tsdump and the Windows tsprobe, through COM, over the same tracks (or over the files
 given as further arguments), and compares properties and columns by the tables below: properties
 with the stream path, columns with the file path in quick mode."""
+import base64
+import html
 import json
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -199,6 +202,19 @@ def main():
             compare(path, expected_columns(file),
                     {c['title']: (c['type'], c['value']) for c in probe['columns']
                      if c['hresult'] == '0x00000000'})
+        # The page has a section for each file, with its title and picture.
+        page = pathlib.Path(folder) / 'page.html'
+        run([WINE, TSPROBE, '--html', page], files)
+        sections = page.read_text('utf-8').split('<section>')[1:]
+        for path, stream, section in zip(files, streams, sections, strict=True):
+            title = html.escape(text_of(stream['title']) if stream['v2Present'] else '')
+            image = re.search('data:image/png;base64,([^"]*)', section)
+            if html.escape(path) not in section or (stream['opened'] and title not in section) or \
+                    (image and not base64.b64decode(image[1]).startswith(b'\x89PNG')):
+                differences += 1
+                print(path, 'is not shown rightly by the page')
+        if len(sys.argv) == 3:
+            assert sum('data:image/png' in section for section in sections) == 2, 'two samples'
     print(f'{len(files)} files, {differences} differences')
     sys.exit(1 if differences else 0)
 
