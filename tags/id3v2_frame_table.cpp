@@ -285,7 +285,9 @@ void TakePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeTyp
         format.isPrefix ? format.mimeType.size() : format.mimeType.size() + 1;
     if (EqualIgnoringCase(mimeType, format.mimeType, compared) &&
         AsText(image).starts_with(format.firstBytes)) {
-      tag.AddPicture(image, format.word);
+      if (tag.keepPictures) {
+        tag.AddPicture(image, format.word);
+      }
       return;
     }
   }

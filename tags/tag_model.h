@@ -152,6 +152,8 @@ class Tag : public V2Values {
   ExtraFramesMode extraFramesMode = ExtraFramesMode::kKeepKnown;
   /// Whether text keeps Unicode or is narrowed to Latin-1 when the track is opened by path.
   bool keepUnicode = true;
+  /// Whether embedded pictures are kept. They are most of a tag: who shows none does without.
+  bool keepPictures = true;
   /// Set by track opening once its ID3v2 step has run.
   bool v2Loaded = false;
   NarrowText fileName;  // UTF-8

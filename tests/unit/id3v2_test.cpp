@@ -269,6 +269,10 @@ TEST(V2Frames, Pictures) {
       EXPECT_EQ(tag.pictures[0].format.data(), c.format);
       EXPECT_GE(tag.pictures[0].data.size(), 4U);
     }
+    ID3Tag without;
+    without.keepPictures = false;
+    EXPECT_EQ(Parse(without, V2Tag(version, Frame(version, c.id, c.data))), c.log);
+    EXPECT_TRUE(without.v2Present && without.pictures.empty());
   }
 }
 
