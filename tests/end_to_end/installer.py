@@ -137,6 +137,14 @@ def main():
         entries = [values for key, values in prefix.registry().items()
                    if values.get('"DisplayName"') == '"Tagsmith Shell Extension"']
         assert {entry['"DisplayVersion"'] for entry in entries} == {'"1.27.0"'}, entries
+        # An older version is refused; a repair brings back what was lost.
+        prefix.wine(1603 % 256, 'msiexec', '/i', old, '/qn')
+        check_installed()
+        installed = prefix.folder / 'drive_c/Program Files/Corvane/Tagsmith'
+        (installed / 'Tagsmith.propdesc').unlink()
+        prefix.wine(0, 'reg', 'delete', 'HKLM\\' + PROPERTY_CLASS, '/f')
+        prefix.wine(0, 'msiexec', '/i', new, '/qn', 'REINSTALL=ALL', 'REINSTALLMODE=amus')
+        check_installed()
         prefix.wine(0, 'msiexec', '/x', new, '/qn')
         # Wine leaves the maker's folder, but empty.
         left = list((prefix.folder / 'drive_c/Program Files/Corvane').rglob('*'))

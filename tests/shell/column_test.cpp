@@ -342,9 +342,10 @@ TEST_F(Columns, LeaveTheFileAlone) {
       CloseHandle(alone);
     }
   }
-  HANDLE locked = openAlone();
-  EXPECT_EQ(Show(path), Lines{});
-  CloseHandle(locked);
+  {
+    const FileHolder holder(file.Path());
+    EXPECT_EQ(Show(path), Lines{});
+  }
   EXPECT_EQ(Ask(ids["Title"], Item(path)), "s:Song");
   ASSERT_TRUE(DeleteFileW(path.c_str()));
   EXPECT_EQ(Show(path), Lines{});

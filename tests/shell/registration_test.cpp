@@ -4,9 +4,11 @@
 #include <shlwapi.h>
 
 #include <map>
+#include <thread>
 
 #include "diag/system_library.h"
 #include "shellext/module.h"
+#include "shellext/property_schema.h"
 #include "shellext/registry.h"
 #include "shellext/version_info.h"
 #include "tags/unicode.h"
@@ -79,12 +81,13 @@ Lines Compare(const Tree& seen, const Tree& expected) {
     if (found == seen.end()) {
       lines.push_back("missing " + path);
     } else if (found->second != value) {
-      lines.push_back(path + " is " + found->second + " instead of " + value);
+      lines.push_back(
+          std::string(path).append(" is ").append(found->second).append(" not ").append(value));
     }
   }
   for (const auto& [path, value] : seen) {
     if (!expected.contains(path)) {
-      lines.push_back("too much: " + path + " " + value);
+      lines.push_back(std::string("too much: ").append(path).append(" ").append(value));
     }
   }
   return lines;
@@ -106,9 +109,10 @@ class ImportPatch {
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const DWORD place =
         headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + place);
+    for (const auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + place);
          library->Name != 0; ++library) {
-      auto* names = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + library->OriginalFirstThunk);
+      const auto* names =
+          reinterpret_cast<const IMAGE_THUNK_DATA*>(base + library->OriginalFirstThunk);
       auto* functions = reinterpret_cast<IMAGE_THUNK_DATA*>(base + library->FirstThunk);
       for (; names->u1.AddressOfData != 0; ++names, ++functions) {
         const auto* import =
@@ -168,6 +172,8 @@ LSTATUS WINAPI CreateOrThrow(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR type
   }
   return RegCreateKeyExW(key, path, reserved, type, options, access, security, result, disposition);
 }
+HRESULT WINAPI InitializeOrThrow(LPVOID /*reserved*/) { throw std::runtime_error("injected"); }
+
 std::wstring failingName;
 LSTATUS failure;
 LSTATUS WINAPI SetOrFail(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
@@ -216,11 +222,11 @@ class Registration : public ::testing::Test {
     shownMessage.clear();
   }
 
-  HRESULT Call(const char* name) const {
+  HRESULT Call(const char* name) {
     return FindFunction<HRESULT(WINAPI*)(DWORD)>(module.Get(), name)(0);
   }
-  HRESULT Register() const { return Call("DllRegisterServer"); }
-  HRESULT Unregister() const { return Call("DllUnregisterServer"); }
+  HRESULT Register() { return Call("DllRegisterServer"); }
+  HRESULT Unregister() { return Call("DllUnregisterServer"); }
 
   static Tree Dump() {
     Tree tree;
@@ -614,6 +620,16 @@ TEST_F(Registration, SwitchesOffWhatThrows) {
   }
 }
 
+TEST(PropertySchema, PassesOnAFailureOfCom) {
+  HRESULT result = S_OK;
+  std::thread([&result] {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    result = RegisterPropertySchema(true);
+    CoUninitialize();
+  }).join();
+  EXPECT_EQ(result, RPC_E_CHANGED_MODE);
+}
+
 // A code that the block had come to before the exception counts no more, but for the thumbnails:
 // then the shell is not told.
 TEST_F(Registration, ForgetsTheCodeBeforeAnException) {
@@ -641,6 +657,19 @@ TEST_F(Registration, ForgetsTheCodeBeforeAnException) {
     EXPECT_EQ(IsOn(0), c.notifications == 0);
     EXPECT_EQ(IsOn(2), c.notifications == 1);
   }
+}
+
+TEST_F(Registration, LogsAnExceptionOfTheSchema) {
+  if (!IsNt6OrLater()) {
+    return;
+  }
+  Set(kAll);
+  const ImportPatch initialize(module.Get(), "CoInitialize", InitializeOrThrow);
+  EXPECT_EQ(Register(), S_OK);
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_TRUE(IsOn(0));
+  EXPECT_NE(scratch.Log().find("Failed to register the property schema"), std::string::npos);
+  EXPECT_NE(scratch.Log().find("Failed to unregister the property schema"), std::string::npos);
 }
 
 TEST_F(Registration, LetsNothingEscape) {

@@ -232,9 +232,56 @@ std::vector<std::string> Shown(const std::vector<PropertyItem>& items) {
   return shown;
 }
 
+namespace {
+
+constexpr const wchar_t* kHeldEvent = L"TagsmithTestFileIsHeld";
+constexpr const wchar_t* kReleaseEvent = L"TagsmithTestReleaseFile";
+
+}  // namespace
+
+/// The child's side: opens the file for itself alone until it is told to let go.
+static int HoldFile(const char* path) {
+  HANDLE file = CreateFileA(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  HANDLE held = OpenEventW(EVENT_MODIFY_STATE, FALSE, kHeldEvent);
+  HANDLE release = OpenEventW(SYNCHRONIZE, FALSE, kReleaseEvent);
+  SetEvent(held);
+  WaitForSingleObject(release, 30'000);
+  return file != INVALID_HANDLE_VALUE ? 0 : 1;
+}
+
+FileHolder::FileHolder(const char* path)
+    : held_(CreateEventW(nullptr, TRUE, FALSE, kHeldEvent)),
+      release_(CreateEventW(nullptr, TRUE, FALSE, kReleaseEvent)) {
+  std::array<char, 1024> program{};
+  GetModuleFileNameA(nullptr, program.data(), static_cast<DWORD>(program.size()));
+  std::string command = std::string(program.data()) + " --hold " + path;
+  STARTUPINFOA startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION process{};
+  EXPECT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                             &startup, &process));
+  CloseHandle(process.hThread);
+  process_ = process.hProcess;
+  EXPECT_EQ(WaitForSingleObject(held_, 30'000), WAIT_OBJECT_0);
+}
+
+FileHolder::~FileHolder() {
+  SetEvent(release_);
+  WaitForSingleObject(process_, 30'000);
+  DWORD code = 1;
+  GetExitCodeProcess(process_, &code);
+  EXPECT_EQ(code, 0U);
+  for (HANDLE handle : {held_, release_, process_}) {
+    CloseHandle(handle);
+  }
+}
+
 }  // namespace tagsmith::test
 
 int main(int argc, char** argv) {
+  if (argc > 2 && argv[1] == std::string("--hold")) {
+    return tagsmith::test::HoldFile(argv[2]);
+  }
   ::testing::InitGoogleTest(&argc, argv);
   const std::string variant =
       argc > 2 && argv[1] == std::string("--property-system") ? argv[2] : "";

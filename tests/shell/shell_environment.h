@@ -84,6 +84,20 @@ struct Usage {
 };
 Usage CurrentUsage();
 
+/// Another process that has a file open for itself alone, as long as this lives. One at a time.
+class FileHolder {
+ public:
+  explicit FileHolder(const char* path);
+  ~FileHolder();
+  FileHolder(const FileHolder&) = delete;
+  FileHolder& operator=(const FileHolder&) = delete;
+
+ private:
+  HANDLE held_;
+  HANDLE release_;
+  HANDLE process_ = nullptr;
+};
+
 /// A stream over bytes that counts calls and can misbehave.
 class TestStream : public IStream {
  public:
