@@ -327,7 +327,12 @@ class FrameWalk {
   bool Finish() {
     const std::uint32_t average = totals_.bitRateSum / totals_.frameCount;
     details_.isVbr = totals_.isVbr;
-    tag_.SetBitRate(average);
+    // A broken file may make millions of walks that come to nothing: their text is made once.
+    const int kindOfText = 1 + (details_.isVbr ? 1 : 0) + (details_.isEstimated ? 2 : 0);
+    if (average != 0 || kindOfText != kindOfZeroText_) {
+      tag_.SetBitRate(average);
+      kindOfZeroText_ = kindOfText;
+    }
     details_.frameCount = totals_.frameCount;
     if (details_.isEstimated) {
       const std::uint64_t averageLength = totals_.lengthSum / totals_.frameCount;
@@ -349,6 +354,7 @@ class FrameWalk {
   SourceReader& reader_;
   std::uint32_t fileSize_;
   std::uint32_t scanMode_;
+  int kindOfZeroText_ = 0;  // VBR flags that the text of no bit rate shows; 0: none was made
   bool headerIsCut_ = false;
   EncoderBuffer encoder_;
   MpegFrameKind kind_;
