@@ -36,11 +36,11 @@ struct ServedClass {
   IClassFactory* (*makeFactory)(CShellExt* handler, HandlerMaker makeHandler);
 };
 constexpr ServedClass kServedClasses[] = {
-    {kPropertyHandlerClsid, L"Add property handler", MakeHandler<CMP3PropertyStore>,
+    {kPropertyHandlerClsid, kPropertySetting, MakeHandler<CMP3PropertyStore>,
      MakeFactory<CShellClassProviderFactory>},
-    {kThumbnailHandlerClsid, L"Add thumbnail handler", MakeThumbnailHandler,
+    {kThumbnailHandlerClsid, kThumbnailSetting, MakeThumbnailHandler,
      MakeFactory<CShellClassFactory>},
-    {kColumnHandlerClsid, L"Add column handler", MakeHandler<CMP3ColumnProvider>,
+    {kColumnHandlerClsid, kColumnSetting, MakeHandler<CMP3ColumnProvider>,
      MakeFactory<CShellClassFactory>},
 };
 

@@ -1,4 +1,4 @@
-// The class identifiers of the handlers.
+// The class identifiers of the handlers, and the settings that switch them on.
 #pragma once
 
 #include <windows.h>
@@ -14,5 +14,9 @@ inline constexpr CLSID kThumbnailHandlerClsid = {
 
 inline constexpr CLSID kColumnHandlerClsid = {
     0xA3D05C6E, 0x71F9, 0x4B28, {0x8E, 0x4D, 0x5B, 0x9F, 0x2C, 0x6A, 0x0E, 0x71}};
+
+inline constexpr const wchar_t* kPropertySetting = L"Add property handler";
+inline constexpr const wchar_t* kThumbnailSetting = L"Add thumbnail handler";
+inline constexpr const wchar_t* kColumnSetting = L"Add column handler";
 
 }  // namespace tagsmith

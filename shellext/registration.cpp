@@ -10,6 +10,7 @@
 
 #include "diag/fault_guard.h"
 #include "format/bounded.h"
+#include "shellext/handler_ids.h"
 #include "shellext/module.h"
 #include "shellext/property_lists.h"
 #include "shellext/property_schema.h"
@@ -22,34 +23,19 @@ namespace {
 // ---- What is registered -----------------------------------------------------------------------
 
 struct Handler {
-  const wchar_t* clsid;
-  const char* narrowClsid;
+  const CLSID& clsid;
   const wchar_t* name;
   const wchar_t* setting;
-  const char* failure;  // logged when its registration is given up
   bool savesSafelyByItself;
 };
-constexpr Handler kPropertyHandler = {L"{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}",
-                                      "{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}",
-                                      L"Tagsmith property handler",
-                                      L"Add property handler",
-                                      "Registering 'Add property handler' failed (disabling)",
-                                      true};
-constexpr Handler kThumbnailHandler = {L"{2E8B7D41-90C5-4F3A-B6D2-1A4C9E07F8B5}",
-                                       "{2E8B7D41-90C5-4F3A-B6D2-1A4C9E07F8B5}",
-                                       L"Tagsmith thumbnail handler",
-                                       L"Add thumbnail handler",
-                                       "Registering 'Add thumbnail handler' failed (disabling)",
-                                       false};
-constexpr Handler kColumnHandler = {L"{A3D05C6E-71F9-4B28-8E4D-5B9F2C6A0E71}",
-                                    "{A3D05C6E-71F9-4B28-8E4D-5B9F2C6A0E71}",
-                                    L"Tagsmith column handler",
-                                    L"Add column handler",
-                                    "Registering 'Add column handler' failed (disabling)",
+constexpr Handler kPropertyHandler = {kPropertyHandlerClsid, L"Tagsmith property handler",
+                                      kPropertySetting, true};
+constexpr Handler kThumbnailHandler = {kThumbnailHandlerClsid, L"Tagsmith thumbnail handler",
+                                       kThumbnailSetting, false};
+constexpr Handler kColumnHandler = {kColumnHandlerClsid, L"Tagsmith column handler", kColumnSetting,
                                     false};
 
 constexpr const wchar_t* kAiffSetting = L"Add AIFF association";
-constexpr const char* kAiffFailure = "Registering 'Add AIFF association' failed (disabling)";
 
 constexpr const wchar_t* kExtensions[] = {L".aif", L".aiff", L".mp3"};
 
@@ -68,9 +54,19 @@ constexpr const wchar_t* kBackup = L"tsmithbak";
 
 std::wstring Join(const wchar_t* left, const wchar_t* right) { return std::wstring(left) + right; }
 
-std::wstring ClassKey(const Handler& handler) { return Join(L"CLSID\\", handler.clsid); }
+/// "{7C1F2A90-...}"
+std::wstring ClsidText(const Handler& handler) {
+  std::array<wchar_t, 39> text{};
+  StringFromGUID2(handler.clsid, text.data(), static_cast<int>(text.size()));
+  return text.data();
+}
 
-std::wstring ColumnKey() { return Join(kColumnHandlersKey, kColumnHandler.clsid); }
+/// Of identifiers and settings, which are ASCII.
+std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+
+std::wstring ClassKey(const Handler& handler) { return L"CLSID\\" + ClsidText(handler); }
+
+std::wstring ColumnKey() { return kColumnHandlersKey + ClsidText(kColumnHandler); }
 
 std::wstring ThumbnailKey(const wchar_t* extension) {
   return Join(extension, IsNt6OrLater() ? kThumbnailProviderKey : kExtractImageKey);
@@ -86,16 +82,16 @@ bool IsSwitchedOn(const wchar_t* setting) {
 
 LSTATUS Approve(const Handler& handler, const Handler& loggedHandler) {
   const LSTATUS status =
-      SetStringValue(HKEY_LOCAL_MACHINE, kApprovedKey, handler.clsid, handler.name);
+      SetStringValue(HKEY_LOCAL_MACHINE, kApprovedKey, ClsidText(handler).c_str(), handler.name);
   if (status == ERROR_ACCESS_DENIED) {
     WriteLogLine(kLogError, "Failed to create the shell approved GUID %s",
-                 loggedHandler.narrowClsid);
+                 Narrow(ClsidText(loggedHandler)).c_str());
   }
   return status;
 }
 
 void Disapprove(const Handler& handler) {
-  SHDeleteValueW(HKEY_LOCAL_MACHINE, kApprovedKey, handler.clsid);
+  SHDeleteValueW(HKEY_LOCAL_MACHINE, kApprovedKey, ClsidText(handler).c_str());
 }
 
 /// Each value only after the one before.
@@ -134,14 +130,14 @@ void Restore(HKEY hive, const std::wstring& key, const wchar_t* name, const wcha
 /// Makes the handler the default value of a key.
 LSTATUS TakeOver(HKEY hive, const std::wstring& key, const Handler& handler) {
   BackUp(hive, key, nullptr, kBackup);
-  return SetStringValue(hive, key.c_str(), nullptr, handler.clsid);
+  return SetStringValue(hive, key.c_str(), nullptr, ClsidText(handler).c_str());
 }
 
 /// Gives a key that is ours back to the handler before, or deletes it when there was none.
 void GiveBack(HKEY hive, const std::wstring& key, const Handler& handler) {
   std::optional<std::wstring> current;
   ReadStringValue(hive, key.c_str(), nullptr, current);
-  if (!current || _wcsicmp(current->c_str(), handler.clsid) != 0) {
+  if (!current || _wcsicmp(current->c_str(), ClsidText(handler).c_str()) != 0) {
     return;
   }
   if (ValueExists(hive, key.c_str(), kBackup)) {
@@ -196,9 +192,9 @@ class Registration {
   explicit Registration(const wchar_t* modulePath) : modulePath_(modulePath) {}
 
   HRESULT Run() {
-    const bool isComplete =
-        AddHandlersOfThisSystem() && IsApproved(kThumbnailHandler, kThumbnailHandler) &&
-        HasRun(kThumbnailHandler.failure, kThumbnailHandler.setting, [&] { AddThumbnails(); });
+    const bool isComplete = AddHandlersOfThisSystem() &&
+                            IsApproved(kThumbnailHandler, kThumbnailHandler) &&
+                            HasRun(kThumbnailHandler.setting, [&] { AddThumbnails(); });
     if (!isComplete) {
       return HRESULT_FROM_WIN32(static_cast<DWORD>(status_));
     }
@@ -212,13 +208,13 @@ class Registration {
   bool AddHandlersOfThisSystem() {
     if (IsNt6OrLater()) {
       return IsApproved(kPropertyHandler, kPropertyHandler) &&
-             HasRun(kPropertyHandler.failure, kPropertyHandler.setting, [&] { AddProperties(); }) &&
-             HasRun(kAiffFailure, kAiffSetting, [&] { AddAiffAssociation(); });
+             HasRun(kPropertyHandler.setting, [&] { AddProperties(); }) &&
+             HasRun(kAiffSetting, [&] { AddAiffAssociation(); });
     }
     if (IsNt5OrLater()) {
       // The line in the log names the property handler: kept.
       return IsApproved(kColumnHandler, kPropertyHandler) &&
-             HasRun(kColumnHandler.failure, kColumnHandler.setting, [&] { AddColumns(); });
+             HasRun(kColumnHandler.setting, [&] { AddColumns(); });
     }
     status_ = ERROR_INVALID_FUNCTION;
     return false;
@@ -232,8 +228,9 @@ class Registration {
   /// A part that ends in an exception has its setting switched off, for the class objects and for
   /// later registrations, and registration goes on.
   template <typename Part>
-  bool HasRun(const char* failure, const wchar_t* setting, Part part) {
-    const bool isComplete = Guarded(failure, false, [&] {
+  bool HasRun(const wchar_t* setting, Part part) {
+    const std::string failure = "Registering '" + Narrow(setting) + "' failed (disabling)";
+    const bool isComplete = Guarded(failure.c_str(), false, [&] {
       part();
       return true;
     });

@@ -1,5 +1,7 @@
 #include "tools/html_report.h"
 
+#include <wincrypt.h>
+
 #include <algorithm>
 #include <cctype>
 #include <string_view>
@@ -25,6 +27,19 @@ td, th { padding: 1px .8em 1px 0; vertical-align: top; text-align: left; font-we
 td:first-child { color: #666; } .group { font-weight: 600; padding-top: .5em; }
 </style></head><body>
 )";
+
+/// RFC 4648, 4.
+std::string Base64(std::span<const std::byte> bytes) {
+  constexpr DWORD kForm = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
+  const auto* data = reinterpret_cast<const BYTE*>(bytes.data());
+  const auto size = static_cast<DWORD>(bytes.size());
+  DWORD length = 0;
+  CryptBinaryToStringA(data, size, kForm, nullptr, &length);
+  std::string text(length, '\0');
+  CryptBinaryToStringA(data, size, kForm, text.data(), &length);
+  text.resize(length);
+  return text;
+}
 
 std::string Escaped(std::string_view text) {
   std::string escaped;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/json_writer.h"
+#include "tools/report_text.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith {

@@ -2,11 +2,9 @@
 
 #include <shlwapi.h>
 
-#include <algorithm>
 #include <array>
 
 #include "diag/system_library.h"
-#include "format/bounded.h"
 
 namespace tagsmith {
 
@@ -53,22 +51,6 @@ HRESULT HandlerSource::Create(REFCLSID clsid, REFIID riid, void** object) const 
 HRESULT OpenStream(const std::wstring& path, ComPointer<IStream>& stream) {
   return SHCreateStreamOnFileEx(path.c_str(), STGM_READ | STGM_SHARE_DENY_NONE, 0, FALSE, nullptr,
                                 stream.Receive());
-}
-
-std::u16string_view Utf16(std::wstring_view text) {
-  return {reinterpret_cast<const char16_t*>(text.data()), text.size()};
-}
-
-std::string ReportLine(std::string name, const std::string& value) {
-  constexpr std::size_t kNameWidth = 40;
-  name.resize(std::max(kNameWidth, name.size() + 1), ' ');
-  return "    " + name + value + "\n";
-}
-
-std::string HexResult(HRESULT result) {
-  std::array<char, 12> text{};
-  FormatBounded(text, "0x%08X", static_cast<unsigned>(result));
-  return text.data();
 }
 
 }  // namespace tagsmith

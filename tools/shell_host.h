@@ -39,13 +39,4 @@ class HandlerSource {
 /// A read-only stream over a file, as the shell makes it.
 HRESULT OpenStream(const std::wstring& path, ComPointer<IStream>& stream);
 
-/// The same characters, as the library takes them.
-std::u16string_view Utf16(std::wstring_view text);
-
-/// A line of a report for people: a name and, in a column of its own, a value (both UTF-8).
-std::string ReportLine(std::string name, const std::string& value);
-
-/// "0x8000FFFF"
-std::string HexResult(HRESULT result);
-
 }  // namespace tagsmith

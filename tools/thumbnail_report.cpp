@@ -2,7 +2,6 @@
 
 #include <shlobj.h>
 #include <shlwapi.h>
-#include <wincrypt.h>
 
 #include <propsys.h>
 #include <thumbcache.h>
@@ -13,7 +12,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "shellext/class_objects.h"
+#include "shellext/handler_ids.h"
 
 namespace tagsmith {
 namespace {
@@ -194,18 +193,6 @@ std::optional<std::string> WritePng(const Pixels& pixels, const std::string& fol
   }
   const std::u8string name = path.generic_u8string();
   return std::string(name.begin(), name.end());
-}
-
-std::string Base64(std::span<const std::byte> bytes) {
-  constexpr DWORD kForm = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
-  const auto* data = reinterpret_cast<const BYTE*>(bytes.data());
-  const auto size = static_cast<DWORD>(bytes.size());
-  DWORD length = 0;
-  CryptBinaryToStringA(data, size, kForm, nullptr, &length);
-  std::string text(length, '\0');
-  CryptBinaryToStringA(data, size, kForm, text.data(), &length);
-  text.resize(length);
-  return text;
 }
 
 void WriteJson(JsonWriter& json, const ThumbnailReport& report) {

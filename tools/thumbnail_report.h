@@ -4,11 +4,11 @@
 #include <windows.h>
 
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "tools/json_writer.h"
+#include "tools/report_text.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith {
@@ -38,9 +38,6 @@ ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::st
 
 /// As a PNG file's content; empty when that fails.
 std::vector<std::byte> EncodePng(const Pixels& pixels);
-
-/// RFC 4648, 4.
-std::string Base64(std::span<const std::byte> bytes);
 
 /// Writes a PNG into `folder`, named after the track with a number where there is such a file.
 std::optional<std::string> WritePng(const Pixels& pixels, const std::string& folder,

@@ -19,78 +19,47 @@ WINE = tracks.SCRIPTS / 'run-wine.sh'
 
 STARS = {0: 0, 1: 1, 2: 25, 3: 50, 4: 75, 5: 99}
 
-# Name, canonical type, value in tsdump's object; None: not stored.
+# Property and its canonical type, column, value in tsdump's object (None: neither is there). Columns
+# of texts that are empty have no value; those of numbers are i4.
 V2 = [
-    ('System.Title', 'string', lambda d: d['title']),
-    ('System.Media.SubTitle', 'string', lambda d: d['subtitle']),
-    ('System.Rating', 'uint32', lambda d: STARS[d['ratingStars']]),
-    ('System.Comment', 'string', lambda d: d['comment']),
-    ('System.Music.Artist', 'strings', lambda d: d['artist']),
-    ('System.Music.AlbumArtist', 'string', lambda d: d['albumArtist']),
-    ('System.Music.AlbumTitle', 'string', lambda d: d['album']),
-    ('System.Media.Year', 'uint32', lambda d: year(d['year'])),
-    ('System.Music.TrackNumber', 'uint32', lambda d: known(d['track'], 65535)),
-    ('System.Music.Genre', 'strings', lambda d: d['genre']),
-    ('System.Media.Publisher', 'string', lambda d: d['publisher']),
-    ('System.Media.EncodedBy', 'string', lambda d: narrow(d['encodedBy'])),
-    ('System.Link.TargetUrl', 'string', lambda d: narrow(d['userUrl'])),
-    ('System.Media.AuthorUrl', 'string', lambda d: narrow(d['artistUrl'] or d['userUrl'])),
-    ('System.Copyright', 'string', lambda d: d['copyright']),
-    ('System.Music.Composer', 'strings', lambda d: d['composer']),
-    ('System.Music.Conductor', 'strings', lambda d: d['conductor']),
-    ('System.Music.ContentGroupDescription', 'string', lambda d: d['contentGroup']),
-    ('System.Music.PartOfSet', 'string', lambda d: part_of_set(d)),
-    ('System.Music.InitialKey', 'string', lambda d: narrow(d['initialKey'])),
-    ('System.Music.BeatsPerMinute', 'string', lambda d: narrow(d['bpm'])),
-    ('System.Music.IsCompilation', 'bool', lambda d: d['compilation']),
+    ('System.Title', 'string', 'Title', lambda d: d['title']),
+    ('System.Media.SubTitle', 'string', 'Subtitle', lambda d: d['subtitle']),
+    ('System.Comment', 'string', 'Comment', lambda d: d['comment']),
+    ('System.Music.Artist', 'strings', 'Artist', lambda d: d['artist']),
+    (None, None, 'Author', lambda d: d['artist']),
+    ('System.Music.AlbumArtist', 'string', 'Orchestra', lambda d: d['albumArtist']),
+    ('System.Music.AlbumTitle', 'string', 'Album', lambda d: d['album']),
+    ('System.Media.Year', 'uint32', 'Year', lambda d: year(d['year'])),
+    ('System.Music.TrackNumber', 'uint32', 'Track', lambda d: known(d['track'], 65535)),
+    ('System.Music.Genre', 'strings', 'Genre', lambda d: d['genre']),
+    ('System.Media.Publisher', 'string', 'Publisher', lambda d: d['publisher']),
+    ('System.Media.EncodedBy', 'string', 'Encoded by', lambda d: narrow(d['encodedBy'])),
+    ('System.Link.TargetUrl', 'string', 'URL', lambda d: narrow(d['userUrl'])),
+    ('System.Media.AuthorUrl', 'string', None, lambda d: narrow(d['artistUrl'] or d['userUrl'])),
+    ('System.Copyright', 'string', 'Copyright', lambda d: d['copyright']),
+    ('System.Music.Composer', 'strings', 'Composer', lambda d: d['composer']),
+    ('System.Music.Conductor', 'strings', 'Conductor', lambda d: d['conductor']),
+    ('System.Music.ContentGroupDescription', 'string', 'Content', lambda d: d['contentGroup']),
+    ('System.Music.PartOfSet', 'string', 'Part of set', lambda d: part_of_set(d)),
+    ('System.Music.InitialKey', 'string', 'Initial key', lambda d: narrow(d['initialKey'])),
+    ('System.Music.BeatsPerMinute', 'string', 'BPM', lambda d: narrow(d['bpm'])),
+    ('System.Rating', 'uint32', None, lambda d: STARS[d['ratingStars']]),
+    (None, None, 'Rating', lambda d: stars(d['ratingStars'])),
+    ('System.Music.IsCompilation', 'bool', None, lambda d: d['compilation']),
+    (None, None, 'Compilation', lambda d: 'Yes' if d['compilation'] else 'No'),
     # Without a registered description the vector stays as it is.
-    ('Corvane.Tagsmith.OriginalArtist', 'asGiven', lambda d: d['originalArtist']),
-    ('Corvane.Tagsmith.Podcast', 'vt:4107', lambda d: [d['podcast']]),
+    ('Corvane.Tagsmith.OriginalArtist', 'asGiven', 'Original artist', lambda d: d['originalArtist']),
+    ('Corvane.Tagsmith.Podcast', 'vt:4107', None, lambda d: [d['podcast']]),
+    (None, None, 'Podcast', lambda d: 'Yes' if d['podcast'] else 'No'),
 ]
 V1 = [
-    ('System.Title', 'string', lambda d: narrow(d['v1Title'])),
-    ('System.Comment', 'string', lambda d: narrow(d['v1Comment'])),
-    ('System.Music.Artist', 'strings', lambda d: narrow(d['v1Artist'])),
-    ('System.Music.AlbumTitle', 'string', lambda d: narrow(d['v1Album'])),
-    ('System.Media.Year', 'uint32', lambda d: year(d['v1Year'])),
-    ('System.Music.TrackNumber', 'uint32', lambda d: known(d['v1Track'], 255)),
-    ('System.Music.Genre', 'strings', lambda d: d['v1GenreName']),
-]
-
-
-# Title of the column, type, value in tsdump's object; None, '' and 0 for a year: no value.
-V2_COLUMNS = [
-    ('Author', 'bstr', lambda d: d['artist']),
-    ('Title', 'bstr', lambda d: d['title']),
-    ('Comment', 'bstr', lambda d: d['comment']),
-    ('Artist', 'bstr', lambda d: d['artist']),
-    ('Album', 'bstr', lambda d: d['album']),
-    ('Year', 'i4', lambda d: year(d['year'])),
-    ('Track', 'i4', lambda d: known(d['track'], 65535)),
-    ('Genre', 'bstr', lambda d: d['genre']),
-    ('Subtitle', 'bstr', lambda d: d['subtitle']),
-    ('Orchestra', 'bstr', lambda d: d['albumArtist']),
-    ('Publisher', 'bstr', lambda d: d['publisher']),
-    ('Encoded by', 'bstr', lambda d: narrow(d['encodedBy'])),
-    ('URL', 'bstr', lambda d: narrow(d['userUrl'])),
-    ('Copyright', 'bstr', lambda d: d['copyright']),
-    ('Composer', 'bstr', lambda d: d['composer']),
-    ('Conductor', 'bstr', lambda d: d['conductor']),
-    ('Content', 'bstr', lambda d: d['contentGroup']),
-    ('Part of set', 'bstr', lambda d: part_of_set(d)),
-    ('Initial key', 'bstr', lambda d: narrow(d['initialKey'])),
-    ('BPM', 'bstr', lambda d: narrow(d['bpm'])),
-    ('Compilation', 'bstr', lambda d: 'Yes' if d['compilation'] else 'No'),
-    ('Original artist', 'bstr', lambda d: d['originalArtist']),
-    ('Rating', 'bstr', lambda d: stars(d['ratingStars'])),
-    ('Podcast', 'bstr', lambda d: 'Yes' if d['podcast'] else 'No'),
-]
-V1_COLUMNS = [
-    ('Artist', 'bstr', lambda d: narrow(d['v1Artist'])),
-    ('Album', 'bstr', lambda d: narrow(d['v1Album'])),
-    ('Year', 'i4', lambda d: year(d['v1Year'])),
-    ('Track', 'i4', lambda d: known(d['v1Track'], 255)),
-    ('Genre', 'bstr', lambda d: d['v1GenreName']),
+    ('System.Title', 'string', None, lambda d: narrow(d['v1Title'])),
+    ('System.Comment', 'string', None, lambda d: narrow(d['v1Comment'])),
+    ('System.Music.Artist', 'strings', 'Artist', lambda d: narrow(d['v1Artist'])),
+    ('System.Music.AlbumTitle', 'string', 'Album', lambda d: narrow(d['v1Album'])),
+    ('System.Media.Year', 'uint32', 'Year', lambda d: year(d['v1Year'])),
+    ('System.Music.TrackNumber', 'uint32', 'Track', lambda d: known(d['v1Track'], 255)),
+    ('System.Music.Genre', 'strings', 'Genre', lambda d: d['v1GenreName']),
 ]
 AUDIO_COLUMNS = [
     ('Duration', 'ui8', lambda d: d['duration'] * 10_000_000),
@@ -139,7 +108,9 @@ def expected_items(dump):
         rows = V2 if dump['v2Present'] else V1 if dump['v1Present'] else []
     items = {'System.Media.Duration': ('uint64', audio['duration'] * 10_000_000),
              'System.Audio.EncodingBitrate': ('uint32', audio['bitRate'] * 1000)}
-    for name, kind, value in rows:
+    for name, kind, _, value in rows:
+        if name is None:
+            continue
         value = value(dump)
         if name in ('System.Media.Year', 'System.Music.TrackNumber', 'System.Music.PartOfSet') \
                 and value is None:
@@ -158,14 +129,15 @@ def expected_items(dump):
 
 
 def expected_columns(dump):
-    rows = V2_COLUMNS if dump['opened'] and dump['v2Present'] else \
-        V1_COLUMNS if dump['v1Present'] else []
-    columns = {}
-    for title, kind, value in rows + (AUDIO_COLUMNS if dump['opened'] else []):
-        value = value(dump)
-        value = text_of(value) or None if kind == 'bstr' else value
+    rows = V2 if dump['opened'] and dump['v2Present'] else V1 if dump['v1Present'] else []
+    columns = {title: (kind, value(dump)) for title, kind, value in AUDIO_COLUMNS
+               if dump['opened']}
+    for _, kind, title, value in rows:
+        if title is None:
+            continue
+        value = value(dump) if kind == 'uint32' else text_of(value(dump)) or None
         if value is not None:
-            columns[title] = (kind, value)
+            columns[title] = ('i4' if kind == 'uint32' else 'bstr', value)
     return columns
 
 
