@@ -19,8 +19,8 @@ for folder in $headers; do
   [[ $folder == */include/c++* ]] && include+=("--extra-arg=-isystem$folder")
 done
 
-skipped=(':!tests/*')
-[[ ${1:-} != --all ]] || skipped=(':!tests/bench/*')
+skipped=(':!tests/*' ':!bench/*' ':!fuzz/*')
+[[ ${1:-} != --all ]] || skipped=(':!bench/*')
 sources=$(git ls-files -co --exclude-standard '*.cpp' "${skipped[@]}")
 native=$(grep -oP '"file": "\K[^"]+' build/native/compile_commands.json | sed "s|^$PWD/||")
 
