@@ -1,6 +1,7 @@
 #include "handlers/com_stream_source.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <memory>
 
@@ -40,7 +41,7 @@ ReadResult ComStreamSource::Read(std::span<std::byte> into) {
   ULONG count = 0;
   const HRESULT result = stream_.Read(into.data(), wanted, &count);
   // What a failing call says of its count is not believed, nor a count above what was asked for.
-  return FAILED(result) ? ReadResult{0, true} : ReadResult{std::min(count, wanted), false};
+  return FAILED(result) ? ReadResult{0, EIO} : ReadResult{std::min(count, wanted)};
 }
 
 std::optional<std::uint64_t> ComStreamSource::Seek(std::int64_t offset, SeekOrigin origin) {

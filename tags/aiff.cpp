@@ -1,19 +1,11 @@
 #include "tags/aiff.h"
 
-#include <array>
-#include <optional>
-
-#include "diag/log.h"
 #include "tags/text_helpers.h"
 
 namespace tagsmith {
 namespace {
 
-constexpr std::size_t kIdSize = 4;
-constexpr std::uint32_t kFormHeaderSize = 8;  // "FORM" and the size itself
 constexpr std::uint32_t kCommonSize = 18;
-
-using ChunkId = std::array<std::byte, kIdSize>;
 
 std::optional<std::uint32_t> ReadNumber32(SourceReader& reader) {
   std::array<std::byte, 4> bytes{};
@@ -63,85 +55,37 @@ void ReadCommon(SourceReader& reader, AiffCommon& common) {
   }
 }
 
-/// False when the mismatch ends the opening.
-bool CheckFormSize(const ID3Tag& tag, std::uint32_t formSize, std::uint32_t fileSize,
-                   const AiffWalkRules& rules) {
-  if (formSize + kFormHeaderSize == fileSize) {
-    return true;
+}  // namespace
+
+std::optional<AiffForm> ReadAiffForm(SourceReader& reader) {
+  const std::optional<std::uint32_t> size = ReadNumber32(reader);
+  if (!size) {
+    return std::nullopt;
   }
-  if (!rules.stopsAtSizeMismatch) {
-    const auto asSigned = [](std::uint32_t size) {
-      return static_cast<long>(static_cast<std::int32_t>(size));
-    };
-    WriteLogLine(kLogWarning, "Size in header is not consistent with file size (%ld <> %ld - 8)",
-                 asSigned(formSize), asSigned(fileSize));
-    return true;
-  }
-  WriteLogLine(kLogWarning, "Size in header is not consistent with file size (%lu <> %lu - 8)%s",
-               static_cast<unsigned long>(formSize), static_cast<unsigned long>(fileSize),
-               tag.ignoreSizeErrors ? " (ignoring...)" : "");
-  return tag.ignoreSizeErrors;
+  AiffForm form{.size = *size};
+  reader.Read(form.type);
+  return form;
 }
 
-/// Whether the chunks behind this form type are walked.
-bool TakeFormType(SourceReader& reader, const AiffWalkRules& rules) {
-  ChunkId type{};
-  const bool isWhole = reader.Read(type) == type.size();
-  const bool isTaken = isWhole && (BeginsWithWord(type, "AIFF") ||
-                                   (rules.takesCompressed && BeginsWithWord(type, "AIFC")));
-  if (!rules.announcesForm) {
-    return isTaken;
-  }
-  const std::string_view text = AsText(type);
-  if (isTaken) {
-    WriteLogLine(kLogInformation, "%sAIFF header found",
-                 ToLower(text[3]) == 'c' ? "Compressed " : "");
-  } else {
-    WriteLogLine(kLogError, "AIFF error: Expected AIFF but found %c%c%c%c", text[0], text[1],
-                 text[2], text[3]);
-  }
-  return isTaken;
-}
-
-void WalkChunks(ID3Tag& tag, SourceReader& reader, AiffCommon& common, const AiffWalkRules& rules) {
+AiffChunks WalkAiffChunks(SourceReader& reader) {
+  AiffChunks chunks;
   while (const std::optional<ChunkId> id = ReadId(reader)) {
     const std::optional<std::uint32_t> chunkSize = ReadNumber32(reader);
     if (!chunkSize) {
-      return;  // fewer than 4 bytes: the next ID cannot be whole either
+      break;  // fewer than 4 bytes: the next ID cannot be whole either
     }
     std::uint32_t size = *chunkSize + *chunkSize % 2;  // may wrap to 0: nothing to skip then
     if (BeginsWithWord(*id, "ID3 ")) {
-      if (rules.storesTagSizeAsOffset) {
-        tag.details.audioOffset = size;
-      } else {
-        tag.id3AreaSize = size;
-      }
-      return;
+      chunks.tagSize = size;
+      break;
     }
     if (BeginsWithWord(*id, "COMM") && size >= kCommonSize) {
-      ReadCommon(reader, common);
+      ReadCommon(reader, chunks.common);
       size -= kCommonSize;
     }
     reader.Skip(size);
   }
-}
-
-}  // namespace
-
-bool WalkAiff(ID3Tag& tag, SourceReader& reader, AiffCommon& common, std::uint32_t fileSize,
-              const AiffWalkRules& rules) {
-  if (const std::optional<std::uint32_t> formSize = ReadNumber32(reader)) {
-    if (!CheckFormSize(tag, *formSize, fileSize, rules)) {
-      return false;
-    }
-    if (TakeFormType(reader, rules)) {
-      WalkChunks(tag, reader, common, rules);
-    }
-  }
-  if (rules.makesDetails) {
-    MakeAiffDetails(tag, common);
-  }
-  return true;
+  return chunks;
 }
 
 bool MakeAiffDetails(ID3Tag& tag, const AiffCommon& common) {

@@ -2,7 +2,10 @@
 // details need them.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "tags/source_reader.h"
 #include "tags/tag_model.h"
@@ -17,30 +20,32 @@ struct AiffCommon {
   std::uint32_t sampleRate = 0;  // whole hertz
 };
 
-/// Where the walk over a file's chunks and that over a stream's differ, on purpose.
-struct AiffWalkRules {
-  bool stopsAtSizeMismatch;    // unless the tag says that size errors are ignored
-  bool takesCompressed;        // form type AIFC too
-  bool announcesForm;          // log the form type that was found, or that it is none
-  bool storesTagSizeAsOffset;  // the ID3 chunk's size goes to audioOffset, not to id3AreaSize
-  bool makesDetails;           // fill the details at the end of the walk
-};
-inline constexpr AiffWalkRules kAiffFileRules{.stopsAtSizeMismatch = true,
-                                              .takesCompressed = true,
-                                              .announcesForm = true,
-                                              .storesTagSizeAsOffset = false,
-                                              .makesDetails = false};
-inline constexpr AiffWalkRules kAiffStreamRules{.stopsAtSizeMismatch = false,
-                                                .takesCompressed = false,
-                                                .announcesForm = false,
-                                                .storesTagSizeAsOffset = true,
-                                                .makesDetails = true};
+using ChunkId = std::array<std::byte, 4>;
 
-/// Walks the chunks, the reader standing behind "FORM". Fills `common` from COMM and leaves the
-/// reader at the data of the ID3 chunk, if there is one. `fileSize` is the low 32 bits of the size.
-/// False when the rules make an inconsistent size end the opening.
-bool WalkAiff(ID3Tag& tag, SourceReader& reader, AiffCommon& common, std::uint32_t fileSize,
-              const AiffWalkRules& rules);
+/// What stands between "FORM" and the first chunk.
+struct AiffForm {
+  std::uint32_t size = 0;  // of all that follows, in bytes, as the file says
+  ChunkId type{};          // "AIFF", "AIFC"; zeros where the file ends
+};
+
+/// Reads the form's size and type. Nothing when the size is cut.
+std::optional<AiffForm> ReadAiffForm(SourceReader& reader);
+
+/// Whether the form and its header of eight bytes are a file of `fileSize` bytes, both counted
+/// with 32 bits.
+constexpr bool Fills(const AiffForm& form, std::uint32_t fileSize) {
+  return form.size + 8 == fileSize;
+}
+
+/// What the walk over the chunks found.
+struct AiffChunks {
+  AiffCommon common;                     // as far as there is a COMM chunk
+  std::optional<std::uint32_t> tagSize;  // bytes of the ID3 chunk's data, made even
+};
+
+/// Walks the chunks from the reader's position on, up to the ID3 chunk, at whose data the reader
+/// then stands, or to the end.
+AiffChunks WalkAiffChunks(SourceReader& reader);
 
 /// Fills the track details from what COMM said. False when there is no sample rate; version and
 /// layer index then mark AIFF all the same.

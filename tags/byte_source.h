@@ -16,7 +16,7 @@ enum class SeekOrigin { kBegin, kCurrent, kEnd };
 
 struct ReadResult {
   std::size_t count = 0;  // bytes delivered
-  bool failed = false;    // the source reported an error, not merely the end
+  int error = 0;          // an errno value; 0: the source reported no error, at most the end
 };
 
 struct SourceStatus {
@@ -31,8 +31,8 @@ class ByteSource {
   ByteSource& operator=(const ByteSource&) = delete;
   virtual ~ByteSource() = default;
 
-  /// Reads up to `into.size()` bytes from the current position and moves behind them. Fewer bytes
-  /// are no proof of the end; none are.
+  /// Reads up to `into.size()` bytes from the current position and moves past them. Fewer bytes are
+  /// no proof of the end; none are.
   virtual ReadResult Read(std::span<std::byte> into) = 0;
 
   /// Moves the position; returns it, counted from the beginning, or nothing when it did not move.

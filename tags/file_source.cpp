@@ -1,5 +1,7 @@
 #include "tags/file_source.h"
 
+#include <cerrno>
+
 #include "tags/platform.h"
 
 namespace tagsmith {
@@ -19,16 +21,16 @@ int StreamOrigin(SeekOrigin origin) {
 
 }  // namespace
 
-FileSource::FileSource(FileHandle file, std::string name)
+FileSource::FileSource(FilePointer file, std::string name)
     : file_(std::move(file)), name_(std::move(name)) {
   std::setvbuf(file_.get(), nullptr, _IONBF, 0);
 }
 
 ReadResult FileSource::Read(std::span<std::byte> into) {
   const std::size_t count = std::fread(into.data(), 1, into.size(), file_.get());
-  const bool failed = std::ferror(file_.get()) != 0;
+  const int error = std::ferror(file_.get()) != 0 ? errno : 0;
   std::clearerr(file_.get());
-  return {count, failed};
+  return {count, error};
 }
 
 std::optional<std::uint64_t> FileSource::Seek(std::int64_t offset, SeekOrigin origin) {

@@ -1,8 +1,5 @@
 #include "tags/id3v1.h"
 
-#include <cerrno>
-
-#include "diag/log.h"
 #include "format/bounded.h"
 #include "tags/genre_table.h"
 #include "tags/text_helpers.h"
@@ -28,14 +25,12 @@ constexpr std::size_t kGenreOffset = 127;
 
 }  // namespace
 
-bool LoadV1Tag(ID3Tag& tag, SourceReader& reader, ShortV1Block whenShort) {
-  const bool isPositioned = reader.SeekFromEnd(kV1BlockSize);
-  errno = 0;  // the message shall tell of the read
+bool LoadV1Tag(ID3Tag& tag, SourceReader& reader) {
+  if (!reader.SeekFromEnd(kV1BlockSize)) {
+    return false;
+  }
   const ByteView block = reader.Peek(kV1BlockSize);
-  if (!isPositioned || block.size() < kV1BlockSize) {
-    if (whenShort == ShortV1Block::kLog) {
-      WriteLogLine(kLogError, "Failed to load the V1 tag (error: %.255s)", ErrorText(errno));
-    }
+  if (block.size() < kV1BlockSize) {
     return false;
   }
   if (AsText(block).starts_with("TAG")) {

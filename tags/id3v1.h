@@ -10,12 +10,9 @@ namespace tagsmith {
 
 inline constexpr std::size_t kV1BlockSize = 128;
 
-/// What becomes of a block that cannot be read whole.
-enum class ShortV1Block { kLog, kIgnore };
-
 /// Reads the last 128 bytes and, when they begin with "TAG" (upper case), fills the ID3v1 values
-/// and sets v1Loaded. False only when the block could not be read.
-bool LoadV1Tag(ID3Tag& tag, SourceReader& reader, ShortV1Block whenShort);
+/// and sets v1Loaded. False only when the block could not be read whole.
+bool LoadV1Tag(ID3Tag& tag, SourceReader& reader);
 
 /// Fills the ID3v1 values from a block that begins with "TAG". Texts end at their first zero byte
 /// and keep trailing blanks; the comment has 29 characters at the most; the track byte is taken

@@ -1,6 +1,5 @@
 #include "tags/id3v2.h"
 
-#include <cerrno>
 #include <limits>
 #include <vector>
 
@@ -309,16 +308,9 @@ std::uint32_t ProbeV2Tag(const ID3Tag& tag, SourceReader& reader) {
 }
 
 bool LoadV2Tag(ID3Tag& tag, SourceReader& reader, std::uint32_t size, bool keepUnicode,
-               ShortV2Tag whenShort, std::size_t lookAhead) {
-  errno = 0;  // the message shall tell of the read
+               std::size_t lookAhead) {
   const ByteView bytes = reader.Take(size, lookAhead);
-  if (bytes.size() < size) {
-    if (whenShort == ShortV2Tag::kLog) {
-      WriteLogLine(kLogError, "Failed to load the tag data (error: %.255s)", ErrorText(errno));
-    }
-    return false;
-  }
-  return ParseV2Tag(tag, bytes, keepUnicode);
+  return bytes.size() == size && ParseV2Tag(tag, bytes, keepUnicode);
 }
 
 bool ParseV2Tag(ID3Tag& tag, ByteView buffer, bool keepUnicode) {

@@ -19,13 +19,10 @@ std::uint32_t GetV2TagSize(ByteView bytes);
 /// where the reader stands afterwards.
 std::uint32_t ProbeV2Tag(const ID3Tag& tag, SourceReader& reader);
 
-/// What becomes of a tag that is shorter than its header says.
-enum class ShortV2Tag { kLog, kIgnore };
-
 /// Reads a tag of `size` bytes from the reader's position and parses it. The `lookAhead` bytes
-/// behind the tag are fetched with it. False, with nothing parsed, when fewer bytes arrive.
+/// after the tag are fetched with it. False, with nothing parsed, when fewer bytes arrive.
 bool LoadV2Tag(ID3Tag& tag, SourceReader& reader, std::uint32_t size, bool keepUnicode,
-               ShortV2Tag whenShort, std::size_t lookAhead);
+               std::size_t lookAhead = 0);
 
 /// Parses a whole tag, header first, and sets v2Version and, except after two kinds of fault,
 /// v2Present. Values are added to those that the tag model holds. `keepUnicode` false narrows texts

@@ -24,7 +24,7 @@ class MemorySource : public ByteSource {
       std::memcpy(into.data(), bytes_.data() + start, count);
     }
     position_ += count;
-    return {count, false};
+    return {count};
   }
 
   std::optional<std::uint64_t> Seek(std::int64_t offset, SeekOrigin origin) override {

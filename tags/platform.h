@@ -3,16 +3,22 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace tagsmith {
 
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using FilePointer = std::unique_ptr<std::FILE, FileCloser>;
+
 /// Opens a file by its UTF-8 path in one of fopen's modes; null on failure, with errno set.
 /// On Windows the path may have 260 characters, terminator included; one that is not valid UTF-8
 /// is opened as it stands.
-std::FILE* OpenFile(const char* path, const char* mode);
+FilePointer OpenFile(const char* path, const char* mode);
 
 /// The file's size in bytes, nothing when the system does not tell.
 std::optional<std::uint64_t> FileSizeOf(std::FILE* file);

@@ -5,7 +5,9 @@
 
 namespace tagsmith {
 
-std::FILE* OpenFile(const char* path, const char* mode) { return std::fopen(path, mode); }
+FilePointer OpenFile(const char* path, const char* mode) {
+  return FilePointer(std::fopen(path, mode));
+}
 
 std::optional<std::uint64_t> FileSizeOf(std::FILE* file) {
   struct stat status {};

@@ -8,15 +8,15 @@
 
 namespace tagsmith {
 
-std::FILE* OpenFile(const char* path, const char* mode) {
+FilePointer OpenFile(const char* path, const char* mode) {
   std::array<wchar_t, 260> widePath{};
   if (MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path, -1, widePath.data(),
                           static_cast<int>(widePath.size())) == 0) {
-    return std::fopen(path, mode);
+    return FilePointer(std::fopen(path, mode));
   }
   std::array<wchar_t, 64> wideMode{};
   MultiByteToWideChar(CP_ACP, 0, mode, -1, wideMode.data(), static_cast<int>(wideMode.size()) - 1);
-  return _wfopen(widePath.data(), wideMode.data());
+  return FilePointer(_wfopen(widePath.data(), wideMode.data()));
 }
 
 std::optional<std::uint64_t> FileSizeOf(std::FILE* file) {

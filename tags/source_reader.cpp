@@ -154,9 +154,10 @@ std::size_t SourceReader::ReadSource(std::span<std::byte> into, std::size_t need
     return 0;
   }
   ReadResult result = source_.Read(into);
-  if (result.failed && result.count == 0 && needed < into.size()) {
+  if (result.error != 0 && result.count == 0 && needed < into.size()) {
     result = source_.Read(into.first(needed));
   }
+  lastError_ = result.error;
   physical_ += result.count;
   atEnd_ = result.count == 0;
   return result.count;

@@ -56,7 +56,7 @@ class SourceReader {
   /// Reads `count` bytes as one view, good until the next call; fewer only at the end. Memory is
   /// taken only for bytes that arrive. The `lookAhead` bytes behind them (kSmallBlock at the most)
   /// are fetched in the same read of the source, to be read next.
-  ByteView Take(std::uint64_t count, std::size_t lookAhead);
+  ByteView Take(std::uint64_t count, std::size_t lookAhead = 0);
 
   /// Moves forward, or back as far as the beginning; always works, even beyond the end.
   void Skip(std::int64_t count);
@@ -76,6 +76,10 @@ class SourceReader {
 
   /// Moves the source to the reader's position.
   void Settle();
+
+  /// The error of the last read of the source as an errno value; 0 when it went well or met the
+  /// end.
+  [[nodiscard]] int LastError() const { return lastError_; }
 
  private:
   [[nodiscard]] std::size_t InWindow() const {
@@ -103,6 +107,7 @@ class SourceReader {
   std::size_t windowLength_ = 0;
   bool baseKnown_ = false;  // positions count from the beginning
   bool atEnd_ = false;      // the source has nothing at physical_
+  int lastError_ = 0;
   std::array<std::byte, kSmallBlock> smallBlock_;
   std::unique_ptr<std::byte[]> largeBlock_;
   std::span<std::byte> window_;

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "diag/log.h"
 #include "tags/aiff.h"
@@ -18,38 +19,6 @@
 
 namespace tagsmith {
 namespace {
-
-/// Where opening by path and opening a stream differ on purpose, apart from the content test and
-/// the choice of the MPEG analysis.
-struct OpeningRules {
-  AiffWalkRules aiff;
-  ShortV1Block shortV1Block;
-  ShortV2Tag shortV2Tag;
-  bool marksFailedV2Step;        // v2Loaded is set although the tag could not be read
-  bool returnsBehindV2Probe;     // without a tag, the 10 bytes looked at count as not read
-  bool seeksBehindV2Tag;         // go to the absolute offset of the tag's size afterwards
-  std::size_t bytesBehindV2Tag;  // that are going to be read next
-};
-
-constexpr OpeningRules kFileRules{
-    .aiff = kAiffFileRules,
-    .shortV1Block = ShortV1Block::kLog,
-    .shortV2Tag = ShortV2Tag::kLog,
-    .marksFailedV2Step = true,
-    .returnsBehindV2Probe = true,
-    .seeksBehindV2Tag = true,
-    .bytesBehindV2Tag = 0,
-};
-
-constexpr OpeningRules kStreamRules{
-    .aiff = kAiffStreamRules,
-    .shortV1Block = ShortV1Block::kIgnore,
-    .shortV2Tag = ShortV2Tag::kIgnore,
-    .marksFailedV2Step = false,
-    .returnsBehindV2Probe = false,
-    .seeksBehindV2Tag = false,
-    .bytesBehindV2Tag = kMpegBufferSize,
-};
 
 constexpr std::size_t kMagicSize = 4;
 
@@ -99,25 +68,55 @@ bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
   return search.found || search.endedOnSync || Refuse("MP3", magic);
 }
 
-/// Reads the ID3v2 tag at the beginning (MPEG) or at the reader's position (others).
-void ReadV2Tag(ID3Tag& tag, SourceReader& reader, bool keepUnicode, ProgressCallback progress,
-               const OpeningRules& rules) {
-  const std::uint32_t size = ProbeV2Tag(tag, reader);
-  if (size == 0) {
-    if (!rules.returnsBehindV2Probe) {
-      reader.Skip(static_cast<std::int64_t>(reader.Peek(kV2HeaderSize).size()));
+/// Reads the chunks of an AIFF file; nothing when its size ends the opening.
+std::optional<AiffCommon> ReadFileChunks(ID3Tag& tag, SourceReader& reader,
+                                         std::uint32_t fileSize) {
+  reader.SeekTo(kMagicSize);
+  const std::optional<AiffForm> form = ReadAiffForm(reader);
+  if (!form) {
+    return AiffCommon{};
+  }
+  if (!Fills(*form, fileSize)) {
+    WriteLogLine(kLogWarning, "Size in header is not consistent with file size (%lu <> %lu - 8)%s",
+                 static_cast<unsigned long>(form->size), static_cast<unsigned long>(fileSize),
+                 tag.ignoreSizeErrors ? " (ignoring...)" : "");
+    if (!tag.ignoreSizeErrors) {
+      return std::nullopt;
     }
-    return;
   }
-  Report(progress, "Loading V2...", 40);
-  const bool isLoaded = LoadV2Tag(tag, reader, size, keepUnicode, rules.shortV2Tag,
-                                  tag.isMpeg ? rules.bytesBehindV2Tag : 0);
-  if (rules.seeksBehindV2Tag) {
-    reader.SeekTo(size);
+  const bool isCompressed = BeginsWithWord(form->type, "AIFC");
+  if (!isCompressed && !BeginsWithWord(form->type, "AIFF")) {
+    const std::string_view type = AsText(form->type);
+    WriteLogLine(kLogError, "AIFF error: Expected AIFF but found %c%c%c%c", type[0], type[1],
+                 type[2], type[3]);
+    return AiffCommon{};
   }
-  if (isLoaded || rules.marksFailedV2Step) {
-    tag.v2Loaded = true;
+  WriteLogLine(kLogInformation, "%sAIFF header found", isCompressed ? "Compressed " : "");
+  const AiffChunks chunks = WalkAiffChunks(reader);
+  tag.id3AreaSize = chunks.tagSize.value_or(tag.id3AreaSize);
+  return chunks.common;
+}
+
+/// Reads the chunks of an AIFF stream, compressed ones not.
+AiffCommon ReadStreamChunks(ID3Tag& tag, SourceReader& reader, std::int32_t fileSize) {
+  if (!BeginsWithWord(reader.Take(kMagicSize), "FORM")) {
+    return {};
   }
+  const std::optional<AiffForm> form = ReadAiffForm(reader);
+  if (!form) {
+    return {};
+  }
+  if (!Fills(*form, static_cast<std::uint32_t>(fileSize))) {
+    WriteLogLine(kLogWarning, "Size in header is not consistent with file size (%ld <> %ld - 8)",
+                 static_cast<long>(static_cast<std::int32_t>(form->size)),
+                 static_cast<long>(fileSize));
+  }
+  if (!BeginsWithWord(form->type, "AIFF")) {
+    return {};
+  }
+  const AiffChunks chunks = WalkAiffChunks(reader);
+  tag.details.audioOffset = chunks.tagSize.value_or(tag.details.audioOffset);
+  return chunks.common;
 }
 
 void FinishTexts(ID3Tag& tag, std::uint64_t fileSize) {
@@ -143,16 +142,28 @@ void ReadFileTrack(ID3Tag& tag, ByteSource& source, const char* path, std::uint3
   const auto fileSize = static_cast<std::uint32_t>(actualSize);
   AiffCommon common;
   if (tag.isAiff) {
-    reader.SeekTo(kMagicSize);
-    if (!WalkAiff(tag, reader, common, fileSize, kFileRules.aiff)) {
+    const std::optional<AiffCommon> read = ReadFileChunks(tag, reader, fileSize);
+    if (!read) {
       return;
     }
+    common = *read;
   }
   if (tag.isMpeg) {
     Report(progress, "Loading V1...", 20);
-    LoadV1Tag(tag, reader, kFileRules.shortV1Block);
+    if (!LoadV1Tag(tag, reader)) {
+      WriteLogLine(kLogError, "Failed to load the V1 tag (error: %.255s)",
+                   ErrorText(reader.LastError()));
+    }
   }
-  ReadV2Tag(tag, reader, tag.keepUnicode, progress, kFileRules);
+  if (const std::uint32_t size = ProbeV2Tag(tag, reader); size != 0) {
+    Report(progress, "Loading V2...", 40);
+    if (!LoadV2Tag(tag, reader, size, tag.keepUnicode)) {
+      WriteLogLine(kLogError, "Failed to load the tag data (error: %.255s)",
+                   ErrorText(reader.LastError()));
+    }
+    reader.SeekTo(size);
+    tag.v2Loaded = true;
+  }
   Report(progress, "Parsing...", 70);
   if (tag.isMpeg) {
     result = AnalyseMpegFrames(tag, reader, fileSize, scanMode, progress);
@@ -210,15 +221,16 @@ void ReadStreamTrack(ID3Tag& tag, ByteSource& source, bool& result) {
 
   AiffCommon common;
   if (tag.isAiff) {
-    std::array<std::byte, kMagicSize> magic{};
-    if (reader.Read(magic) == magic.size() && BeginsWithWord(magic, "FORM")) {
-      WalkAiff(tag, reader, common, static_cast<std::uint32_t>(fileSize), kStreamRules.aiff);
-    }
+    common = ReadStreamChunks(tag, reader, fileSize);
   }
   if (tag.isMpeg) {
-    LoadV1Tag(tag, reader, kStreamRules.shortV1Block);
+    LoadV1Tag(tag, reader);
   }
-  ReadV2Tag(tag, reader, true, nullptr, kStreamRules);
+  if (const std::uint32_t size = ProbeV2Tag(tag, reader); size == 0) {
+    reader.Take(kV2HeaderSize);  // without a tag, the bytes looked at count as read
+  } else if (LoadV2Tag(tag, reader, size, true, tag.isMpeg ? kMpegBufferSize : 0)) {
+    tag.v2Loaded = true;
+  }
   FinishTexts(tag, static_cast<std::uint64_t>(std::int64_t{fileSize}));
   if (tag.isMpeg) {
     result = AnalyseStreamFrame(tag, reader, static_cast<std::uint32_t>(fileSize));
@@ -253,7 +265,7 @@ bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
   bool result = false;
   try {
     errno = 0;
-    FileHandle file(OpenFile(path, "rb"));
+    FilePointer file = OpenFile(path, "rb");
     if (file == nullptr) {
       WriteLogLine(kLogError, "Failed to open the file '%s' for reading (error: %s)", path,
                    ErrorText(errno));
@@ -296,7 +308,7 @@ bool CheckExtension(const char* path, ID3Tag* tag) {
 
 bool IsReadOnly(const char* path) {
   errno = 0;
-  if (FileHandle(OpenFile(path, "rb+")) != nullptr) {
+  if (OpenFile(path, "rb+") != nullptr) {
     return false;
   }
   const int error = errno;

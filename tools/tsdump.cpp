@@ -112,7 +112,7 @@ std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
 }
 
 bool OpenAsStream(ID3Tag& tag, const std::string& path) {
-  FileHandle file(OpenFile(path.c_str(), "rb"));
+  FilePointer file = OpenFile(path.c_str(), "rb");
   if (file == nullptr) {
     return OpenTrackFromStream(nullptr, &tag);
   }

@@ -1,76 +1,67 @@
 #include "tags/aiff.h"
 
+#include "tags/track_opening.h"
 #include "tests/unit/test_support.h"
 
 namespace tagsmith::test {
 namespace {
 
-struct Walked {
-  bool goesOn = false;
-  ID3Tag tag;
-  AiffCommon common;
-  std::uint64_t position = 0;
-  Lines log;
-};
-
-void Walk(Walked& walked, std::string_view file, const AiffWalkRules& rules) {
-  const LogWatch log;
+/// The chunks of a file; "FORM" and the eight bytes after it are only skipped.
+AiffCommon Walk(std::string_view file) {
   MemorySource source(Bytes(file), "");
   SourceReader reader(source, file.size());
-  reader.SeekTo(4);
-  walked.goesOn =
-      WalkAiff(walked.tag, reader, walked.common, static_cast<std::uint32_t>(file.size()), rules);
-  walked.position = reader.Position();
-  walked.log = LogWatch::Messages();
+  reader.SeekTo(12);
+  return WalkAiffChunks(reader).common;
 }
 
-TEST(AiffWalk, FileAndStreamDiffer) {
+TEST(Aiff, FileAndStreamDiffer) {
   const std::string comm = CommChunk(2, 441005, 16);
-  const std::string id3 = Chunk("ID3 ", "tag");
-  const std::string good = Aiff("AIFF", Chunk("NAME", "odd") + comm + id3);
+  const std::string good = Aiff("AIFF", Chunk("NAME", "odd") + comm + Chunk("ID3 ", "tag"));
+  const std::string compressed = Aiff("AIFC", comm);
+  const std::string other = Aiff("8SVX", comm);
+  const std::string unsized = "FORM\0\0"s;
   std::string wrongSize = good;
   wrongSize[7] = static_cast<char>(wrongSize[7] + 1);
   const std::string mismatch = "2 Size in header is not consistent with file size (55 <> 62 - 8)";
   struct Case {
     const std::string& file;
+    bool asStream;
     bool ignoreSizeErrors;
-    const AiffWalkRules& rules;
-    bool goesOn;
     std::uint32_t rate;
+    int version;
     Lines log;
   };
-  const std::string compressed = Aiff("AIFC", comm);
-  const std::string other = Aiff("8SVX", comm);
   const Case cases[] = {
-      {good, false, kAiffFileRules, true, 44100, {"3 AIFF header found"}},
-      {good, false, kAiffStreamRules, true, 44100, {}},
-      {compressed, false, kAiffFileRules, true, 44100, {"3 Compressed AIFF header found"}},
-      {compressed, false, kAiffStreamRules, true, 0, {}},
-      {other, false, kAiffFileRules, true, 0, {"1 AIFF error: Expected AIFF but found 8SVX"}},
-      {other, false, kAiffStreamRules, true, 0, {}},
-      {wrongSize, false, kAiffFileRules, false, 0, {mismatch}},
-      {wrongSize,
-       true,
-       kAiffFileRules,
-       true,
-       44100,
-       {mismatch + " (ignoring...)", "3 AIFF header found"}},
-      {wrongSize, true, kAiffStreamRules, true, 44100, {mismatch}},
+      {good, false, false, 44100, 5, {"3 AIFF header found"}},
+      {good, true, false, 44100, 5, {}},
+      {compressed, false, false, 44100, 5, {"3 Compressed AIFF header found"}},
+      {compressed, true, false, 0, 5, {}},
+      {other, false, false, 0, 5, {"1 AIFF error: Expected AIFF but found 8SVX"}},
+      {other, true, false, 0, 5, {}},
+      {wrongSize, false, false, 0, 0, {mismatch}},
+      {wrongSize, false, true, 44100, 5, {mismatch + " (ignoring...)", "3 AIFF header found"}},
+      {wrongSize, true, true, 44100, 5, {mismatch}},
+      {unsized, false, false, 0, 5, {}},
   };
   for (const Case& c : cases) {
-    Walked walked;
-    walked.tag.ignoreSizeErrors = c.ignoreSizeErrors;
-    Walk(walked, c.file, c.rules);
-    EXPECT_EQ(walked.goesOn, c.goesOn);
-    EXPECT_EQ(walked.common.sampleRate, c.rate);
-    EXPECT_EQ(walked.log, c.log);
-    const bool hasTag = c.rate != 0 && &c.file != &compressed;
-    EXPECT_EQ(walked.tag.id3AreaSize, hasTag && !c.rules.makesDetails ? 4U : 0U);
-    EXPECT_EQ(walked.tag.details.audioOffset, hasTag && c.rules.makesDetails ? 4U : 0U);
-    EXPECT_EQ(walked.tag.details.versionIndex, c.rules.makesDetails ? 5 : 0);
-    if (hasTag) {
-      EXPECT_EQ(walked.position, good.size() - 4);
+    ID3Tag tag;
+    tag.ignoreSizeErrors = c.ignoreSizeErrors;
+    const TemporaryFile file("a.aif", c.file);
+    MemorySource source(Bytes(c.file), "a.aif");
+    const LogWatch watch;
+    const bool isOpened = c.asStream ? OpenTrackFromStream(&source, &tag)
+                                     : OpenTrackFromFile(tag, file.Path(), 0, nullptr, false);
+    Lines log = LogWatch::Messages();
+    if (!c.asStream) {
+      log.erase(log.begin());  // names the file
     }
+    EXPECT_EQ(log, c.log);
+    EXPECT_EQ(isOpened, c.rate != 0);
+    EXPECT_EQ(tag.details.sampleRateField, c.rate);
+    EXPECT_EQ(tag.details.versionIndex, c.version);
+    const std::uint32_t tagSize = c.rate != 0 && &c.file != &compressed ? 4 : 0;
+    EXPECT_EQ(tag.id3AreaSize, c.asStream ? 0 : tagSize);
+    EXPECT_EQ(tag.details.audioOffset, c.asStream ? tagSize : 0);
   }
 }
 
@@ -92,16 +83,10 @@ TEST(AiffWalk, EndsWithTheFile) {
       {"", 0, 0},
   };
   for (const Case& c : cases) {
-    Walked walked;
-    Walk(walked, Aiff("AIFF", c.chunks), kAiffFileRules);
-    EXPECT_TRUE(walked.goesOn);
-    EXPECT_EQ(walked.common.sampleRate, c.rate);
-    EXPECT_EQ(walked.common.channels, c.channels);
+    const AiffCommon common = Walk(Aiff("AIFF", c.chunks));
+    EXPECT_EQ(common.sampleRate, c.rate);
+    EXPECT_EQ(common.channels, c.channels);
   }
-  Walked unsized;
-  Walk(unsized, "FORM\0\0", kAiffFileRules);
-  EXPECT_TRUE(unsized.goesOn);
-  EXPECT_EQ(unsized.log, Lines{});
 }
 
 TEST(AiffCommon, SampleRates) {
@@ -114,11 +99,8 @@ TEST(AiffCommon, SampleRates) {
       {"\0\0\xFF\xFF\xFF\xFF"s, 4},
   };
   for (const auto& [rate, expected] : cases) {
-    Walked walked;
-    Walk(walked,
-         Aiff("AIFF", Chunk("COMM", Big16(2) + Big32(1) + Big16(16) + rate + "\xFF\xFF\xFF\xFF")),
-         kAiffFileRules);
-    EXPECT_EQ(walked.common.sampleRate, expected);
+    const std::string fields = Big16(2) + Big32(1) + Big16(16) + rate + "\xFF\xFF\xFF\xFF";
+    EXPECT_EQ(Walk(Aiff("AIFF", Chunk("COMM", fields))).sampleRate, expected);
   }
 }
 

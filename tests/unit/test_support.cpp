@@ -1,6 +1,7 @@
 #include "tests/unit/test_support.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <fstream>
 
@@ -160,7 +161,7 @@ ReadResult ProbeSource::Read(std::span<std::byte> into) {
     throw std::runtime_error("read");
   }
   if (position + into.size() > failsFrom) {
-    return {0, true};
+    return {0, EIO};
   }
   const ReadResult result = MemorySource::Read(into.first(std::min(into.size(), largestRead)));
   position += result.count;
