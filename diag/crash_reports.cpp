@@ -5,8 +5,8 @@
 
 #include "diag/log.h"
 #include "diag/minidump.h"
-#include "diag/system_library.h"
 #include "format/bounded.h"
+#include "platform/system_library.h"
 
 namespace tagsmith {
 namespace {

@@ -3,22 +3,17 @@
 #include <dbghelp.h>
 
 #include <array>
-#include <memory>
 #include <optional>
 #include <string_view>
 
-#include "diag/file_version.h"
 #include "diag/log.h"
-#include "diag/system_library.h"
 #include "format/bounded.h"
+#include "platform/file_version.h"
+#include "platform/system_library.h"
+#include "platform/windows_handles.h"
 
 namespace tagsmith {
 namespace {
-
-struct FileCloser {
-  void operator()(HANDLE file) const { CloseHandle(file); }
-};
-using FileHandle = std::unique_ptr<void, FileCloser>;
 
 /// A name for a log line. On the stack, as all that a report needs.
 class NarrowName {
@@ -109,31 +104,28 @@ bool WriteMinidump(const wchar_t* folder, EXCEPTION_POINTERS* exception) {
     return false;
   }
   const NarrowName name(path.data());
-  HANDLE opened = CreateFileW(path.data(), GENERIC_WRITE, FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (opened == INVALID_HANDLE_VALUE) {
+  KernelHandle file(CreateFileW(path.data(), GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
+                                CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) {
     WriteLogLine(kLogError, "Failed to create the dump file '%s' (%X)", name.Get(),
                  static_cast<unsigned>(GetLastError()));
     return false;
   }
-  bool isSaved = false;
-  {
-    const FileHandle file(opened);
-    MINIDUMP_EXCEPTION_INFORMATION information{};
-    information.ThreadId = GetCurrentThreadId();
-    information.ExceptionPointers = exception;
-    information.ClientPointers = FALSE;
-    isSaved = writeDump(GetCurrentProcess(), GetCurrentProcessId(), file.get(), MiniDumpNormal,
-                        &information, nullptr, nullptr) != FALSE;
-    if (isSaved) {
-      constexpr DWORD kTimeToBeWritten = 1000;  // milliseconds, before the process may end
-      WriteLogLine(kLogError, "Saved a dump file to '%s'", name.Get());
-      Sleep(kTimeToBeWritten);
-    } else {
-      WriteLogLine(kLogError, "Failed to save the dump file to '%s' (%X)", name.Get(),
-                   static_cast<unsigned>(GetLastError()));
-    }
+  MINIDUMP_EXCEPTION_INFORMATION information{};
+  information.ThreadId = GetCurrentThreadId();
+  information.ExceptionPointers = exception;
+  information.ClientPointers = FALSE;
+  const bool isSaved = writeDump(GetCurrentProcess(), GetCurrentProcessId(), file.Get(),
+                                 MiniDumpNormal, &information, nullptr, nullptr) != FALSE;
+  if (isSaved) {
+    constexpr DWORD kTimeToBeWritten = 1000;  // milliseconds, before the process may end
+    WriteLogLine(kLogError, "Saved a dump file to '%s'", name.Get());
+    Sleep(kTimeToBeWritten);
+  } else {
+    WriteLogLine(kLogError, "Failed to save the dump file to '%s' (%X)", name.Get(),
+                 static_cast<unsigned>(GetLastError()));
   }
+  file.Reset();
   WriteLogLine(kLogError, "%s",
                "Please send this file to Corvane (support@corvane.example), with a description of "
                "what Tagsmith was doing when the exception happened.");

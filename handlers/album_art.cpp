@@ -2,40 +2,12 @@
 
 #include <cstring>
 
-#include "handlers/com_pointer.h"
+#include "platform/windows_handles.h"
 
 namespace tagsmith {
 namespace {
 
-/// A fixed block of global memory, locked while this lives.
-class GlobalBlock {
- public:
-  explicit GlobalBlock(ByteView content) : handle_(GlobalAlloc(GMEM_FIXED, content.size())) {
-    if (handle_ != nullptr) {
-      memory_ = GlobalLock(handle_);
-    }
-    if (memory_ != nullptr) {
-      std::memcpy(memory_, content.data(), content.size());
-    }
-  }
-  GlobalBlock(const GlobalBlock&) = delete;
-  GlobalBlock& operator=(const GlobalBlock&) = delete;
-  ~GlobalBlock() {
-    if (memory_ != nullptr) {
-      GlobalUnlock(handle_);
-    }
-    if (handle_ != nullptr) {
-      GlobalFree(handle_);
-    }
-  }
-
-  [[nodiscard]] bool HasContent() const { return memory_ != nullptr; }
-  [[nodiscard]] HGLOBAL Get() const { return handle_; }
-
- private:
-  HGLOBAL handle_;
-  void* memory_ = nullptr;
-};
+using GlobalMemory = Handle<HGLOBAL, GlobalFree>;
 
 }  // namespace
 
@@ -48,10 +20,13 @@ void AlbumArt::Decode(const ID3Tag& tag) {
   if (!size || !DecodedImage::IsAffordable(*size)) {
     return;  // no decoder can do without a size, nor is one to find out what it costs
   }
-  const GlobalBlock block(picture->data);
+  const GlobalMemory copy(GlobalAlloc(GMEM_FIXED, picture->data.size()));
+  if (!copy) {
+    return;
+  }
+  std::memcpy(copy.Get(), picture->data.data(), picture->data.size());
   ComPointer<IStream> stream;
-  if (block.HasContent() &&
-      SUCCEEDED(CreateStreamOnHGlobal(block.Get(), FALSE, stream.Receive()))) {
+  if (SUCCEEDED(CreateStreamOnHGlobal(copy.Get(), FALSE, stream.Receive()))) {
     image_.Load(*stream);
   }
 }

@@ -3,16 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <memory>
 
 #include "tags/unicode.h"
 
 namespace tagsmith {
 namespace {
-
-struct TaskMemoryFree {
-  void operator()(void* memory) const { CoTaskMemFree(memory); }
-};
 
 DWORD StreamOrigin(SeekOrigin origin) {
   switch (origin) {
@@ -59,10 +54,9 @@ SourceStatus ComStreamSource::Status() {
   if (FAILED(stream_.Stat(&status, STATFLAG_DEFAULT))) {
     return {};
   }
-  const std::unique_ptr<wchar_t, TaskMemoryFree> name(status.pwcsName);
-  return {
-      name == nullptr ? std::string() : Utf16ToUtf8(reinterpret_cast<const char16_t*>(name.get())),
-      status.cbSize.QuadPart};
+  const TaskMemory<wchar_t> name(status.pwcsName);
+  return {name ? Utf16ToUtf8(reinterpret_cast<const char16_t*>(name.Get())) : std::string(),
+          status.cbSize.QuadPart};
 }
 
 }  // namespace tagsmith

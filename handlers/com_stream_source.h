@@ -5,7 +5,7 @@
 
 #include <objidl.h>
 
-#include "handlers/com_pointer.h"
+#include "platform/windows_handles.h"
 #include "tags/byte_source.h"
 
 namespace tagsmith {

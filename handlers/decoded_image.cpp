@@ -70,10 +70,8 @@ bool WriteColourTable(HBITMAP bitmap, std::span<const RGBQUAD> colours) {
   if (former == nullptr) {
     return false;
   }
-  const UINT written =
-      SetDIBColorTable(context.Get(), 0, static_cast<UINT>(colours.size()), colours.data());
-  SelectObject(context.Get(), former);
-  return written != 0;
+  const AtEnd deselect([&] { SelectObject(context.Get(), former); });
+  return SetDIBColorTable(context.Get(), 0, static_cast<UINT>(colours.size()), colours.data()) != 0;
 }
 
 /// Copies the rows of a source that has the section's format.
@@ -85,6 +83,7 @@ HRESULT CopyRows(const GdiPlusFunctions& gdiPlus, GpBitmap* source, Gdiplus::Pix
       Gdiplus::Ok) {
     return E_OUTOFMEMORY;
   }
+  const AtEnd unlock([&] { gdiPlus.GdipBitmapUnlockBits(source, &data); });
   const std::size_t rowBytes =
       (static_cast<std::size_t>(target.BitsPerPixel()) * static_cast<std::size_t>(target.Width()) +
        7) /
@@ -93,14 +92,13 @@ HRESULT CopyRows(const GdiPlusFunctions& gdiPlus, GpBitmap* source, Gdiplus::Pix
   for (int row = 0; row < target.Height(); ++row) {
     std::memcpy(target.Row(row), first + std::ptrdiff_t{row} * data.Stride, rowBytes);
   }
-  gdiPlus.GdipBitmapUnlockBits(source, &data);
   return S_OK;
 }
 
 /// Draws the source into the section, seen as a bitmap of `format`.
 HRESULT Draw(const GdiPlusFunctions& gdiPlus, GpBitmap* source, Gdiplus::PixelFormat format,
              const DibSection& target) {
-  GdiPlusBitmap wrapped(gdiPlus);
+  GdiPlusBitmap wrapped;
   if (gdiPlus.GdipCreateBitmapFromScan0(
           target.Width(), target.Height(), static_cast<INT>(target.Pitch()), format,
           reinterpret_cast<BYTE*>(target.Row(0)), wrapped.Receive()) != Gdiplus::Ok) {
@@ -114,32 +112,16 @@ HRESULT Draw(const GdiPlusFunctions& gdiPlus, GpBitmap* source, Gdiplus::PixelFo
       vertical > 0) {
     gdiPlus.GdipBitmapSetResolution(wrapped.Get(), horizontal, vertical);
   }
-  Gdiplus::GpGraphics* graphics = nullptr;
-  if (gdiPlus.GdipGetImageGraphicsContext(wrapped.Get(), &graphics) != Gdiplus::Ok) {
-    return E_FAIL;
-  }
-  const Gdiplus::GpStatus status = gdiPlus.GdipDrawImageI(graphics, source, 0, 0);
-  gdiPlus.GdipDeleteGraphics(graphics);
-  return status == Gdiplus::Ok ? S_OK : E_FAIL;
+  GdiPlusGraphics graphics;
+  const bool isDrawn =
+      gdiPlus.GdipGetImageGraphicsContext(wrapped.Get(), graphics.Receive()) == Gdiplus::Ok &&
+      gdiPlus.GdipDrawImageI(graphics.Get(), source, 0, 0) == Gdiplus::Ok;
+  return isDrawn ? S_OK : E_FAIL;
 }
 
 }  // namespace
 
 // ---- DibSection -------------------------------------------------------------------------------
-
-DibSection& DibSection::operator=(DibSection&& other) noexcept {
-  if (this != &other) {
-    Destroy();
-    bitmap_ = other.Release();
-    width_ = other.width_;
-    height_ = other.height_;
-    bitsPerPixel_ = other.bitsPerPixel_;
-    is565_ = other.is565_;
-    pitch_ = other.pitch_;
-    firstRow_ = other.firstRow_;
-  }
-  return *this;
-}
 
 bool DibSection::Create(int width, int height, int bitsPerPixel, bool is565) {
   Destroy();
@@ -158,9 +140,9 @@ bool DibSection::Create(int width, int height, int bitsPerPixel, bool is565) {
     std::memcpy(info.colours, kMasks, sizeof(kMasks));
   }
   void* bits = nullptr;
-  bitmap_ = CreateDIBSection(nullptr, reinterpret_cast<const BITMAPINFO*>(&info), DIB_RGB_COLORS,
-                             &bits, nullptr, 0);
-  if (bitmap_ == nullptr) {
+  bitmap_.Reset(CreateDIBSection(nullptr, reinterpret_cast<const BITMAPINFO*>(&info),
+                                 DIB_RGB_COLORS, &bits, nullptr, 0));
+  if (!bitmap_) {
     return false;
   }
   width_ = width;
@@ -171,12 +153,6 @@ bool DibSection::Create(int width, int height, int bitsPerPixel, bool is565) {
   pitch_ = -rowSize;
   firstRow_ = static_cast<std::byte*>(bits) + (height - 1) * rowSize;
   return true;
-}
-
-void DibSection::Destroy() {
-  if (HBITMAP bitmap = Release()) {
-    DeleteObject(bitmap);
-  }
 }
 
 // ---- DecodedImage -----------------------------------------------------------------------------
@@ -196,7 +172,7 @@ HRESULT DecodedImage::Load(IStream& stream) {
   if (gdiPlus == nullptr) {
     return E_FAIL;
   }
-  GdiPlusBitmap source(*gdiPlus);
+  GdiPlusBitmap source;
   if (gdiPlus->GdipCreateBitmapFromStream(&stream, source.Receive()) != Gdiplus::Ok) {
     return E_FAIL;
   }

@@ -8,9 +8,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 
 #include "handlers/gdi_plus.h"
+#include "platform/windows_handles.h"
 #include "tags/picture_size.h"
 
 namespace tagsmith {
@@ -18,19 +18,14 @@ namespace tagsmith {
 /// A DIB section, bottom row first in memory. Owns the bitmap.
 class DibSection {
  public:
-  DibSection() = default;
-  DibSection(DibSection&& other) noexcept { *this = std::move(other); }
-  DibSection& operator=(DibSection&& other) noexcept;
-  ~DibSection() { Destroy(); }
-
   /// Makes a bitmap, black and transparent; the former one goes. `is565`: rows of 16 bits hold 5,
   /// 6 and 5 bits instead of three times 5. False when the system cannot.
   bool Create(int width, int height, int bitsPerPixel, bool is565);
-  void Destroy();
+  void Destroy() { bitmap_.Reset(); }
   /// Gives the bitmap away.
-  HBITMAP Release() { return std::exchange(bitmap_, nullptr); }
+  [[nodiscard]] HBITMAP Release() { return bitmap_.Release(); }
 
-  [[nodiscard]] HBITMAP Get() const { return bitmap_; }
+  [[nodiscard]] HBITMAP Get() const { return bitmap_.Get(); }
   [[nodiscard]] int Width() const { return width_; }
   [[nodiscard]] int Height() const { return height_; }
   [[nodiscard]] int BitsPerPixel() const { return bitsPerPixel_; }
@@ -41,7 +36,7 @@ class DibSection {
   [[nodiscard]] std::byte* Row(int row) const { return firstRow_ + row * pitch_; }
 
  private:
-  HBITMAP bitmap_ = nullptr;
+  BitmapHandle bitmap_;
   int width_ = 0;
   int height_ = 0;
   int bitsPerPixel_ = 0;

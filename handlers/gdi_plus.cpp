@@ -1,41 +1,18 @@
 #include "handlers/gdi_plus.h"
 
+#include <mutex>
 #include <utility>
 
 #include "diag/structured_guard.h"
-#include "diag/system_library.h"
 #include "handlers/memory_dc.h"
+#include "platform/critical_section.h"
+#include "platform/system_library.h"
 
 namespace tagsmith {
 namespace {
 
-/// A critical section of the module's own.
-class Section {
- public:
-  Section() { InitializeCriticalSection(&section_); }
-  Section(const Section&) = delete;
-  Section& operator=(const Section&) = delete;
-  ~Section() { DeleteCriticalSection(&section_); }
-  void Enter() { EnterCriticalSection(&section_); }
-  void Leave() { LeaveCriticalSection(&section_); }
-
- private:
-  CRITICAL_SECTION section_;
-};
-
-class Lock {
- public:
-  explicit Lock(Section& section) : section_(section) { section_.Enter(); }
-  Lock(const Lock&) = delete;
-  Lock& operator=(const Lock&) = delete;
-  ~Lock() { section_.Leave(); }
-
- private:
-  Section& section_;
-};
-
 struct Decoder {
-  Section section;  // guards the rest
+  CriticalSection section;  // guards the rest
   int users = 0;
   ULONG_PTR token = 0;  // not 0: started
   bool isLoaded = false;
@@ -67,7 +44,7 @@ void WithDecoder(Body body) {
     Decoder& decoder;
   };
   Call call{body, TheDecoder()};
-  const Lock lock(call.decoder.section);
+  const std::lock_guard lock(call.decoder.section);
   RunContained(
       [](void* context) {
         auto& inner = *static_cast<Call*>(context);
@@ -107,6 +84,12 @@ const GdiPlusFunctions* GdiPlusUse::Start() {
     started = decoder.token != 0 ? &decoder.functions : nullptr;
   });
   return started;
+}
+
+void DisposeOfBitmap(Gdiplus::GpBitmap* bitmap) { TheDecoder().functions.GdipDisposeImage(bitmap); }
+
+void DeleteGraphics(Gdiplus::GpGraphics* graphics) {
+  TheDecoder().functions.GdipDeleteGraphics(graphics);
 }
 
 }  // namespace tagsmith

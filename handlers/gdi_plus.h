@@ -8,6 +8,8 @@
 
 #include <gdiplus.h>
 
+#include "platform/handle.h"
+
 namespace tagsmith {
 
 /// The functions that are used. The module does not import them: the library is loaded from the
@@ -52,25 +54,11 @@ class GdiPlusUse {
   static const GdiPlusFunctions* Start();
 };
 
-/// A bitmap of GDI+.
-class GdiPlusBitmap {
- public:
-  explicit GdiPlusBitmap(const GdiPlusFunctions& functions) : functions_(functions) {}
-  GdiPlusBitmap(const GdiPlusBitmap&) = delete;
-  GdiPlusBitmap& operator=(const GdiPlusBitmap&) = delete;
-  ~GdiPlusBitmap() {
-    if (bitmap_ != nullptr) {
-      functions_.GdipDisposeImage(bitmap_);
-    }
-  }
+/// Both may be called as long as there is a user and GDI+ was started.
+void DisposeOfBitmap(Gdiplus::GpBitmap* bitmap);
+void DeleteGraphics(Gdiplus::GpGraphics* graphics);
 
-  [[nodiscard]] Gdiplus::GpBitmap* Get() const { return bitmap_; }
-  /// For a function that makes one; once.
-  Gdiplus::GpBitmap** Receive() { return &bitmap_; }
-
- private:
-  const GdiPlusFunctions& functions_;
-  Gdiplus::GpBitmap* bitmap_ = nullptr;
-};
+using GdiPlusBitmap = Handle<Gdiplus::GpBitmap*, DisposeOfBitmap>;
+using GdiPlusGraphics = Handle<Gdiplus::GpGraphics*, DeleteGraphics>;
 
 }  // namespace tagsmith

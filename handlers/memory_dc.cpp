@@ -23,14 +23,13 @@ HDC TakeFromSlots() {
 }  // namespace
 
 MemoryDc::MemoryDc() : context_(TakeFromSlots()) {
-  if (context_ == nullptr) {
-    context_ = CreateCompatibleDC(nullptr);
+  if (!context_) {
+    context_.Reset(CreateCompatibleDC(nullptr));
   }
 }
 
-MemoryDc::~MemoryDc() {
+void MemoryDc::GiveBack(HDC context) {
   // Each slot takes what comes and gives back what it held, until one was empty.
-  HDC context = context_;
   for (std::atomic<HDC>& slot : slots) {
     if (context == nullptr) {
       return;

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "platform/handle.h"
+
 namespace tagsmith {
 
 /// A memory device context, taken from the cache or made, and given back when it goes. Null when
@@ -10,17 +12,16 @@ namespace tagsmith {
 class MemoryDc {
  public:
   MemoryDc();
-  MemoryDc(const MemoryDc&) = delete;
-  MemoryDc& operator=(const MemoryDc&) = delete;
-  ~MemoryDc();
 
-  [[nodiscard]] HDC Get() const { return context_; }
+  [[nodiscard]] HDC Get() const { return context_.Get(); }
 
   /// Deletes what the cache holds.
   static void EmptyCache();
 
  private:
-  HDC context_;
+  static void GiveBack(HDC context);
+
+  Handle<HDC, GiveBack> context_;
 };
 
 }  // namespace tagsmith

@@ -3,11 +3,11 @@
 #include <shlwapi.h>
 
 #include "diag/fault_guard.h"
-#include "diag/system_library.h"
 #include "handlers/com_stream_source.h"
 #include "handlers/property_keys.h"
 #include "handlers/property_rows.h"
 #include "handlers/property_writer.h"
+#include "platform/system_library.h"
 #include "shellext/module.h"
 #include "tags/track_opening.h"
 

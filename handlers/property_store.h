@@ -5,7 +5,7 @@
 
 #include <propsys.h>
 
-#include "handlers/com_pointer.h"
+#include "platform/windows_handles.h"
 #include "shellext/shell_ext.h"
 
 namespace tagsmith {

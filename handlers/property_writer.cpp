@@ -1,7 +1,8 @@
 #include "handlers/property_writer.h"
 
 #include "diag/fault_guard.h"
-#include "diag/system_library.h"
+#include "platform/handle.h"
+#include "platform/system_library.h"
 
 namespace tagsmith {
 namespace {
@@ -23,18 +24,6 @@ constexpr ValueKind kUInt64{"InitPropVariantFromUInt64Vector",
 constexpr ValueKind kBoolean{"InitPropVariantFromBooleanVector",
                              "Failed to load the property boolean"};
 
-class PropVariant {
- public:
-  PropVariant() { PropVariantInit(&value_); }
-  PropVariant(const PropVariant&) = delete;
-  PropVariant& operator=(const PropVariant&) = delete;
-  ~PropVariant() { PropVariantClear(&value_); }
-  PROPVARIANT* Address() { return &value_; }
-
- private:
-  PROPVARIANT value_;
-};
-
 template <typename Element>
 HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKind& kind,
               Element element) {
@@ -44,8 +33,10 @@ HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKin
     if (build == nullptr) {
       return S_FALSE;
     }
-    PropVariant value;
-    HRESULT result = build(&element, 1, value.Address());
+    PROPVARIANT value;
+    PropVariantInit(&value);
+    const AtEnd clear([&] { PropVariantClear(&value); });
+    HRESULT result = build(&element, 1, &value);
     if (result != S_OK) {
       return result;
     }
@@ -53,8 +44,8 @@ HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKin
     if (coerce == nullptr) {
       return S_OK;
     }
-    result = coerce(key, value.Address());
-    return FAILED(result) ? result : cache.SetValueAndState(key, value.Address(), PSC_NORMAL);
+    result = coerce(key, &value);
+    return FAILED(result) ? result : cache.SetValueAndState(key, &value, PSC_NORMAL);
   });
 }
 

@@ -4,35 +4,10 @@
 
 #include "diag/fault_guard.h"
 #include "handlers/utf8_path.h"
+#include "platform/windows_handles.h"
 #include "tags/track_opening.h"
 
 namespace tagsmith {
-namespace {
-
-/// A file that is open for reading, as others may have it too.
-class ReadableFile {
- public:
-  explicit ReadableFile(const wchar_t* path)
-      : handle_(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                            FILE_ATTRIBUTE_NORMAL, nullptr)) {}
-  ReadableFile(const ReadableFile&) = delete;
-  ReadableFile& operator=(const ReadableFile&) = delete;
-  ~ReadableFile() {
-    if (IsOpen()) {
-      CloseHandle(handle_);
-    }
-  }
-
-  [[nodiscard]] bool IsOpen() const {
-    return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE;
-  }
-  [[nodiscard]] HANDLE Get() const { return handle_; }
-
- private:
-  HANDLE handle_;
-};
-
-}  // namespace
 
 // ---- CShellThumbExtractor ---------------------------------------------------------------------
 
@@ -85,9 +60,9 @@ STDMETHODIMP CShellThumbExtractor::GetDateStamp(FILETIME* stamp) {
     if (path_.front() == L'\0') {
       return S_FALSE;
     }
-    const ReadableFile file(path_.data());
-    return file.IsOpen() && GetFileTime(file.Get(), nullptr, nullptr, stamp) != FALSE ? S_OK
-                                                                                      : E_FAIL;
+    const KernelHandle file(CreateFileW(path_.data(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return file && GetFileTime(file.Get(), nullptr, nullptr, stamp) != FALSE ? S_OK : E_FAIL;
   });
 }
 

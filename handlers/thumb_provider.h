@@ -7,7 +7,7 @@
 #include <thumbcache.h>
 
 #include "handlers/album_art.h"
-#include "handlers/com_pointer.h"
+#include "platform/windows_handles.h"
 #include "shellext/shell_ext.h"
 
 namespace tagsmith {

@@ -5,7 +5,8 @@
 #include <array>
 
 #include "diag/fault_guard.h"
-#include "diag/system_library.h"
+#include "platform/handle.h"
+#include "platform/system_library.h"
 #include "shellext/module.h"
 
 namespace tagsmith {
@@ -14,7 +15,7 @@ HRESULT RegisterPropertySchema(bool registers) {
   const char* message = registers ? "Failed to register the property schema"
                                   : "Failed to unregister the property schema";
   return Guarded(message, E_UNEXPECTED, [&]() -> HRESULT {
-    HRESULT result = CoInitialize(nullptr);
+    const HRESULT result = CoInitialize(nullptr);
     if (FAILED(result)) {
       return result;
     }
@@ -28,9 +29,8 @@ HRESULT RegisterPropertySchema(bool registers) {
     if (change == nullptr) {
       return S_FALSE;
     }
-    result = change(path.data());
-    CoUninitialize();
-    return result;
+    const AtEnd leaveCom(CoUninitialize);
+    return change(path.data());
   });
 }
 

@@ -1,35 +1,32 @@
 #include "shellext/registry.h"
 
 #include <array>
-#include <memory>
 #include <vector>
 
 #include "format/bounded.h"
+#include "platform/handle.h"
 
 namespace tagsmith {
 namespace {
 
-struct KeyCloser {
-  void operator()(HKEY key) const { RegCloseKey(key); }
-};
-using KeyHandle = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
+using KeyHandle = Handle<HKEY, RegCloseKey>;
 
 struct OpenedKey {
-  LSTATUS status;
+  LSTATUS status = ERROR_SUCCESS;
   KeyHandle key;
 };
 
 OpenedKey Open(HKEY hive, const wchar_t* path, REGSAM access) {
-  HKEY key = nullptr;
-  const LSTATUS status = RegOpenKeyExW(hive, path, 0, access, &key);
-  return {status, KeyHandle(status == ERROR_SUCCESS ? key : nullptr)};
+  OpenedKey opened;
+  opened.status = RegOpenKeyExW(hive, path, 0, access, opened.key.Receive());
+  return opened;
 }
 
 OpenedKey Create(HKEY hive, const wchar_t* path) {
-  HKEY key = nullptr;
-  const LSTATUS status = RegCreateKeyExW(hive, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
-                                         nullptr, &key, nullptr);
-  return {status, KeyHandle(status == ERROR_SUCCESS ? key : nullptr)};
+  OpenedKey created;
+  created.status = RegCreateKeyExW(hive, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
+                                   nullptr, created.key.Receive(), nullptr);
+  return created;
 }
 
 /// A string value's text, cut at its first zero; nothing for another type or none.
@@ -62,8 +59,8 @@ DWORD ReadDwordSetting(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD
   DWORD type = REG_NONE;
   DWORD value = 0;
   DWORD size = sizeof(value);
-  if (opened.key == nullptr ||
-      RegQueryValueExW(opened.key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value),
+  if (!opened.key ||
+      RegQueryValueExW(opened.key.Get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value),
                        &size) != ERROR_SUCCESS ||
       type != REG_DWORD || size != sizeof(value)) {
     return defaultValue;
@@ -90,23 +87,23 @@ bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const
 
 bool ValueExists(HKEY hive, const wchar_t* key, const wchar_t* name) {
   const OpenedKey opened = Open(hive, key, KEY_READ);
-  return opened.key != nullptr && RegQueryValueExW(opened.key.get(), name, nullptr, nullptr,
-                                                   nullptr, nullptr) == ERROR_SUCCESS;
+  return opened.key && RegQueryValueExW(opened.key.Get(), name, nullptr, nullptr, nullptr,
+                                        nullptr) == ERROR_SUCCESS;
 }
 
 bool CopyValue(HKEY sourceHive, const wchar_t* sourceKey, const wchar_t* sourceName,
                HKEY targetHive, const wchar_t* targetKey, const wchar_t* targetName) {
   constexpr DWORD kLargestValue = 32766;
   OpenedKey source = Open(sourceHive, sourceKey, KEY_READ);
-  if (source.key == nullptr) {
+  if (!source.key) {
     return false;
   }
   OpenedKey target = Create(targetHive, targetKey);
-  if (target.key == nullptr) {
+  if (!target.key) {
     return false;
   }
-  const HKEY from = source.key.release();
-  const HKEY to = target.key.release();
+  const HKEY from = source.key.Release();
+  const HKEY to = target.key.Release();
   std::vector<BYTE> data(kLargestValue);
   DWORD type = REG_NONE;
   DWORD size = kLargestValue;
@@ -116,34 +113,33 @@ bool CopyValue(HKEY sourceHive, const wchar_t* sourceKey, const wchar_t* sourceN
 
 LSTATUS DeleteValue(HKEY hive, const wchar_t* key, const wchar_t* name) {
   const OpenedKey opened = Open(hive, key, KEY_ALL_ACCESS);
-  return opened.key == nullptr ? opened.status : RegDeleteValueW(opened.key.get(), name);
+  return !opened.key ? opened.status : RegDeleteValueW(opened.key.Get(), name);
 }
 
 LSTATUS SetStringValue(HKEY hive, const wchar_t* key, const wchar_t* name, const wchar_t* text) {
   std::array<wchar_t, 1025> path{};
   CopyBounded(path, key);
   const OpenedKey created = Create(hive, path.data());
-  if (created.key == nullptr || text == nullptr) {
+  if (!created.key || text == nullptr) {
     return created.status;
   }
-  return SetValue(created.key.get(), name, REG_SZ, text,
+  return SetValue(created.key.Get(), name, REG_SZ, text,
                   (std::wstring_view(text).size() + 1) * sizeof(wchar_t));
 }
 
 LSTATUS SetDwordValue(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD number) {
   const OpenedKey created = Create(hive, key);
-  return created.key == nullptr
-             ? created.status
-             : SetValue(created.key.get(), name, REG_DWORD, &number, sizeof(number));
+  return !created.key ? created.status
+                      : SetValue(created.key.Get(), name, REG_DWORD, &number, sizeof(number));
 }
 
 bool ReadStringValue(HKEY hive, const wchar_t* key, const wchar_t* name,
                      std::optional<std::wstring>& text) {
   const OpenedKey opened = Open(hive, key, KEY_READ);
-  if (opened.key == nullptr) {
+  if (!opened.key) {
     return false;
   }
-  text = QueryString(opened.key.get(), name);
+  text = QueryString(opened.key.Get(), name);
   return true;
 }
 

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "diag/file_version.h"
+#include "platform/file_version.h"
 
 namespace tagsmith {
 

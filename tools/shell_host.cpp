@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "diag/system_library.h"
+#include "platform/system_library.h"
 
 namespace tagsmith {
 

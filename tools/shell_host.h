@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "handlers/com_pointer.h"
+#include "platform/windows_handles.h"
 
 namespace tagsmith {
 

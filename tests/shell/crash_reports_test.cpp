@@ -11,8 +11,8 @@
 #include "diag/fault_guard.h"
 #include "diag/log.h"
 #include "diag/minidump.h"
-#include "diag/system_library.h"
 #include "format/bounded.h"
+#include "platform/system_library.h"
 #include "tests/unit/test_support.h"
 #include "tools/shell_host.h"
 

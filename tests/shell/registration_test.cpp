@@ -6,7 +6,7 @@
 #include <map>
 #include <thread>
 
-#include "diag/system_library.h"
+#include "platform/system_library.h"
 #include "shellext/module.h"
 #include "shellext/property_schema.h"
 #include "shellext/registry.h"

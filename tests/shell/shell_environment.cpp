@@ -8,7 +8,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "diag/system_library.h"
+#include "platform/system_library.h"
 #include "shellext/class_objects.h"
 #include "shellext/module.h"
 #include "shellext/registry.h"

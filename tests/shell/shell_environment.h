@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "handlers/com_pointer.h"
+#include "platform/windows_handles.h"
 #include "tests/unit/test_support.h"
 #include "tools/property_report.h"
 

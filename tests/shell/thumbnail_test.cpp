@@ -260,7 +260,7 @@ TEST(DecodedImages, TakeEveryPixelFormat) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.shown);
     std::string row = c.pixel + std::string(8, '\0');
-    GdiPlusBitmap source(*gdiPlus);
+    GdiPlusBitmap source;
     ASSERT_EQ(gdiPlus->GdipCreateBitmapFromScan0(
                   1, 1, 8, c.format, reinterpret_cast<BYTE*>(row.data()), source.Receive()),
               Gdiplus::Ok);
@@ -286,7 +286,7 @@ TEST(DecodedImages, DrawPixelForPixelWhateverTheResolution) {
     rows += std::string{'\0', value, '\0', value, '\0', value, '\0', '\0'};
   }
   for (const Gdiplus::REAL resolution : {96.0F, 300.0F, 24.0F}) {
-    GdiPlusBitmap source(*gdiPlus);
+    GdiPlusBitmap source;
     ASSERT_EQ(
         gdiPlus->GdipCreateBitmapFromScan0(1, 4, 8, PixelFormat48bppRGB,
                                            reinterpret_cast<BYTE*>(rows.data()), source.Receive()),

@@ -1,4 +1,4 @@
-#include "diag/file_version.h"
+#include "platform/file_version.h"
 
 #include <windows.h>
 
