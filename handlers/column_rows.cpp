@@ -10,7 +10,7 @@
 #include "handlers/property_keys.h"
 #include "handlers/tag_values.h"
 #include "handlers/wide_text.h"
-#include "shellext/handler_ids.h"
+#include "shellext/base/handler_ids.h"
 #include "tags/genre_table.h"
 #include "tags/text_helpers.h"
 

@@ -5,7 +5,7 @@
 
 #include <shlobj.h>
 
-#include "shellext/shell_ext.h"
+#include "shellext/base/shell_ext.h"
 
 namespace tagsmith {
 

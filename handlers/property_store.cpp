@@ -7,8 +7,8 @@
 #include "handlers/property_keys.h"
 #include "handlers/property_rows.h"
 #include "handlers/property_writer.h"
-#include "platform/system_library.h"
-#include "shellext/module.h"
+#include "shellext/base/module.h"
+#include "shellext/base/property_system.h"
 #include "tags/track_opening.h"
 
 namespace tagsmith {
@@ -138,7 +138,7 @@ HRESULT CMP3PropertyStore::FillCache(IStream& stream) {
   }
   PruneModuleLog();
   const auto makeCache =
-      FindFunction<CacheMaker>(LoadSystemLibrary(kPropertySystem), "PSCreateMemoryPropertyStore");
+      FindFunction<CacheMaker>(LoadPropertySystem(), "PSCreateMemoryPropertyStore");
   if (makeCache == nullptr) {
     return S_FALSE;
   }

@@ -6,7 +6,7 @@
 #include <propsys.h>
 
 #include "platform/windows_handles.h"
-#include "shellext/shell_ext.h"
+#include "shellext/base/shell_ext.h"
 
 namespace tagsmith {
 

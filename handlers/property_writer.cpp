@@ -2,7 +2,7 @@
 
 #include "diag/fault_guard.h"
 #include "platform/handle.h"
-#include "platform/system_library.h"
+#include "shellext/base/property_system.h"
 
 namespace tagsmith {
 namespace {
@@ -28,7 +28,7 @@ template <typename Element>
 HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKind& kind,
               Element element) {
   return Guarded(kind.failure, E_UNEXPECTED, [&]() -> HRESULT {
-    const HMODULE library = LoadSystemLibrary(kPropertySystem);
+    const HMODULE library = LoadPropertySystem();
     const auto build = FindFunction<VectorBuilder<Element>>(library, kind.builder);
     if (build == nullptr) {
       return S_FALSE;

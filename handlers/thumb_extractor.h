@@ -8,7 +8,7 @@
 #include <array>
 
 #include "handlers/album_art.h"
-#include "shellext/shell_ext.h"
+#include "shellext/base/shell_ext.h"
 
 namespace tagsmith {
 

@@ -8,7 +8,7 @@
 
 #include "handlers/album_art.h"
 #include "platform/windows_handles.h"
-#include "shellext/shell_ext.h"
+#include "shellext/base/shell_ext.h"
 
 namespace tagsmith {
 

@@ -5,9 +5,6 @@
 
 namespace tagsmith {
 
-/// The property system's library.
-inline constexpr const wchar_t* kPropertySystem = L"propsys.dll";
-
 /// Loads a library from the system's folder, never from another one. Null when it is not there. It
 /// is loaded once more by each call and never freed.
 HMODULE LoadSystemLibrary(const wchar_t* name);

@@ -1,10 +1,26 @@
 #!/usr/bin/env bash
-# Checks the format of all sources and lints those of the product (with --all: of the tests too);
-# needs compile_commands.json of the native and the Windows build.
+# Checks the format of all sources and which folders they include, and lints those of the product
+# (with --all: of the tests too); needs compile_commands.json of the native and the Windows build.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format --dry-run --Werror || exit 1
+
+# Each folder may include itself and those before it; tests may include anything.
+layers="format platform diag tags shellext/base handlers shellext tools"
+git ls-files -co --exclude-standard '*.cpp' '*.h' '*.h.in' '*.rc' | xargs grep -Hn '^#include "' |
+  awk -F '[:"]' -v layers="$layers" '
+    function rank(path,   i, found) {
+      for (i = 1; i <= count; ++i)
+        if (index(path, layer[i] "/") == 1 && length(layer[i]) > length(layer[found])) found = i
+      return found
+    }
+    BEGIN { count = split(layers, layer, " ") }
+    rank($1) && (!rank($4) || rank($4) > rank($1)) {
+      print $1 ":" $2 ": " layer[rank($1)] "/ may not include \"" $4 "\""
+      wrong = 1
+    }
+    END { exit wrong }' || exit 1
 
 # tidy BUILD-FOLDER [ARGUMENT...]: reads file names
 tidy() {

@@ -1,7 +1,7 @@
 // The two kinds of class objects.
 #pragma once
 
-#include "shellext/shell_ext.h"
+#include "shellext/base/shell_ext.h"
 
 namespace tagsmith {
 

@@ -7,9 +7,9 @@
 #include "handlers/property_store.h"
 #include "handlers/thumb_extractor.h"
 #include "handlers/thumb_provider.h"
+#include "shellext/base/registry.h"
+#include "shellext/base/version_info.h"
 #include "shellext/class_factory.h"
-#include "shellext/registry.h"
-#include "shellext/version_info.h"
 
 namespace tagsmith {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <unknwn.h>
 
-#include "shellext/handler_ids.h"
+#include "shellext/base/handler_ids.h"
 
 namespace tagsmith {
 

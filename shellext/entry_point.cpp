@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "diag/fault_guard.h"
+#include "shellext/base/module.h"
 #include "shellext/class_objects.h"
-#include "shellext/module.h"
 #include "shellext/registration.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* /*reserved*/) {

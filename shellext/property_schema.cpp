@@ -6,8 +6,8 @@
 
 #include "diag/fault_guard.h"
 #include "platform/handle.h"
-#include "platform/system_library.h"
-#include "shellext/module.h"
+#include "shellext/base/module.h"
+#include "shellext/base/property_system.h"
 
 namespace tagsmith {
 
@@ -24,7 +24,7 @@ HRESULT RegisterPropertySchema(bool registers) {
     PathRemoveFileSpecW(path.data());
     PathAppendW(path.data(), L"Tagsmith.propdesc");
     const auto change = FindFunction<HRESULT(WINAPI*)(PCWSTR)>(
-        LoadSystemLibrary(kPropertySystem),
+        LoadPropertySystem(),
         registers ? "PSRegisterPropertySchema" : "PSUnregisterPropertySchema");
     if (change == nullptr) {
       return S_FALSE;

@@ -10,12 +10,12 @@
 
 #include "diag/fault_guard.h"
 #include "format/bounded.h"
-#include "shellext/handler_ids.h"
-#include "shellext/module.h"
+#include "shellext/base/handler_ids.h"
+#include "shellext/base/module.h"
+#include "shellext/base/registry.h"
+#include "shellext/base/version_info.h"
 #include "shellext/property_lists.h"
 #include "shellext/property_schema.h"
-#include "shellext/registry.h"
-#include "shellext/version_info.h"
 
 namespace tagsmith {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <shlwapi.h>
 
-#include "shellext/handler_ids.h"
+#include "shellext/base/handler_ids.h"
 #include "tags/unicode.h"
 
 namespace tagsmith {

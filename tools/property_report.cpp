@@ -6,7 +6,7 @@
 #include <array>
 
 #include "handlers/property_keys.h"
-#include "shellext/handler_ids.h"
+#include "shellext/base/handler_ids.h"
 #include "tags/unicode.h"
 
 namespace tagsmith {

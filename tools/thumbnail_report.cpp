@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "shellext/handler_ids.h"
+#include "shellext/base/handler_ids.h"
 
 namespace tagsmith {
 namespace {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "handlers/property_keys.h"
-#include "shellext/handler_ids.h"
+#include "shellext/base/handler_ids.h"
 #include "tags/unicode.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/shell_host.h"

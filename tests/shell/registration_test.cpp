@@ -7,10 +7,10 @@
 #include <thread>
 
 #include "platform/system_library.h"
-#include "shellext/module.h"
+#include "shellext/base/module.h"
+#include "shellext/base/registry.h"
+#include "shellext/base/version_info.h"
 #include "shellext/property_schema.h"
-#include "shellext/registry.h"
-#include "shellext/version_info.h"
 #include "tags/unicode.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/shell_host.h"

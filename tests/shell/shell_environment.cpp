@@ -9,9 +9,9 @@
 #include <sstream>
 
 #include "platform/system_library.h"
+#include "shellext/base/module.h"
+#include "shellext/base/registry.h"
 #include "shellext/class_objects.h"
-#include "shellext/module.h"
-#include "shellext/registry.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith::test {

@@ -5,9 +5,9 @@
 #include <fstream>
 #include <regex>
 
-#include "shellext/handler_ids.h"
-#include "shellext/module.h"
-#include "shellext/registry.h"
+#include "shellext/base/handler_ids.h"
+#include "shellext/base/module.h"
+#include "shellext/base/registry.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/shell_host.h"
 

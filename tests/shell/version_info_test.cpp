@@ -1,4 +1,4 @@
-#include "shellext/version_info.h"
+#include "shellext/base/version_info.h"
 
 #include <shlobj.h>
 

@@ -7,7 +7,7 @@
 
 #include <atomic>
 
-#include "shellext/module.h"
+#include "shellext/base/module.h"
 
 namespace tagsmith {
 

@@ -1,4 +1,4 @@
-#include "shellext/registry.h"
+#include "shellext/base/registry.h"
 
 #include <array>
 #include <vector>

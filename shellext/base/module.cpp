@@ -1,4 +1,4 @@
-#include "shellext/module.h"
+#include "shellext/base/module.h"
 
 #include <shlobj.h>
 
@@ -7,8 +7,9 @@
 #include "diag/crash_reports.h"
 #include "diag/log.h"
 #include "format/bounded.h"
-#include "shellext/registry.h"
-#include "shellext/version_info.h"
+#include "shellext/base/registry.h"
+#include "shellext/base/version.h"
+#include "shellext/base/version_info.h"
 
 namespace tagsmith {
 namespace {
@@ -46,8 +47,9 @@ FileVersion InstalledVersion() {
 
 void WriteHeader() {
   const FileVersion file = InstalledVersion();
-  WriteLogLine(kLogAlways, "\n# %s Shell Extension Version %d.%d.%d (%d.%d.%d.%d)", "Tagsmith", 1,
-               26, 43, static_cast<int>(file.major), static_cast<int>(file.minor),
+  WriteLogLine(kLogAlways,
+               "\n# Tagsmith Shell Extension Version " TAGSMITH_VERSION " (%d.%d.%d.%d)",
+               static_cast<int>(file.major), static_cast<int>(file.minor),
                static_cast<int>(file.build), static_cast<int>(file.revision));
 }
 

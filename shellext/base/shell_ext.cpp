@@ -1,4 +1,4 @@
-#include "shellext/shell_ext.h"
+#include "shellext/base/shell_ext.h"
 
 namespace tagsmith {
 
