@@ -1,7 +1,5 @@
 #include "handlers/column_provider.h"
 
-#include <shlwapi.h>
-
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
@@ -29,18 +27,6 @@ bool IsServed(const SHCOLUMNDATA& item) {
 }  // namespace
 
 // ---- CShellColumnProvider ---------------------------------------------------------------------
-
-STDMETHODIMP CShellColumnProvider::QueryInterface(REFIID riid, void** object) noexcept {
-  static const QITAB kInterfaces[] = {
-      {&IID_IColumnProvider,
-       static_cast<int>(OFFSETOFCLASS(IColumnProvider, CShellColumnProvider))},
-      {},
-  };
-  return QISearch(this, kInterfaces, riid, object);
-}
-
-STDMETHODIMP_(ULONG) CShellColumnProvider::AddRef() noexcept { return AddReference(); }
-STDMETHODIMP_(ULONG) CShellColumnProvider::Release() noexcept { return ReleaseReference(); }
 
 STDMETHODIMP CShellColumnProvider::Initialize(LPCSHCOLUMNINIT /*init*/) noexcept { return S_OK; }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <limits>
 
+#include "platform/windows_handles.h"
 #include "tags/unicode.h"
 
 namespace tagsmith {
@@ -22,13 +23,6 @@ DWORD StreamOrigin(SeekOrigin origin) {
 }
 
 }  // namespace
-
-HRESULT HoldStream(IStream* stream, ComPointer<IStream>& held) {
-  if (held) {
-    return HRESULT_FROM_WIN32(ERROR_ALREADY_INITIALIZED);
-  }
-  return stream == nullptr ? E_POINTER : stream->QueryInterface(IID_IStream, held.ReceiveVoid());
-}
 
 ReadResult ComStreamSource::Read(std::span<std::byte> into) {
   const auto wanted =

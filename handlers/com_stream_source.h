@@ -5,15 +5,9 @@
 
 #include <objidl.h>
 
-#include "platform/windows_handles.h"
 #include "tags/byte_source.h"
 
 namespace tagsmith {
-
-/// Takes a reference to the stream that a handler is initialised with into `held`; what
-/// QueryInterface for IStream says. E_POINTER for null, ERROR_ALREADY_INITIALIZED when a stream is
-/// held already.
-HRESULT HoldStream(IStream* stream, ComPointer<IStream>& held);
 
 /// Reads an IStream, which it neither keeps nor releases. Each call is one call of the stream.
 class ComStreamSource : public ByteSource {

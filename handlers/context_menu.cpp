@@ -1,20 +1,6 @@
 #include "handlers/context_menu.h"
 
-#include <shlwapi.h>
-
 namespace tagsmith {
-
-STDMETHODIMP CShellContextMenu::QueryInterface(REFIID riid, void** object) {
-  static const QITAB kInterfaces[] = {
-      QITABENT(CShellContextMenu, IContextMenu),
-      QITABENT(CShellContextMenu, IShellExtInit),
-      {},
-  };
-  return QISearch(this, kInterfaces, riid, object);
-}
-
-STDMETHODIMP_(ULONG) CShellContextMenu::AddRef() { return AddReference(); }
-STDMETHODIMP_(ULONG) CShellContextMenu::Release() { return ReleaseReference(); }
 
 STDMETHODIMP CShellContextMenu::QueryContextMenu(HMENU /*menu*/, UINT /*index*/, UINT /*firstId*/,
                                                  UINT /*lastId*/, UINT /*flags*/) {

@@ -5,17 +5,13 @@
 
 #include <shlobj.h>
 
-#include "shellext/base/shell_ext.h"
+#include "shellext/base/com_object.h"
 
 namespace tagsmith {
 
 /// The COM side.
-class CShellContextMenu : public IContextMenu, public IShellExtInit, public CShellExt {
+class CShellContextMenu : public ComObject<IContextMenu, IShellExtInit> {
  public:
-  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
-  STDMETHODIMP_(ULONG) AddRef() override;
-  STDMETHODIMP_(ULONG) Release() override;
-
   /// Adds nothing: no identifiers used.
   STDMETHODIMP QueryContextMenu(HMENU menu, UINT index, UINT firstId, UINT lastId,
                                 UINT flags) override;

@@ -1,7 +1,5 @@
 #include "handlers/property_store.h"
 
-#include <shlwapi.h>
-
 #include "diag/fault_guard.h"
 #include "handlers/com_stream_source.h"
 #include "handlers/property_keys.h"
@@ -31,19 +29,6 @@ bool IsSameKey(const PROPERTYKEY& left, const PROPERTYKEY& right) {
 
 // ---- CShellPropertyStore ----------------------------------------------------------------------
 
-STDMETHODIMP CShellPropertyStore::QueryInterface(REFIID riid, void** object) {
-  static const QITAB kInterfaces[] = {
-      QITABENT(CShellPropertyStore, IPropertyStore),
-      QITABENT(CShellPropertyStore, IPropertyStoreCapabilities),
-      QITABENT(CShellPropertyStore, IInitializeWithStream),
-      {},
-  };
-  return QISearch(this, kInterfaces, riid, object);
-}
-
-STDMETHODIMP_(ULONG) CShellPropertyStore::AddRef() { return AddReference(); }
-STDMETHODIMP_(ULONG) CShellPropertyStore::Release() { return ReleaseReference(); }
-
 STDMETHODIMP CShellPropertyStore::GetCount(DWORD* /*count*/) { return E_UNEXPECTED; }
 STDMETHODIMP CShellPropertyStore::GetAt(DWORD /*index*/, PROPERTYKEY* /*key*/) {
   return E_UNEXPECTED;
@@ -59,12 +44,9 @@ STDMETHODIMP CShellPropertyStore::Commit() { return E_UNEXPECTED; }
 STDMETHODIMP CShellPropertyStore::IsPropertyWritable(REFPROPERTYKEY /*key*/) { return S_FALSE; }
 
 STDMETHODIMP CShellPropertyStore::Initialize(IStream* stream, DWORD accessMode) {
-  return Guarded("Property store initialisation failed", E_UNEXPECTED, [&]() -> HRESULT {
-    const HRESULT result = HoldStream(stream, stream_);
-    if (SUCCEEDED(result)) {
-      accessMode_ = accessMode;
-    }
-    return result;
+  return Guarded("Property store initialisation failed", E_UNEXPECTED, [&] {
+    held_.accessMode = accessMode;
+    return held_.Hold(stream);
   });
 }
 
@@ -105,7 +87,8 @@ STDMETHODIMP CMP3PropertyStore::SetValue(REFPROPERTYKEY key, REFPROPVARIANT valu
     if (IsNull(key) || IsNull(value)) {
       return E_POINTER;
     }
-    if ((accessMode_ & STGM_READWRITE) == 0 || IsSameKey(key, property_keys::kSearchContents.key)) {
+    if ((held_.accessMode & STGM_READWRITE) == 0 ||
+        IsSameKey(key, property_keys::kSearchContents.key)) {
       return STG_E_ACCESSDENIED;
     }
     return cache_->SetValueAndState(key, &value, PSC_DIRTY);
@@ -114,7 +97,7 @@ STDMETHODIMP CMP3PropertyStore::SetValue(REFPROPERTYKEY key, REFPROPVARIANT valu
 
 STDMETHODIMP CMP3PropertyStore::Initialize(IStream* stream, DWORD accessMode) {
   return Guarded("Property store initialisation failed", E_UNEXPECTED, [&]() -> HRESULT {
-    if (stream_) {
+    if (held_.stream) {
       return E_UNEXPECTED;
     }
     if (stream == nullptr) {
@@ -124,9 +107,9 @@ STDMETHODIMP CMP3PropertyStore::Initialize(IStream* stream, DWORD accessMode) {
     if (FAILED(result)) {
       return result;
     }
-    result = stream->QueryInterface(IID_IStream, stream_.ReceiveVoid());
+    result = held_.Hold(stream);
     if (SUCCEEDED(result)) {
-      accessMode_ = accessMode;
+      held_.accessMode = accessMode;
     }
     return result;
   });

@@ -5,21 +5,15 @@
 
 #include <propsys.h>
 
-#include "platform/windows_handles.h"
-#include "shellext/base/shell_ext.h"
+#include "handlers/held_stream.h"
+#include "shellext/base/com_object.h"
 
 namespace tagsmith {
 
 /// The COM side: interfaces, their fixed answers, the held stream.
-class CShellPropertyStore : public IPropertyStore,
-                            public IPropertyStoreCapabilities,
-                            public IInitializeWithStream,
-                            public CShellExt {
+class CShellPropertyStore
+    : public ComObject<IPropertyStore, IPropertyStoreCapabilities, IInitializeWithStream> {
  public:
-  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
-  STDMETHODIMP_(ULONG) AddRef() override;
-  STDMETHODIMP_(ULONG) Release() override;
-
   STDMETHODIMP GetCount(DWORD* count) override;
   STDMETHODIMP GetAt(DWORD index, PROPERTYKEY* key) override;
   STDMETHODIMP GetValue(REFPROPERTYKEY key, PROPVARIANT* value) override;
@@ -30,12 +24,11 @@ class CShellPropertyStore : public IPropertyStore,
   /// Every key is read-only: S_FALSE.
   STDMETHODIMP IsPropertyWritable(REFPROPERTYKEY key) override;
 
-  /// Keeps the stream; ERROR_ALREADY_INITIALIZED when one is kept already.
+  /// Keeps the stream; ERROR_ALREADY_INITIALIZED when one is held already.
   STDMETHODIMP Initialize(IStream* stream, DWORD accessMode) override;
 
  protected:
-  ComPointer<IStream> stream_;  // kept: initialised
-  DWORD accessMode_ = 0;
+  HeldStream held_;
 };
 
 /// The work side: fills a property cache at initialisation and answers from it.
@@ -47,7 +40,7 @@ class CMP3PropertyStore : public CShellPropertyStore {
   STDMETHODIMP SetValue(REFPROPERTYKEY key, REFPROPVARIANT value) override;
 
   /// Once per object: a second time is E_UNEXPECTED. A failed initialisation may be tried again.
-  /// Without a property system it succeeds, and nothing can be read afterwards: intended.
+  /// Without a property system it succeeds, and nothing can be read afterwards.
   STDMETHODIMP Initialize(IStream* stream, DWORD accessMode) override;
 
  private:

@@ -1,7 +1,5 @@
 #include "handlers/thumb_extractor.h"
 
-#include <shlwapi.h>
-
 #include "diag/fault_guard.h"
 #include "handlers/utf8_path.h"
 #include "platform/windows_handles.h"
@@ -11,18 +9,10 @@ namespace tagsmith {
 
 // ---- CShellThumbExtractor ---------------------------------------------------------------------
 
-STDMETHODIMP CShellThumbExtractor::QueryInterface(REFIID riid, void** object) {
-  static const QITAB kInterfaces[] = {
-      QITABENT(CShellThumbExtractor, IPersistFile),
-      QITABENTMULTI(CShellThumbExtractor, IExtractImage, IExtractImage2),
-      QITABENT(CShellThumbExtractor, IExtractImage2),
-      {},
-  };
-  return QISearch(this, kInterfaces, riid, object);
+STDMETHODIMP CShellThumbExtractor::QueryInterface(REFIID riid, void** object) noexcept {
+  return ComObject::QueryInterface(
+      riid == __uuidof(IExtractImage) ? __uuidof(IExtractImage2) : riid, object);
 }
-
-STDMETHODIMP_(ULONG) CShellThumbExtractor::AddRef() { return AddReference(); }
-STDMETHODIMP_(ULONG) CShellThumbExtractor::Release() { return ReleaseReference(); }
 
 STDMETHODIMP CShellThumbExtractor::GetClassID(CLSID* /*clsid*/) { return E_NOTIMPL; }
 STDMETHODIMP CShellThumbExtractor::IsDirty() { return E_NOTIMPL; }

@@ -8,16 +8,15 @@
 #include <array>
 
 #include "handlers/album_art.h"
-#include "shellext/base/shell_ext.h"
+#include "shellext/base/com_object.h"
 
 namespace tagsmith {
 
 /// The COM side: interfaces, the path and the requested size.
-class CShellThumbExtractor : public IPersistFile, public IExtractImage2, public CShellExt {
+class CShellThumbExtractor : public ComObject<IPersistFile, IExtractImage2> {
  public:
-  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
-  STDMETHODIMP_(ULONG) AddRef() override;
-  STDMETHODIMP_(ULONG) Release() override;
+  /// Answers IExtractImage, too, which IExtractImage2 extends.
+  STDMETHODIMP QueryInterface(REFIID riid, void** object) noexcept override;
 
   STDMETHODIMP GetClassID(CLSID* clsid) override;
   STDMETHODIMP IsDirty() override;

@@ -1,7 +1,5 @@
 #include "handlers/thumb_provider.h"
 
-#include <shlwapi.h>
-
 #include "diag/fault_guard.h"
 #include "handlers/com_stream_source.h"
 #include "tags/track_opening.h"
@@ -10,22 +8,10 @@ namespace tagsmith {
 
 // ---- CShellThumbProvider ----------------------------------------------------------------------
 
-STDMETHODIMP CShellThumbProvider::QueryInterface(REFIID riid, void** object) {
-  static const QITAB kInterfaces[] = {
-      QITABENT(CShellThumbProvider, IInitializeWithStream),
-      QITABENT(CShellThumbProvider, IThumbnailProvider),
-      {},
-  };
-  return QISearch(this, kInterfaces, riid, object);
-}
-
-STDMETHODIMP_(ULONG) CShellThumbProvider::AddRef() { return AddReference(); }
-STDMETHODIMP_(ULONG) CShellThumbProvider::Release() { return ReleaseReference(); }
-
 STDMETHODIMP CShellThumbProvider::Initialize(IStream* stream, DWORD accessMode) {
-  return Guarded("Thumbnail provider initialisation failed", E_UNEXPECTED, [&]() -> HRESULT {
-    accessMode_ = accessMode;
-    return HoldStream(stream, stream_);
+  return Guarded("Thumbnail provider initialisation failed", E_UNEXPECTED, [&] {
+    held_.accessMode = accessMode;
+    return held_.Hold(stream);
   });
 }
 
@@ -44,10 +30,10 @@ STDMETHODIMP CMP3ThumbProvider::GetThumbnail(UINT /*size*/, HBITMAP* bitmap,
     PruneModuleLog();
     const HRESULT result = art_.GetBitmap(
         [&](ID3Tag& tag) {
-          if (!stream_) {
+          if (!held_.stream) {
             return false;
           }
-          ComStreamSource source(*stream_);
+          ComStreamSource source(*held_.stream);
           return OpenTrackFromStream(&source, &tag);
         },
         *bitmap);

@@ -7,26 +7,19 @@
 #include <thumbcache.h>
 
 #include "handlers/album_art.h"
-#include "platform/windows_handles.h"
-#include "shellext/base/shell_ext.h"
+#include "handlers/held_stream.h"
+#include "shellext/base/com_object.h"
 
 namespace tagsmith {
 
 /// The COM side: interfaces, the held stream.
-class CShellThumbProvider : public IInitializeWithStream,
-                            public IThumbnailProvider,
-                            public CShellExt {
+class CShellThumbProvider : public ComObject<IInitializeWithStream, IThumbnailProvider> {
  public:
-  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
-  STDMETHODIMP_(ULONG) AddRef() override;
-  STDMETHODIMP_(ULONG) Release() override;
-
-  /// Keeps the stream; ERROR_ALREADY_INITIALIZED when one is kept already.
+  /// Keeps the stream; ERROR_ALREADY_INITIALIZED when one is held already.
   STDMETHODIMP Initialize(IStream* stream, DWORD accessMode) override;
 
  protected:
-  ComPointer<IStream> stream_;  // kept: initialised
-  DWORD accessMode_ = 0;
+  HeldStream held_;
 };
 
 /// The work side.

@@ -6,7 +6,10 @@
 
 namespace tagsmith {
 
-ClassFactoryBase::~ClassFactoryBase() { delete handler_; }
+STDMETHODIMP ClassFactoryBase::QueryInterface(REFIID riid, void** object) {
+  static const QITAB kInterfaces[] = {QITABENT(ClassFactoryBase, IClassFactory), {}};
+  return QISearch(this, kInterfaces, riid, object);
+}
 
 STDMETHODIMP_(ULONG) ClassFactoryBase::AddRef() { return ++references_; }
 
@@ -28,7 +31,7 @@ STDMETHODIMP ClassFactoryBase::CreateInstance(IUnknown* outer, REFIID riid, void
       return CLASS_E_NOAGGREGATION;
     }
     if (handler_ == nullptr && handedOut_) {
-      handler_ = makeHandler_();
+      handler_.reset(makeHandler_());
     }
     if (handler_ == nullptr) {
       return E_OUTOFMEMORY;
@@ -38,34 +41,13 @@ STDMETHODIMP ClassFactoryBase::CreateInstance(IUnknown* outer, REFIID riid, void
       *object = nullptr;
       return result;
     }
-    handler_ = nullptr;
+    (void)handler_.release();  // the host's now
     handedOut_ = true;
     return result;
   });
 }
 
-STDMETHODIMP CShellClassFactory::QueryInterface(REFIID riid, void** object) {
-  if (object == nullptr) {
-    return E_POINTER;
-  }
-  if (riid != IID_IUnknown && riid != IID_IClassFactory) {
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
-  *object = static_cast<IClassFactory*>(this);
-  AddRef();
-  return S_OK;
-}
-
 STDMETHODIMP CShellClassFactory::LockServer(BOOL /*lock*/) { return S_OK; }
-
-STDMETHODIMP CShellClassProviderFactory::QueryInterface(REFIID riid, void** object) {
-  static const QITAB kInterfaces[] = {
-      QITABENT(CShellClassProviderFactory, IClassFactory),
-      {},
-  };
-  return QISearch(this, kInterfaces, riid, object);
-}
 
 STDMETHODIMP CShellClassProviderFactory::LockServer(BOOL lock) {
   lock != FALSE ? ++references_ : --references_;

@@ -1,6 +1,8 @@
 // The two kinds of class objects.
 #pragma once
 
+#include <memory>
+
 #include "shellext/base/shell_ext.h"
 
 namespace tagsmith {
@@ -10,21 +12,20 @@ namespace tagsmith {
 /// never handed out goes with the factory.
 class ClassFactoryBase : public IClassFactory {
  public:
-  ClassFactoryBase(const ClassFactoryBase&) = delete;
-  ClassFactoryBase& operator=(const ClassFactoryBase&) = delete;
+  /// `handler` may be null: CreateInstance then answers E_OUTOFMEMORY.
+  ClassFactoryBase(HINSTANCE instance, CShellExt* handler, HandlerMaker makeHandler)
+      : instance_(instance), handler_(handler), makeHandler_(makeHandler) {}
 
+  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
   STDMETHODIMP_(ULONG) AddRef() override;
   STDMETHODIMP_(ULONG) Release() override;
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID riid, void** object) override;
 
  protected:
-  /// `handler` may be null: CreateInstance then answers E_OUTOFMEMORY.
-  ClassFactoryBase(HINSTANCE instance, CShellExt* handler, HandlerMaker makeHandler)
-      : instance_(instance), handler_(handler), makeHandler_(makeHandler) {}
-  virtual ~ClassFactoryBase();
+  virtual ~ClassFactoryBase() = default;
 
   HINSTANCE instance_;
-  CShellExt* handler_;  // that is to be handed out next
+  std::unique_ptr<CShellExt> handler_;  // that is to be handed out next
   std::atomic<ULONG> references_ = 0;
 
  private:
@@ -36,21 +37,15 @@ class ClassFactoryBase : public IClassFactory {
 /// For the thumbnail and column handlers; LockServer does nothing.
 class CShellClassFactory : public ClassFactoryBase {
  public:
-  CShellClassFactory(HINSTANCE instance, CShellExt* handler, HandlerMaker makeHandler)
-      : ClassFactoryBase(instance, handler, makeHandler) {}
-
-  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
+  using ClassFactoryBase::ClassFactoryBase;
   STDMETHODIMP LockServer(BOOL lock) override;
 };
 
-/// For the property handler. LockServer changes the factory's own reference count, on purpose: not
-/// the module's, and reaching 0 that way deletes nothing.
+/// For the property handler. LockServer changes the factory's own reference count, not the
+/// module's; reaching 0 that way deletes nothing.
 class CShellClassProviderFactory : public ClassFactoryBase {
  public:
-  CShellClassProviderFactory(HINSTANCE instance, CShellExt* handler, HandlerMaker makeHandler)
-      : ClassFactoryBase(instance, handler, makeHandler) {}
-
-  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
+  using ClassFactoryBase::ClassFactoryBase;
   STDMETHODIMP LockServer(BOOL lock) override;
 };
 

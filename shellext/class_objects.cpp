@@ -1,5 +1,6 @@
 #include "shellext/class_objects.h"
 
+#include <memory>
 #include <new>
 
 #include "diag/fault_guard.h"
@@ -54,14 +55,14 @@ HRESULT MakeClassObject(const ServedClass& served, REFIID riid, void** object) {
   if (!IsSwitchedOn(served.setting)) {
     return CLASS_E_CLASSNOTAVAILABLE;
   }
-  CShellExt* handler = served.makeHandler();
-  IClassFactory* factory = served.makeFactory(handler, served.makeHandler);
+  std::unique_ptr<CShellExt> handler(served.makeHandler());
+  IClassFactory* factory = served.makeFactory(handler.get(), served.makeHandler);
   if (factory == nullptr) {
-    delete handler;
     return CLASS_E_CLASSNOTAVAILABLE;
   }
-  // Where this fails, factory and handler stay and keep the module loaded: deliberate, a host that
-  // asks a class object for another interface has lost its way.
+  (void)handler.release();
+  // Where this fails, factory and handler stay and keep the module loaded, for a host that asks a
+  // class object for another interface has lost its way.
   return factory->QueryInterface(riid, object);
 }
 

@@ -12,13 +12,9 @@
 namespace tagsmith {
 
 /// Counts as a live object and keeps the reference count, which begins at 0: the first reference is
-/// made when the object is handed out. Each handler class answers the three operations of IUnknown
-/// for all of its interfaces.
+/// made when the object is handed out.
 class CShellExt : public IUnknown {
  public:
-  CShellExt() = default;
-  CShellExt(const CShellExt&) = delete;
-  CShellExt& operator=(const CShellExt&) = delete;
   virtual ~CShellExt() = default;
 
  protected:
