@@ -4,15 +4,10 @@
 #include <oleauto.h>
 
 #include <iterator>
-#include <span>
 
 #include "format/bounded.h"
-#include "handlers/property_keys.h"
-#include "handlers/tag_values.h"
-#include "handlers/wide_text.h"
+#include "handlers/tag_fields.h"
 #include "shellext/base/handler_ids.h"
-#include "tags/genre_table.h"
-#include "tags/text_helpers.h"
 
 namespace tagsmith {
 namespace {
@@ -20,192 +15,108 @@ namespace {
 // ---- The columns ------------------------------------------------------------------------------
 
 struct Column {
-  const GUID& set;
-  DWORD pid;
+  const NamedKey& key;
   VARTYPE type;
-  DWORD format;
   UINT width;  // characters
   DWORD flags;
   const wchar_t* title;
-  const wchar_t* description;
+  const wchar_t* description = title;
+  int format = LVCFMT_LEFT;
 };
 
-constexpr DWORD kInt = SHCOLSTATE_TYPE_INT | SHCOLSTATE_ONBYDEFAULT;
-constexpr DWORD kText = SHCOLSTATE_TYPE_STR | SHCOLSTATE_ONBYDEFAULT;
-constexpr DWORD kPlain = SHCOLSTATE_TYPE_STR;
-constexpr DWORD kSecond = SHCOLSTATE_TYPE_STR | SHCOLSTATE_SECONDARYUI;
+constexpr DWORD kPlainText = SHCOLSTATE_TYPE_STR;
+constexpr DWORD kTextByDefault = SHCOLSTATE_TYPE_STR | SHCOLSTATE_ONBYDEFAULT;
+constexpr DWORD kSecondary = SHCOLSTATE_TYPE_STR | SHCOLSTATE_SECONDARYUI;
+constexpr DWORD kPlainInt = SHCOLSTATE_TYPE_INT;
+constexpr DWORD kIntByDefault = SHCOLSTATE_TYPE_INT | SHCOLSTATE_ONBYDEFAULT;
 constexpr DWORD kHidden = SHCOLSTATE_HIDDEN;
-constexpr int kLeft = LVCFMT_LEFT;
-constexpr int kRight = LVCFMT_RIGHT;
 
-using namespace property_sets;
+constexpr NamedKey kOwn[] = {{"", {kColumnHandlerClsid, DWORD(-1)}},
+                             {"", {kColumnHandlerClsid, DWORD(-2)}},
+                             {"", {kColumnHandlerClsid, DWORD(-3)}},
+                             {"", {kColumnHandlerClsid, DWORD(-4)}}};
 
-// The first four, of a set of our own, are never given a value: intended.
+using namespace property_keys;
+
+// The first four, of a set of our own, are placeholders that never have a value.
 // clang-format off
 constexpr Column kColumns[] = {
-    {kColumnHandlerClsid, DWORD(-1), VT_I4, kRight, 0, kHidden, L"", L""},
-    {kColumnHandlerClsid, DWORD(-2), VT_I4, kRight, 0, kHidden, L"", L""},
-    {kColumnHandlerClsid, DWORD(-3), VT_I4, kRight, 0, kHidden, L"", L""},
-    {kColumnHandlerClsid, DWORD(-4), VT_I4, kRight, 0, kHidden, L"", L""},
-    {kSummary,          4, VT_BSTR, kLeft, 30, kPlain,  L"Author",          L"Author"},
-    {kSummary,          2, VT_BSTR, kLeft, 30, kPlain,  L"Title",           L"Title"},
-    {kSummary,          6, VT_BSTR, kLeft, 30, kPlain,  L"Comment",         L"Comment"},
-    {kMusic,            2, VT_BSTR, kLeft, 30, kText,   L"Artist",          L"Artist"},
-    {kMusic,            4, VT_BSTR, kLeft, 12, kText,   L"Album",           L"Album"},
-    {kMusic,            5, VT_I4,   kLeft,  8, kInt,    L"Year",            L"Year"},
-    {kMusic,            7, VT_I4,   kLeft,  8, kInt,    L"Track",           L"Track"},
-    {kMusic,           11, VT_BSTR, kLeft, 14, kText,   L"Genre",           L"Genre"},
-    {kAudio,            3, VT_UI8,  kLeft,  8, kInt,    L"Duration",        L"Duration"},
-    {kAudio,            4, VT_UI4,  kLeft,  8, kInt,    L"Bit rate",        L"Bit rate"},
-    {kAudio,            5, VT_UI4,  kLeft,  8, SHCOLSTATE_TYPE_INT, L"Sample rate", L"Sample rate"},
-    {kMusic,           38, VT_BSTR, kLeft, 30, kSecond, L"Subtitle",        L"Subtitle"},
-    {kMusic,           13, VT_BSTR, kLeft, 30, kSecond, L"Orchestra",       L"Orchestra/Album artist"},
-    {kMedia,           30, VT_BSTR, kLeft, 30, kSecond, L"Publisher",       L"Publisher"},
-    {kMedia,           36, VT_BSTR, kLeft, 30, kSecond, L"Encoded by",      L"Encoded by"},
-    {kMedia,           32, VT_BSTR, kLeft, 30, kSecond, L"URL",             L"URL"},
-    {kMedia,           11, VT_BSTR, kLeft, 30, kSecond, L"Copyright",       L"Copyright"},
-    {kMedia,           19, VT_BSTR, kLeft, 30, kSecond, L"Composer",        L"Composer"},
-    {kMusic,           36, VT_BSTR, kLeft, 30, kSecond, L"Conductor",       L"Conductor"},
-    {kMusic,           33, VT_BSTR, kLeft, 30, kSecond, L"Content",         L"Content"},
-    {kMusic,           37, VT_BSTR, kLeft, 30, kSecond, L"Part of set",     L"Part of set"},
-    {kMusic,           34, VT_BSTR, kLeft, 10, kSecond, L"Initial key",     L"Initial key"},
-    {kMusic,           35, VT_BSTR, kLeft, 10, kSecond, L"BPM",             L"BPM"},
-    {kCompilation,    100, VT_BSTR, kLeft, 10, kSecond, L"Compilation",     L"Compilation"},
-    {kOriginalArtist, 100, VT_BSTR, kLeft, 30, kSecond, L"Original artist", L"Original artist"},
-    {kMedia,            9, VT_BSTR, kLeft, 10, kSecond, L"Rating",          L"Rating"},
-    {kPodcast,        100, VT_BSTR, kLeft, 10, kSecond, L"Podcast",         L"Podcast"},
+    {kOwn[0], VT_I4, 0, kHidden, L"", L"", LVCFMT_RIGHT},
+    {kOwn[1], VT_I4, 0, kHidden, L"", L"", LVCFMT_RIGHT},
+    {kOwn[2], VT_I4, 0, kHidden, L"", L"", LVCFMT_RIGHT},
+    {kOwn[3], VT_I4, 0, kHidden, L"", L"", LVCFMT_RIGHT},
+    {kAuthor,          VT_BSTR, 30, kPlainText,     L"Author"},
+    {kTitle,           VT_BSTR, 30, kPlainText,     L"Title"},
+    {kComment,         VT_BSTR, 30, kPlainText,     L"Comment"},
+    {kArtist,          VT_BSTR, 30, kTextByDefault, L"Artist"},
+    {kAlbumTitle,      VT_BSTR, 12, kTextByDefault, L"Album"},
+    {kYear,            VT_I4,    8, kIntByDefault,  L"Year"},
+    {kTrackNumber,     VT_I4,    8, kIntByDefault,  L"Track"},
+    {kGenre,           VT_BSTR, 14, kTextByDefault, L"Genre"},
+    {kDuration,        VT_UI8,   8, kIntByDefault,  L"Duration"},
+    {kEncodingBitrate, VT_UI4,   8, kIntByDefault,  L"Bit rate"},
+    {kSampleRate,      VT_UI4,   8, kPlainInt,      L"Sample rate"},
+    {kSubTitle,        VT_BSTR, 30, kSecondary,     L"Subtitle"},
+    {kAlbumArtist,     VT_BSTR, 30, kSecondary,     L"Orchestra", L"Orchestra/Album artist"},
+    {kPublisher,       VT_BSTR, 30, kSecondary,     L"Publisher"},
+    {kEncodedBy,       VT_BSTR, 30, kSecondary,     L"Encoded by"},
+    {kAuthorUrl,       VT_BSTR, 30, kSecondary,     L"URL"},
+    {kCopyright,       VT_BSTR, 30, kSecondary,     L"Copyright"},
+    {kComposer,        VT_BSTR, 30, kSecondary,     L"Composer"},
+    {kConductor,       VT_BSTR, 30, kSecondary,     L"Conductor"},
+    {kContentGroup,    VT_BSTR, 30, kSecondary,     L"Content"},
+    {kPartOfSet,       VT_BSTR, 30, kSecondary,     L"Part of set"},
+    {kInitialKey,      VT_BSTR, 10, kSecondary,     L"Initial key"},
+    {kBeatsPerMinute,  VT_BSTR, 10, kSecondary,     L"BPM"},
+    {kIsCompilation,   VT_BSTR, 10, kSecondary,     L"Compilation"},
+    {kOriginalArtist,  VT_BSTR, 30, kSecondary,     L"Original artist"},
+    {kRating,          VT_BSTR, 10, kSecondary,     L"Rating"},
+    {kPodcast,         VT_BSTR, 10, kSecondary,     L"Podcast"},
 };
 // clang-format on
 
 // ---- Reading a value --------------------------------------------------------------------------
 
-/// What a row made of the tag. A text counts only where no other value was set.
-struct Answer {
-  WideText text;  // empty: none
-  VARIANT value{};
-
-  void Set(std::int32_t number) {
-    value.vt = VT_I4;
-    value.lVal = number;
+/// VT_EMPTY for nothing and for an empty text.
+VARIANT ToVariant(const wchar_t* text) {
+  VARIANT variant{};
+  if (*text != L'\0') {
+    variant.bstrVal = SysAllocString(text);
+    variant.vt = variant.bstrVal != nullptr ? VT_BSTR : VT_EMPTY;
   }
-  void Set(std::uint32_t number) {
-    value.vt = VT_UI4;
-    value.ulVal = number;
-  }
-  void Set(std::uint64_t number) {
-    value.vt = VT_UI8;
-    value.ullVal = number;
-  }
-};
-
-using ValueReader = void (*)(Answer& answer, const ID3Tag& tag);
-
-struct ValueRow {
-  const GUID& set;
-  DWORD pid;
-  ValueReader read;
-};
-
-template <auto Member>
-void ReadText(Answer& answer, const ID3Tag& tag) {
-  answer.text.Set(tag.*Member);
+  return variant;
 }
 
-template <auto Member>
-void ReadV1Text(Answer& answer, const ID3Tag& tag) {
-  answer.text.Set((tag.*Member).data());
+VARIANT ToVariant(const Value& value) {
+  VARIANT variant{};
+  std::visit(Overloaded{
+                 [](std::monostate) {},
+                 [&](const WideText& text) { variant = ToVariant(text.Get()); },
+                 [&](std::int32_t number) {
+                   variant.vt = VT_I4;
+                   variant.lVal = number;
+                 },
+                 [&](std::uint32_t number) {
+                   variant.vt = VT_UI4;
+                   variant.ulVal = number;
+                 },
+                 [&](std::uint64_t number) {
+                   variant.vt = VT_UI8;
+                   variant.ullVal = number;
+                 },
+                 [&](bool flag) { variant = ToVariant(flag ? L"Yes" : L"No"); },
+             },
+             value);
+  return variant;
 }
 
-void ReadV1Genre(Answer& answer, const ID3Tag& tag) { answer.text.Set(GetGenreName(tag.v1Genre)); }
-
-template <auto Member>
-void ReadYear(Answer& answer, const ID3Tag& tag) {
-  const std::int32_t year = ParseDecimal((tag.*Member).data());
-  if (year != 0) {
-    answer.Set(year);
-  }
-}
-
-template <auto Member, std::int32_t Unknown>
-void ReadTrack(Answer& answer, const ID3Tag& tag) {
-  const std::int32_t track = tag.*Member;
-  if (track < Unknown) {
-    answer.Set(track);
-  }
-}
-
-void ReadDiscs(Answer& answer, const ID3Tag& tag) { ReadPartOfSet(tag, answer.text); }
-
-template <auto Member>
-void ReadYesNo(Answer& answer, const ID3Tag& tag) {
-  answer.text.Set(tag.*Member ? "Yes" : "No");
-}
-
-/// One star is followed by a blank where several have their "s": intended.
-void ReadStars(Answer& answer, const ID3Tag& tag) {
-  const std::uint32_t stars = tag.GetRatingStars();
-  if (stars != 0) {
-    FormatBounded(answer.text.Buffer(), L"%d star%c", static_cast<int>(stars),
-                  stars < 2 ? L' ' : L's');
-  }
-}
-
-// clang-format off
-constexpr ValueRow kV2Rows[] = {
-    {kSummary,          2, ReadText<&ID3Tag::title>},
-    {kSummary,          4, ReadText<&ID3Tag::artist>},
-    {kSummary,          6, ReadText<&ID3Tag::comment>},
-    {kMusic,            2, ReadText<&ID3Tag::artist>},
-    {kMusic,            3, ReadText<&ID3Tag::title>},  // of no column, but answered
-    {kMusic,            4, ReadText<&ID3Tag::album>},
-    {kMusic,            5, ReadYear<&ID3Tag::year>},
-    {kMusic,            6, ReadText<&ID3Tag::comment>},
-    {kMusic,            7, ReadTrack<&ID3Tag::track, kUnknownNumber>},
-    {kMusic,           11, ReadText<&ID3Tag::genre>},
-    {kMusic,           38, ReadText<&ID3Tag::subtitle>},
-    {kMusic,           13, ReadText<&ID3Tag::albumArtist>},
-    {kMedia,           30, ReadText<&ID3Tag::publisher>},
-    {kMedia,           36, ReadText<&ID3Tag::encodedBy>},
-    {kMedia,           32, ReadText<&ID3Tag::userUrl>},  // the property prefers the artist's: intended
-    {kMedia,           11, ReadText<&ID3Tag::copyright>},
-    {kMedia,           19, ReadText<&ID3Tag::composer>},
-    {kMusic,           36, ReadText<&ID3Tag::conductor>},
-    {kMusic,           33, ReadText<&ID3Tag::contentGroup>},
-    {kMusic,           37, ReadDiscs},
-    {kMusic,           34, ReadText<&ID3Tag::initialKey>},
-    {kMusic,           35, ReadText<&ID3Tag::bpm>},
-    {kCompilation,    100, ReadYesNo<&ID3Tag::compilation>},
-    {kOriginalArtist, 100, ReadText<&ID3Tag::originalArtist>},
-    {kPodcast,        100, ReadYesNo<&ID3Tag::podcast>},
-    {kMedia,            9, ReadStars},
-};
-
-// The columns of the summary set stay empty for ID3v1: intended.
-constexpr ValueRow kV1Rows[] = {
-    {kMusic,  2, ReadV1Text<&ID3Tag::v1Artist>},
-    {kMusic,  3, ReadV1Text<&ID3Tag::v1Title>},
-    {kMusic,  4, ReadV1Text<&ID3Tag::v1Album>},
-    {kMusic,  5, ReadYear<&ID3Tag::v1Year>},
-    {kMusic,  6, ReadV1Text<&ID3Tag::v1Comment>},
-    {kMusic,  7, ReadTrack<&ID3Tag::v1Track, kUnknownV1Number>},
-    {kMusic, 11, ReadV1Genre},
-};
-
-constexpr ValueRow kAudioRows[] = {
-    {kAudio, 3, [](Answer& answer, const ID3Tag& tag) { answer.Set(ReadDuration(tag)); }},
-    {kAudio, 4, [](Answer& answer, const ID3Tag& tag) { answer.Set(ReadBitRate(tag)); }},
-    {kAudio, 5, [](Answer& answer, const ID3Tag& tag) { answer.Set(ReadSampleRate(tag)); }},
-};
-// clang-format on
-
-void ReadRow(std::span<const ValueRow> rows, const SHCOLUMNID& column, const ID3Tag& tag,
-             Answer& answer) {
-  for (const ValueRow& row : rows) {
-    if (row.pid == column.pid && IsEqualGUID(row.set, column.fmtid) != 0) {
-      row.read(answer, tag);
-      return;
+const Field* FindField(std::span<const Field> fields, const SHCOLUMNID& column) {
+  for (const Field& field : fields) {
+    if (field.shownIn != ShownIn::kProperties && IsSameKey(field.key.key, column)) {
+      return &field;
     }
   }
+  return nullptr;
 }
 
 }  // namespace
@@ -216,10 +127,9 @@ bool DescribeColumn(DWORD index, SHCOLUMNINFO& info) {
   }
   const Column& column = kColumns[index];
   info = {};
-  info.scid.fmtid = column.set;
-  info.scid.pid = column.pid;
+  info.scid = column.key.key;
   info.vt = column.type;
-  info.fmt = column.format;
+  info.fmt = static_cast<DWORD>(column.format);
   info.cChars = column.width;
   info.csFlags = column.flags;
   CopyBounded(info.wszTitle, column.title);
@@ -228,20 +138,16 @@ bool DescribeColumn(DWORD index, SHCOLUMNINFO& info) {
 }
 
 VARIANT ReadColumn(const SHCOLUMNID& column, const ID3Tag& tag, bool isOpened) {
-  Answer answer;
+  const Field* field = nullptr;
   if (isOpened && tag.v2Present) {
-    ReadRow(kV2Rows, column, tag, answer);
+    field = FindField(V2Fields(), column);
   } else if (tag.v1Present) {
-    ReadRow(kV1Rows, column, tag, answer);
+    field = FindField(V1Fields(), column);
   }
-  if (isOpened) {
-    ReadRow(kAudioRows, column, tag, answer);
+  if (isOpened && field == nullptr) {
+    field = FindField(AudioFields(), column);
   }
-  if (answer.value.vt == VT_EMPTY && *answer.text.Get() != L'\0') {
-    answer.value.bstrVal = SysAllocString(answer.text.Get());
-    answer.value.vt = answer.value.bstrVal != nullptr ? VT_BSTR : VT_EMPTY;
-  }
-  return answer.value;
+  return field != nullptr ? ToVariant(field->read(tag)) : VARIANT{};
 }
 
 }  // namespace tagsmith

@@ -1,4 +1,4 @@
-// The property keys that the module stores, with their canonical names.
+// The keys of properties and columns, with their canonical names.
 #pragma once
 
 #include <windows.h>
@@ -13,6 +13,10 @@ struct NamedKey {
   std::string_view name;
   PROPERTYKEY key;
 };
+
+inline bool IsSameKey(const PROPERTYKEY& left, const PROPERTYKEY& right) {
+  return left.pid == right.pid && IsEqualGUID(left.fmtid, right.fmtid) != 0;
+}
 
 /// Format identifiers of the system's property sets.
 namespace property_sets {
@@ -66,10 +70,15 @@ inline constexpr NamedKey kPodcast        {"Corvane.Tagsmith.Podcast",          
 inline constexpr NamedKey kDuration       {"System.Media.Duration",         {property_sets::kAudio, 3}};
 inline constexpr NamedKey kEncodingBitrate{"System.Audio.EncodingBitrate",  {property_sets::kAudio, 4}};
 inline constexpr NamedKey kSearchContents {"System.Search.Contents",        {property_sets::kStorage, 19}};
+// Of columns only; two are old numbers of the music set, without a name in the property system.
+inline constexpr NamedKey kAuthor         {"System.Author",                 {property_sets::kSummary, 4}};
+inline constexpr NamedKey kSampleRate     {"System.Audio.SampleRate",       {property_sets::kAudio, 5}};
+inline constexpr NamedKey kSongTitle      {"",                              {property_sets::kMusic, 3}};
+inline constexpr NamedKey kSongComment    {"",                              {property_sets::kMusic, 6}};
 // clang-format on
 }  // namespace property_keys
 
-/// All of them, to find a key's name.
+/// Those of properties, to find a key's name.
 inline constexpr const NamedKey* kAllPropertyKeys[] = {
     &property_keys::kTitle,          &property_keys::kComment,
     &property_keys::kSubTitle,       &property_keys::kArtist,

@@ -3,7 +3,6 @@
 #include "diag/fault_guard.h"
 #include "handlers/com_stream_source.h"
 #include "handlers/property_keys.h"
-#include "handlers/property_rows.h"
 #include "handlers/property_writer.h"
 #include "shellext/base/module.h"
 #include "shellext/base/property_system.h"
@@ -19,10 +18,6 @@ template <typename Value>
 bool IsNull(const Value& reference) {
   const Value* volatile address = &reference;
   return address == nullptr;
-}
-
-bool IsSameKey(const PROPERTYKEY& left, const PROPERTYKEY& right) {
-  return left.pid == right.pid && IsEqualGUID(left.fmtid, right.fmtid) != 0;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "handlers/property_writer.h"
 
 #include "diag/fault_guard.h"
+#include "handlers/tag_fields.h"
 #include "platform/handle.h"
 #include "shellext/base/property_system.h"
 
@@ -24,6 +25,9 @@ constexpr ValueKind kUInt64{"InitPropVariantFromUInt64Vector",
 constexpr ValueKind kBoolean{"InitPropVariantFromBooleanVector",
                              "Failed to load the property boolean"};
 
+/// Builds a vector of one element, has it coerced to the key's canonical type and stores it as not
+/// changed. S_FALSE when the property system or its builder is missing; S_OK, with nothing stored,
+/// when it cannot coerce; else the failing call's result or the cache's. An exception is logged.
 template <typename Element>
 HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKind& kind,
               Element element) {
@@ -49,22 +53,39 @@ HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKin
   });
 }
 
+/// Nothing is stored for the absence of a value.
+HRESULT WriteValue(IPropertyStoreCache& cache, const PROPERTYKEY& key, const Value& value) {
+  return std::visit(
+      Overloaded{
+          [](std::monostate) { return S_OK; },
+          [&](const WideText& text) { return Write<PCWSTR>(cache, key, kString, text.Get()); },
+          [&](std::int32_t number) {
+            return Write<ULONG>(cache, key, kUInt32, static_cast<ULONG>(number));
+          },
+          [&](std::uint32_t number) { return Write<ULONG>(cache, key, kUInt32, number); },
+          [&](std::uint64_t number) { return Write<ULONGLONG>(cache, key, kUInt64, number); },
+          [&](bool flag) { return Write<BOOL>(cache, key, kBoolean, flag ? TRUE : FALSE); },
+      },
+      value);
+}
+
+void StoreFields(IPropertyStoreCache& cache, std::span<const Field> fields, const ID3Tag& tag) {
+  for (const Field& field : fields) {
+    if (field.shownIn != ShownIn::kColumns) {
+      WriteValue(cache, field.key.key, field.read(tag));
+    }
+  }
+}
+
 }  // namespace
 
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, const wchar_t* text) {
-  return Write<PCWSTR>(cache, key, kString, text);
-}
-
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, std::uint32_t number) {
-  return Write<ULONG>(cache, key, kUInt32, number);
-}
-
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, std::uint64_t number) {
-  return Write<ULONGLONG>(cache, key, kUInt64, number);
-}
-
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, bool value) {
-  return Write<BOOL>(cache, key, kBoolean, value ? TRUE : FALSE);
+void StoreProperties(IPropertyStoreCache& cache, const ID3Tag& tag) {
+  if (tag.v2Present) {
+    StoreFields(cache, V2Fields(), tag);
+  } else if (tag.v1Present) {
+    StoreFields(cache, V1Fields(), tag);
+  }
+  StoreFields(cache, AudioFields(), tag);
 }
 
 }  // namespace tagsmith

@@ -1,22 +1,17 @@
-// Stores single values in a property cache, in the form that the property system declares for the
-// key.
+// Stores the properties of a track in a property cache.
 #pragma once
 
 #include <windows.h>
 
 #include <propsys.h>
 
-#include <cstdint>
+#include "tags/tag_model.h"
 
 namespace tagsmith {
 
-/// Each builds a vector of one element, has it coerced to the key's canonical type and stores it as
-/// not changed. S_FALSE when the property system or its builder is missing; S_OK, with nothing
-/// stored, when it cannot coerce (intended); else the failing call's result or the cache's. An
-/// exception is logged.
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, const wchar_t* text);
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, std::uint32_t number);
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, std::uint64_t number);
-HRESULT WriteProperty(IPropertyStoreCache& cache, const PROPERTYKEY& key, bool value);
+/// Stores the fields of ID3v2 when there is such a tag, else those of ID3v1 when there is one, and
+/// in every case those of the audio data, each in the form that the property system declares for
+/// its key. A value that cannot be stored is simply missing.
+void StoreProperties(IPropertyStoreCache& cache, const ID3Tag& tag);
 
 }  // namespace tagsmith

@@ -1,0 +1,40 @@
+// What the shell is shown of a tag: the one table of fields, for properties and columns.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <variant>
+
+#include "handlers/property_keys.h"
+#include "handlers/wide_text.h"
+#include "tags/tag_model.h"
+
+namespace tagsmith {
+
+/// Nothing, a text, a number or a flag.
+using Value =
+    std::variant<std::monostate, WideText, std::int32_t, std::uint32_t, std::uint64_t, bool>;
+
+/// Builds a visitor of a Value.
+template <typename... Cases>
+struct Overloaded : Cases... {
+  using Cases::operator()...;
+};
+template <typename... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
+
+enum class ShownIn { kBoth, kProperties, kColumns };
+
+/// One key and how its value is read.
+struct Field {
+  const NamedKey& key;
+  Value (*read)(const ID3Tag& tag);
+  ShownIn shownIn = ShownIn::kBoth;
+};
+
+/// In the order in which properties are stored.
+std::span<const Field> V2Fields();
+std::span<const Field> V1Fields();
+std::span<const Field> AudioFields();
+
+}  // namespace tagsmith
