@@ -8,7 +8,7 @@
 
 namespace tagsmith {
 
-/// The answer where there is no picture. Not a failure, and not S_OK: relied upon.
+/// The answer where there is no picture: neither a failure nor S_OK.
 inline constexpr HRESULT kNoPicture = 13;
 
 class AlbumArt {

@@ -6,7 +6,7 @@
 namespace tagsmith {
 
 /// Registers the property description file beside the module, or unregisters it. What the property
-/// system answers; S_FALSE without a property system (COM then stays initialised, on purpose); a
+/// system answers; S_FALSE, and COM stays initialised, without a property system; a
 /// failure of COM as it is. An exception is logged.
 HRESULT RegisterPropertySchema(bool registers);
 

@@ -115,7 +115,7 @@ void RemoveClass(const Handler& handler) {
   SHDeleteKeyW(HKEY_CLASSES_ROOT, ClassKey(handler).c_str());
 }
 
-/// Copies a value to its backup, once: what is kept already came first.
+/// Copies a value to its backup, once: a backup that is there already is of an earlier value.
 void BackUp(HKEY hive, const std::wstring& key, const wchar_t* name, const wchar_t* backup) {
   if (!ValueExists(hive, key.c_str(), backup)) {
     CopyValue(hive, key.c_str(), name, hive, key.c_str(), backup);
@@ -174,7 +174,7 @@ void RemovePropertyLists(const wchar_t* extension) {
   }
 }
 
-/// The key goes before it is read, so that an earlier handler does not come back: intended.
+/// The key goes before it is read, so that an earlier handler does not come back.
 void RemoveThumbnailKey(const wchar_t* extension) {
   const std::wstring key = ThumbnailKey(extension);
   SHDeleteKeyW(HKEY_CLASSES_ROOT, key.c_str());
@@ -186,7 +186,7 @@ void NotifyShell() { SHChangeNotify(SHCNE_ASSOCCHANGED, SHCNF_IDLIST, nullptr, n
 // ---- Registration -----------------------------------------------------------------------------
 
 /// The parts of a registration in turn. Each leaves the code of its last operation, and tells
-/// whether the registration goes on: not behind a code other than 0.
+/// whether the registration goes on: only after a code of 0.
 class Registration {
  public:
   explicit Registration(const wchar_t* modulePath) : modulePath_(modulePath) {}
@@ -212,7 +212,7 @@ class Registration {
              HasRun(kAiffSetting, [&] { AddAiffAssociation(); });
     }
     if (IsNt5OrLater()) {
-      // The line in the log names the property handler: kept.
+      // The line in the log names the property handler.
       return IsApproved(kColumnHandler, kPropertyHandler) &&
              HasRun(kColumnHandler.setting, [&] { AddColumns(); });
     }
@@ -241,7 +241,7 @@ class Registration {
     return status_ == ERROR_SUCCESS;
   }
 
-  /// Each extension starts afresh, so that only the last one's code counts: intended.
+  /// Each extension starts afresh: the code that counts is the last one's.
   void AddProperties() {
     if (!IsSwitchedOn(kPropertyHandler.setting)) {
       return;
@@ -316,7 +316,7 @@ void RemoveProperties() {
   }
 }
 
-/// The keys of thumbnails go with the columns, too: intended.
+/// The keys of thumbnails go with the columns, whether thumbnails are chosen or not.
 void RemoveColumns() {
   RemoveClass(kColumnHandler);
   Disapprove(kColumnHandler);

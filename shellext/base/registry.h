@@ -23,8 +23,7 @@ bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const
 bool ValueExists(HKEY hive, const wchar_t* key, const wchar_t* name);
 
 /// Copies a value of up to 32766 bytes with its type; the target key is created. Both keys stay
-/// open unless the target cannot be created: deliberate, since registration runs once in a process
-/// that ends.
+/// open unless the target cannot be created; registration runs once, in a process that ends.
 bool CopyValue(HKEY sourceHive, const wchar_t* sourceKey, const wchar_t* sourceName,
                HKEY targetHive, const wchar_t* targetKey, const wchar_t* targetName);
 
