@@ -1,6 +1,9 @@
 """tsdump's answers beside mutagen's: real_tracks.py TSDUMP"""
+import io
+import itertools
 import json
 import pathlib
+import struct
 import subprocess
 import sys
 import tempfile
@@ -19,9 +22,10 @@ FIELDS = {'title': 'TIT2', 'artist': 'TPE1', 'album': 'TALB', 'genre': 'TCON', '
           'lyrics': 'USLT', 'composer': 'TCOM', 'albumArtist': 'TPE2'}
 
 
-def dump(*arguments):
-    result = subprocess.run([TSDUMP, *map(str, arguments)], capture_output=True, check=False)
-    return result.returncode, [json.loads(line) for line in result.stdout.splitlines()]
+def dump(*arguments, folder=None):
+    result = subprocess.run([TSDUMP, *map(str, arguments)], capture_output=True, cwd=folder,
+                            check=False)
+    return result.returncode, [json.loads(line) for line in result.stdout.split(b'\n') if line]
 
 
 class RealTracks(unittest.TestCase):
@@ -138,6 +142,20 @@ class RealTracks(unittest.TestCase):
             opened = {pathlib.Path(s['file']).stem for s in seen if s['opened']}
             self.assertEqual(opened, {'cut-frame'})
 
+    def test_what_cannot_be_read_is_logged(self):
+        with tempfile.TemporaryDirectory() as folder:
+            pathlib.Path(folder, 'folder.mp3').mkdir()
+            names = ('missing.mp3', 'folder.mp3')
+            seen = dump('--write-check', *names, folder=folder)[1] + dump('--stream', *names, folder=folder)[1]
+        self.assertEqual([[entry['message'] for entry in s['log']] for s in seen], [
+            ['Opening ID3 track: missing.mp3',
+             'Open file write check error: No such file or directory (2)',
+             "Failed to open the file 'missing.mp3' for reading (error: No such file or directory)"],
+            ['Opening ID3 track: folder.mp3', 'Open file write check error: Is a directory (21)',
+             'File is not a valid MP3 file (0x00000000)'],
+            ['Invalid MP3 data stream (0)'], []])
+        self.assertEqual([(s['opened'], s['readOnly']) for s in seen], 4 * [(False, True)])
+
     def test_usage(self):
         for arguments in ([], ['--unknown', 'x.mp3'], ['--scan-mode'], ['--scan-mode', 'x', 'f'],
                           ['--extra-frames', '3', 'f']):
@@ -145,6 +163,56 @@ class RealTracks(unittest.TestCase):
             self.assertEqual(result.returncode, 2)
             self.assertEqual(result.stdout, b'')
             self.assertIn(b'usage:', result.stderr)
+
+
+class Tables(unittest.TestCase):
+    """Bit rates, sample rates and genres are those of mutagen's tables."""
+
+    def ask(self, contents):
+        with tempfile.TemporaryDirectory() as folder:
+            for i, content in enumerate(contents):
+                (pathlib.Path(folder) / f'{i}.mp3').write_bytes(content)
+            return dump(*(f'{i}.mp3' for i in range(len(contents))), folder=folder)[1]
+
+    def test_headers(self):
+        kinds = list(itertools.product((3, 2, 0), (1, 2, 3), range(1, 15), range(3)))
+        known = bytes.fromhex('FFFB9000') + bytes(413)
+        frames, contents = [], []
+        for i, (version, layer, bit_rate, rate) in enumerate(kinds):
+            header = struct.pack('>I', 0xFFE << 20 | version << 19 | layer << 17 | i % 2 << 16 |
+                                 bit_rate << 12 | rate << 10 | i // 2 % 2 << 9 | i % 16 << 4 | i % 13)
+            file = io.BytesIO(header + bytes(5000))
+            frames.append(mutagen.mp3.MPEGFrame(file))
+            # Layer 2 is not looked for; MPEG-1 layer 3 alone has frames of its documents' length.
+            contents.append(known + header if layer == 2 else
+                            file.getvalue()[:file.tell() if version == 3 and layer == 1 else 99] + header)
+        for answer, frame, (version, layer, _, _), content in zip(
+                self.ask(contents), frames, kinds, contents):
+            with self.subTest(content[:4].hex(' ')):
+                if layer != 2:
+                    self.assertEqual(
+                        [answer[key] for key in ('versionIndex', 'layerIndex', 'sampleRate', 'bitRate',
+                                                 'protectionBit', 'channelMode', 'copyrightBit',
+                                                 'originBit')],
+                        [version, frame.layer - 1, frame.sample_rate, frame.bitrate // 1000,
+                         1 - frame.protected, frame.mode, content[3] >> 3 & 1, content[3] >> 2 & 1])
+                    self.assertEqual(answer['frameCount'], 2 if version == 3 and layer == 1 else 1)
+                elif version:
+                    self.assertEqual(answer['bitRate'], (128000 + frame.bitrate) // 2000)
+
+    def test_genres(self):
+        # Spelt otherwise here, or written otherwise there.
+        others = {'Alt. Rock': 'AlternRock', 'Gangsta Rap': 'Gangsta', 'Psychedelic': 'Psychadelic',
+                  'Fast-Fusion': 'Fast Fusion', 'Humour': 'Humor', 'A Cappella': 'A Capella'}
+        names = [others.get(name, name) for name in mutagen.id3.TCON.GENRES[:126]]
+        contents = []
+        for i in range(len(names)):
+            text = f'\0({i})'.encode()
+            frame = b'TCON' + struct.pack('>IH', len(text), 0) + text
+            contents.append(b'ID3\3\0\0\0\0\0' + bytes([len(frame)]) + frame + b'TAG' + bytes(124) + bytes([i]))
+        seen = self.ask(contents)
+        self.assertEqual([answer['genre']['value'] for answer in seen], names)
+        self.assertEqual([answer['v1GenreName'] for answer in seen], names[:80] + ['Other'] * 46)
 
 
 if __name__ == '__main__':
