@@ -160,10 +160,14 @@ def expect(answer, lines):
                 answer[key], at = take_value(rest, at + len(key) + 1)
 
 
+def blocks_of(room):
+    lines = room.read_text().split('\n')
+    return list(items([line for line in lines if line.strip() and line[0] != '#']))
+
+
 def read_cases(room, folder):
     """Writes the tracks of a file into the folder; their names, the options and what is wanted."""
-    lines = [line for line in room.read_text().split('\n') if line.strip() and line[0] != '#']
-    blocks = list(items(lines))
+    blocks = blocks_of(room)
     shared = dict(blocks)
     for i, (head, below) in enumerate(blocks):
         word, _, rest = head.partition(' ')

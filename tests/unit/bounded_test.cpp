@@ -1,45 +1,58 @@
 #include "format/bounded.h"
 
-#include <cwchar>
-
 #include "tests/unit/test_support.h"
 
 namespace tagsmith::test {
 namespace {
 
-TEST(Bounded, CutsAndTerminates) {
-  struct Case {
-    std::size_t capacity;
-    std::string_view expected;
-  };
-  for (const Case& c :
-       {Case{1, ""}, Case{2, "a"}, Case{5, "ab12"}, Case{6, "ab123"}, Case{8, "ab123"}}) {
-    std::string buffer(10, '#');
-    const std::span<char> text = std::span(buffer).first(c.capacity);
-    EXPECT_EQ(FormatBounded(text, "%s%d", "ab", 123), c.expected.size());
-    EXPECT_EQ(std::string_view(buffer.c_str()), c.expected);
-    EXPECT_EQ(buffer[c.capacity], '#');
-
-    std::wstring wide(10, L'#');
-    const std::span<wchar_t> wideText = std::span(wide).first(c.capacity);
-    FormatBounded(wideText, L"%ls%d", L"ab", 123);
-    EXPECT_LT(std::wcslen(wide.c_str()), c.capacity);
-    EXPECT_EQ(wide[c.capacity], L'#');
-
-    buffer.assign(10, '#');
-    buffer[0] = '\0';
-    EXPECT_EQ(AppendBounded(text, "ab"), std::min<std::size_t>(2, c.capacity - 1));
-    EXPECT_EQ(AppendBounded(text, "123"), c.expected.size());
-    EXPECT_EQ(std::string_view(buffer.c_str()), c.expected);
-    EXPECT_EQ(CopyBounded(text, "ab123"), c.expected.size());
-    EXPECT_EQ(std::string_view(buffer.c_str()), c.expected);
-    EXPECT_EQ(buffer[c.capacity], '#');
+/// What a buffer of this capacity holds, and that nothing beyond it was touched.
+template <typename Char>
+class Buffer {
+ public:
+  explicit Buffer(std::size_t capacity) : capacity_(capacity) { characters_[0] = Char{}; }
+  std::span<Char> Text() { return std::span(characters_).first(capacity_); }
+  std::basic_string<Char> Taken() const {
+    EXPECT_EQ(characters_[capacity_], Char{'#'});
+    return characters_.c_str();
   }
+
+ private:
+  std::size_t capacity_;
+  std::basic_string<Char> characters_ = std::basic_string<Char>(10, Char{'#'});
+};
+
+template <typename Char>
+void Check(std::size_t (*format)(std::span<Char> text), std::basic_string_view<Char> start,
+           std::basic_string_view<Char> end) {
+  const std::basic_string<Char> whole = std::basic_string<Char>(start).append(end);
+  for (const std::size_t capacity : {1U, 2U, 3U, 5U, 6U, 8U}) {
+    const auto expected = whole.substr(0, capacity - 1);
+    Buffer<Char> formatted(capacity);
+    const std::size_t length = format(formatted.Text());
+    // Wide formatters may take nothing, or anything, of what does not fit.
+    if (sizeof(Char) == 1 || capacity > whole.size()) {
+      EXPECT_EQ(length, expected.size());
+      EXPECT_EQ(formatted.Taken(), expected);
+    } else {
+      EXPECT_LT(length, capacity);
+      EXPECT_TRUE(expected.starts_with(formatted.Taken()));
+    }
+    Buffer<Char> text(capacity);
+    EXPECT_EQ(AppendBounded(text.Text(), start), std::min(start.size(), capacity - 1));
+    EXPECT_EQ(AppendBounded(text.Text(), end), expected.size());
+    EXPECT_EQ(text.Taken(), expected);
+    EXPECT_EQ(CopyBounded(text.Text(), end), std::min(end.size(), capacity - 1));
+    EXPECT_EQ(text.Taken(), end.substr(0, capacity - 1));
+  }
+  EXPECT_EQ(format({}), 0U);
+  EXPECT_EQ(AppendBounded(std::span<Char>(), start), 0U);
+  EXPECT_EQ(CopyBounded(std::span<Char>(), start), 0U);
 }
 
-TEST(Bounded, LeavesAnEmptyBufferAlone) {
-  EXPECT_EQ(FormatBounded(std::span<char>(), "%d", 1), 0U);
-  EXPECT_EQ(AppendBounded(std::span<wchar_t>(), L"a"), 0U);
+TEST(Bounded, CutsAndTerminates) {
+  Check<char>([](auto text) { return FormatBounded(text, "%s%d", "ab", 123); }, "ab", "123");
+  Check<wchar_t>([](auto text) { return FormatBounded(text, L"%ls%d", L"ab", 123); }, L"ab",
+                 L"123");
 }
 
 }  // namespace

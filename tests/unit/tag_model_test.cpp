@@ -1,5 +1,6 @@
 #include "tags/tag_model.h"
 
+#include "tags/picture_size.h"
 #include "tests/unit/test_support.h"
 
 namespace tagsmith::test {
@@ -59,6 +60,15 @@ TEST(TagModel, ClearsValuesAndKeepsSettings) {
   EXPECT_EQ(tag.fileName, "name");
   tag.SetFileName(nullptr);
   EXPECT_FALSE(tag.fileName.has_value());
+}
+
+TEST(PictureSizes, TellTheBitmapsBytes) {
+  EXPECT_EQ((PictureSize{3, 2, 24}.BitmapBytes()), 24U);
+  EXPECT_EQ((PictureSize{33, 1, 1}.BitmapBytes()), 8U);
+  EXPECT_EQ((PictureSize{32, 3, 1}.BitmapBytes()), 12U);
+  EXPECT_EQ((PictureSize{0, 5, 8}.BitmapBytes()), 0U);
+  EXPECT_EQ((PictureSize{0x40000000, 0xFFFFFFFF, 32}.BitmapBytes()), 0xFFFFFFFF00000000U);
+  EXPECT_EQ((PictureSize{0x40000001, 0xFFFFFFFF, 32}.BitmapBytes()), UINT64_MAX);
 }
 
 TEST(TagModel, SampleRates) {
