@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <limits>
 #include <optional>
 #include <string_view>
 
@@ -17,7 +18,7 @@ namespace {
 
 // Offsets from the start of a frame, the same for every version and channel mode.
 constexpr std::size_t kVbrHeaderOffset = 36;
-constexpr std::size_t kEncoderOffset = 156;  // behind a whole Xing header of 120 bytes
+constexpr std::size_t kEncoderOffset = 156;  // after a whole Xing header of 120 bytes
 constexpr std::size_t kEncoderSize = 255;
 constexpr std::size_t kShortEncoderSize = 8;
 
@@ -28,8 +29,8 @@ class EncoderBuffer {
  public:
   [[nodiscard]] bool IsEmpty() const { return text_.front() == '\0'; }
 
-  /// Ends the text behind them.
-  void Take(ByteView bytes) {
+  /// The text is then these bytes up to their first zero.
+  void Set(ByteView bytes) {
     std::copy_n(AsText(bytes).begin(), CountOf(bytes), text_.begin());
     text_[CountOf(bytes)] = '\0';
   }
@@ -74,11 +75,11 @@ EncoderBuffer ReadVbrHeader(ByteView frame, bool readsXing) {
   const ByteView header = From(frame, kVbrHeaderOffset);
   if (BeginsWithWord(header, "Xing") || BeginsWithWord(header, "info")) {
     if (readsXing) {
-      encoder.Take(UpTo(From(frame, kEncoderOffset), kEncoderSize));
+      encoder.Set(UpTo(From(frame, kEncoderOffset), kEncoderSize));
       encoder.CutLameVersion();
     }
   } else if (BeginsWithWord(header, kLame)) {
-    encoder.Take(UpTo(header, kShortEncoderSize));
+    encoder.Set(UpTo(header, kShortEncoderSize));
   }
   return encoder;
 }
@@ -98,36 +99,78 @@ void StoreOffset(ID3Tag& tag, std::uint32_t offset) {
   tag.id3AreaSize = offset;
 }
 
-/// Bits of audio by 32-bit arithmetic, sign-extended: more than 268435455 bytes wrap, on purpose.
+/// Bits of audio by 32-bit arithmetic, sign-extended: more than 268435455 bytes wrap.
 void SetDurationFromSize(ID3Tag& tag, std::uint32_t fileSize, std::uint32_t bitRate) {
   const std::uint32_t bits = (fileSize - tag.details.audioOffset) * 8;
   const auto extended = static_cast<std::int64_t>(static_cast<std::int32_t>(bits));
   tag.SetDuration(static_cast<std::uint64_t>(extended), std::uint64_t{bitRate} * 1000);
 }
 
-/// The running average of the quick scan and where it last changed.
-struct SteadyAverage {
-  std::int64_t average = 0;
-  std::uint32_t notedAt = 0;  // frame count; 0: not noted yet
+/// Where the scan mode lets a walk over frames end early.
+class ScanLimit {
+ public:
+  enum class Verdict { kGoOn, kEnd, kEndEstimated };
+
+  explicit ScanLimit(std::uint32_t scanMode)
+      : isQuick_(scanMode == kScanQuick),
+        mostConstant_(isQuick_                    ? kQuickFrames
+                      : scanMode == kScanConstant ? kMostFrames
+                                                  : std::numeric_limits<std::uint32_t>::max()) {}
+
+  /// To be asked after each frame of a walk.
+  Verdict After(std::uint32_t frameCount, std::uint32_t bitRateSum, bool isVbr) {
+    if (isQuick_) {
+      if (IsSteady(frameCount, bitRateSum / frameCount)) {
+        return Verdict::kEnd;
+      }
+      if (frameCount > kMostFrames) {
+        return Verdict::kEndEstimated;
+      }
+    }
+    if (isVbr || frameCount <= mostConstant_) {
+      return Verdict::kGoOn;
+    }
+    WriteLogLine(kLogInformation, "VBR has not been found in the first %d frames (assuming CBR)",
+                 static_cast<int>(mostConstant_));
+    return Verdict::kEndEstimated;
+  }
+
+ private:
+  static constexpr std::uint32_t kQuickFrames = 500;
+  static constexpr std::uint32_t kMostFrames = 1000;
+  static constexpr std::uint32_t kSteadyFrames = 200;
+  static constexpr std::int64_t kSteadyRange = 2;
+
+  /// Whether the average bit rate has stayed near the noted one for long enough.
+  bool IsSteady(std::uint32_t frameCount, std::int64_t average) {
+    if (average > average_ + kSteadyRange || average < average_ - kSteadyRange) {
+      average_ = average;
+      notedAt_ = frameCount;
+      return false;
+    }
+    return notedAt_ != 0 && notedAt_ + kSteadyFrames < frameCount && frameCount > kQuickFrames;
+  }
+
+  bool isQuick_;
+  std::uint32_t mostConstant_;  // frames of one bit rate that are walked
+  std::int64_t average_ = 0;    // as noted when it last changed
+  std::uint32_t notedAt_ = 0;   // the frame count then; 0: not noted yet
 };
 
 /// The walk over the frames of a file, and its way back to the search for another first frame.
 class FrameWalk {
  public:
   FrameWalk(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize, std::uint32_t scanMode)
-      : tag_(tag),
-        details_(tag.details),
-        reader_(reader),
-        fileSize_(fileSize),
-        scanMode_(scanMode) {}
+      : tag_(tag), details_(tag.details), reader_(reader), fileSize_(fileSize), limit_(scanMode) {}
 
   /// False when no frame is left that a walk could start from.
   bool Run() {
     while (FindSync(reader_, tag_.isMpeg).found) {
-      if (!BeginFrames()) {
-        if (headerIsCut_) {
-          return false;
-        }
+      const Start start = Begin();
+      if (start == Start::kCut) {
+        break;
+      }
+      if (start == Start::kRejected) {
         continue;
       }
       if (Walk() == Ending::kSearchAgain) {
@@ -139,10 +182,15 @@ class FrameWalk {
         return true;
       }
     }
+    if (vbrWithoutRate_) {
+      // Made here and not by each walk: a broken file may have millions of them.
+      FormatBitRate(details_.bitRateText, 0, *vbrWithoutRate_, details_.isEstimated);
+    }
     return false;
   }
 
  private:
+  enum class Start { kWalk, kRejected, kCut };
   enum class Ending { kFinish, kSearchAgain };
 
   /// What changes with each frame.
@@ -157,26 +205,19 @@ class FrameWalk {
 
   static constexpr std::uint32_t kFramesSearchedForLame = 200;
   static constexpr std::uint32_t kShortestFrameSearched = 13;
-  static constexpr std::uint32_t kQuickFrames = 500;
-  static constexpr std::uint32_t kMostFrames = 1000;
-  static constexpr std::uint32_t kSteadyFrames = 200;
-  static constexpr std::int64_t kSteadyRange = 2;
 
-  /// Takes the header whose two sync bytes were just read. The reader ends up at the frame's start,
-  /// or behind the header when no walk can start here.
-  bool BeginFrames() {
+  /// Reads the header whose two sync bytes were just read. The reader ends up at the frame's start,
+  /// or after the header when no walk can start here.
+  Start Begin() {
     reader_.Skip(-2);
     const ByteView bytes = reader_.Peek(kMpegHeaderSize);
-    headerIsCut_ = bytes.size() < kMpegHeaderSize;
-    if (headerIsCut_) {
-      // What there is of it is known all the same.
-      std::array<std::byte, kMpegHeaderSize> padded{};
-      std::copy(bytes.begin(), bytes.end(), padded.begin());
-      StoreHeader(details_, DecodeMpegHeader(ReadBigEndian32(padded)));
-      return false;
-    }
-    const std::uint32_t header = ReadBigEndian32(bytes.first<kMpegHeaderSize>());
+    std::array<std::byte, kMpegHeaderSize> whole{};  // zeros where the file ends
+    std::copy(bytes.begin(), bytes.end(), whole.begin());
+    const std::uint32_t header = ReadBigEndian32(whole);
     StoreHeader(details_, DecodeMpegHeader(header));
+    if (bytes.size() < kMpegHeaderSize) {
+      return Start::kCut;
+    }
     StoreOffset(tag_, static_cast<std::uint32_t>(reader_.Position()));
 
     kind_.Select(header);
@@ -185,18 +226,18 @@ class FrameWalk {
     totals_.length = kind_.Length(header);
     if (totals_.length == 0) {
       reader_.Skip(kMpegHeaderSize);
-      return false;
+      return Start::kRejected;
     }
     // Only a frame that starts a walk is searched for a VBR header: rejected ones leave no trace.
     encoder_ = ReadVbrHeader(reader_.Peek(kEncoderOffset + kEncoderSize), true);
     totals_.isVbr = false;
     totals_.frameCount = 1;
-    return true;
+    return Start::kWalk;
   }
 
-  /// Goes from frame to frame, from the one at the reader's position on; the reader ends up behind
-  /// the last header read. What changes with each frame is kept in local variables: thousands of
-  /// frames are walked, and each one's place hangs on the length of the one before.
+  /// Goes from frame to frame, from the one at the reader's position on; the reader ends up after
+  /// the last header read. What changes with each frame is kept in local variables, which registers
+  /// can hold: thousands of frames are walked, and where each one is depends on the one before.
   Ending Walk() {
     Totals totals = totals_;
     Ending ending = Ending::kFinish;
@@ -226,11 +267,14 @@ class FrameWalk {
       if (!ContinuesWalk(header)) {
         break;
       }
-      if (!TakeFrame(totals, header)) {
+      if (!CountFrame(totals, header)) {
         ending = Ending::kSearchAgain;
         break;
       }
-      if (scanMode_ != kScanAll && IsSettled(totals)) {
+      const ScanLimit::Verdict verdict =
+          limit_.After(totals.frameCount, totals.bitRateSum, totals.isVbr);
+      if (verdict != ScanLimit::Verdict::kGoOn) {
+        details_.isEstimated |= verdict == ScanLimit::Verdict::kEndEstimated;
         break;
       }
     }
@@ -241,7 +285,7 @@ class FrameWalk {
 
   /// Whether this is another frame header and not the end of the frames.
   bool ContinuesWalk(std::uint32_t header) {
-    // Twelve bits, so that an MPEG-2.5 frame ends the walk, on purpose.
+    // Twelve bits: an MPEG-2.5 frame, whose sync word has eleven, ends the walk.
     constexpr std::uint32_t kSyncBits = 0xFFF00000;
     if ((header & kSyncBits) == kSyncBits) {
       return true;
@@ -255,7 +299,7 @@ class FrameWalk {
   }
 
   /// Counts a frame of the walk; false when its sample rate is invalid.
-  bool TakeFrame(Totals& totals, std::uint32_t header) {
+  bool CountFrame(Totals& totals, std::uint32_t header) {
     ++totals.frameCount;
     kind_.Select(header);
     const std::uint32_t bitRate = kind_.BitRate(header);
@@ -270,40 +314,6 @@ class FrameWalk {
     return true;
   }
 
-  /// Whether the scan mode lets the walk end here.
-  bool IsSettled(Totals totals) {
-    if (scanMode_ == kScanQuick) {
-      if (IsAverageSteady(totals)) {
-        return true;
-      }
-      if (totals.frameCount > kMostFrames) {
-        details_.isEstimated = true;
-        return true;
-      }
-    }
-    if (totals.isVbr || (scanMode_ != kScanQuick && scanMode_ != kScanConstant)) {
-      return false;
-    }
-    const std::uint32_t limit = scanMode_ == kScanConstant ? kMostFrames : kQuickFrames;
-    if (totals.frameCount <= limit) {
-      return false;
-    }
-    details_.isEstimated = true;
-    WriteLogLine(kLogInformation, "VBR has not been found in the first %d frames (assuming CBR)",
-                 static_cast<int>(limit));
-    return true;
-  }
-
-  bool IsAverageSteady(Totals totals) {
-    const std::int64_t average = totals.bitRateSum / totals.frameCount;
-    if (average > steady_.average + kSteadyRange || average < steady_.average - kSteadyRange) {
-      steady_ = {.average = average, .notedAt = totals.frameCount};
-      return false;
-    }
-    return steady_.notedAt != 0 && steady_.notedAt + kSteadyFrames < totals.frameCount &&
-           totals.frameCount > kQuickFrames;
-  }
-
   /// Searches the frame at the reader's position backwards, over its closing zeros, for the encoder
   /// that some versions write there.
   void SearchForLame(std::uint32_t length) {
@@ -313,7 +323,7 @@ class FrameWalk {
       const auto value = std::to_integer<unsigned char>(rest[i]);
       if (value == 'L' || value == 'l') {
         if (BeginsWithWord(rest.subspan(i), kLame)) {
-          encoder_.Take(UpTo(rest.subspan(i), kShortEncoderSize));
+          encoder_.Set(UpTo(rest.subspan(i), kShortEncoderSize));
         }
         return;
       }
@@ -327,12 +337,6 @@ class FrameWalk {
   bool Finish() {
     const std::uint32_t average = totals_.bitRateSum / totals_.frameCount;
     details_.isVbr = totals_.isVbr;
-    // A broken file may make millions of walks that come to nothing: their text is made once.
-    const int kindOfText = 1 + (details_.isVbr ? 1 : 0) + (details_.isEstimated ? 2 : 0);
-    if (average != 0 || kindOfText != kindOfZeroText_) {
-      tag_.SetBitRate(average);
-      kindOfZeroText_ = kindOfText;
-    }
     details_.frameCount = totals_.frameCount;
     if (details_.isEstimated) {
       const std::uint64_t averageLength = totals_.lengthSum / totals_.frameCount;
@@ -342,8 +346,10 @@ class FrameWalk {
       }
     }
     if (average == 0) {
+      vbrWithoutRate_ = details_.isVbr;
       return false;
     }
+    tag_.SetBitRate(average);
     SetDurationFromSize(tag_, fileSize_, average);
     encoder_.StoreIn(details_);
     return true;
@@ -353,13 +359,11 @@ class FrameWalk {
   TrackDetails& details_;
   SourceReader& reader_;
   std::uint32_t fileSize_;
-  std::uint32_t scanMode_;
-  int kindOfZeroText_ = 0;  // VBR flags that the text of no bit rate shows; 0: none was made
-  bool headerIsCut_ = false;
+  std::optional<bool> vbrWithoutRate_;  // the VBR flag of the last walk that found no bit rate
   EncoderBuffer encoder_;
   MpegFrameKind kind_;
   Totals totals_;
-  SteadyAverage steady_;
+  ScanLimit limit_;
 };
 
 }  // namespace

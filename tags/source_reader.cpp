@@ -9,7 +9,7 @@ namespace tagsmith {
 SourceReader::SourceReader(ByteSource& source, std::uint64_t sizeHint)
     : source_(source), sizeHint_(sizeHint) {
   // The block itself is left as it is: only bytes that were read into it are ever handed out.
-  window_ = smallBlock_;
+  window_ = Window(smallBlock_);
 }
 
 std::size_t SourceReader::Read(std::span<std::byte> into) {
@@ -29,48 +29,23 @@ std::size_t SourceReader::Read(std::span<std::byte> into) {
 
 ByteView SourceReader::Take(std::uint64_t count, std::size_t lookAhead) {
   const std::uint64_t wanted = count + lookAhead;
-  if (wanted <= window_.size()) {
+  if (wanted <= window_.Capacity()) {
     const ByteView view = Peek(static_cast<std::size_t>(wanted));
     const ByteView bytes = view.first(std::min<std::size_t>(view.size(), count));
     Skip(static_cast<std::int64_t>(bytes.size()));
     return bytes;
   }
-
-  const ByteView buffered = Buffered(1);
-  const std::uint64_t start = position_;
-  const std::uint64_t expected = sizeHint_ > start ? sizeHint_ - start : 0;
-  std::size_t length = static_cast<std::size_t>(std::min<std::uint64_t>(buffered.size(), wanted));
-  const std::uint64_t atOnce =
-      std::min({wanted, expected, static_cast<std::uint64_t>(kTrustedSize)});
-  std::size_t capacity = std::max(static_cast<std::size_t>(atOnce), length);
-  taken_ = std::make_unique_for_overwrite<std::byte[]>(capacity);
-  std::memcpy(taken_.get(), buffered.data(), length);
-  position_ = start + length;
-  while (length < wanted && MoveSource(position_)) {
-    if (length == capacity) {
-      // More is there than the source said: prove it by a small block before growing.
-      capacity = static_cast<std::size_t>(
-          std::min<std::uint64_t>(wanted, std::max(2 * capacity, length + kSmallBlock)));
-      std::unique_ptr<std::byte[]> larger = std::make_unique_for_overwrite<std::byte[]>(capacity);
-      std::memcpy(larger.get(), taken_.get(), length);
-      taken_ = std::move(larger);
-    }
-    const std::size_t arrived =
-        ReadSource({taken_.get() + length, capacity - length}, capacity - length);
-    if (arrived == 0) {
-      break;
-    }
-    length += arrived;
-    position_ += arrived;
+  const ByteView begun = Buffered(1);
+  const std::uint64_t expected = sizeHint_ > position_ ? sizeHint_ - position_ : 0;
+  taken_ = GrowingBuffer(begun, std::min({wanted, expected, std::uint64_t{kTrustedSize}}), wanted);
+  if (MoveSource(position_ + taken_.Length())) {
+    Extend(taken_, wanted);
   }
-
-  // What lies behind the bytes asked for is the new window.
-  const auto bytes = static_cast<std::size_t>(std::min<std::uint64_t>(length, count));
-  windowStart_ = start + bytes;
-  windowLength_ = length - bytes;
-  std::memcpy(window_.data(), taken_.get() + bytes, windowLength_);
-  position_ = windowStart_;
-  return {taken_.get(), bytes};
+  const ByteView all = taken_.View();
+  const ByteView bytes = all.first(std::min<std::uint64_t>(all.size(), count));
+  position_ += bytes.size();
+  window_.Assign(position_, all.subspan(bytes.size()));
+  return bytes;
 }
 
 void SourceReader::Skip(std::int64_t count) {
@@ -100,42 +75,27 @@ void SourceReader::UseLargeBlocks() {
     return;
   }
   largeBlock_ = std::make_unique_for_overwrite<std::byte[]>(kLargeBlock);
-  std::memcpy(largeBlock_.get(), window_.data(), windowLength_);
-  window_ = {largeBlock_.get(), kLargeBlock};
+  window_.MoveTo({largeBlock_.get(), kLargeBlock});
 }
 
 void SourceReader::Settle() { MoveSource(position_); }
 
 /// Makes the window hold `atLeast` bytes from the position on, if the source has them.
 void SourceReader::Fill(std::size_t atLeast) {
-  const std::size_t kept = InWindow();
-  if (kept != 0) {
-    std::memmove(window_.data(), window_.data() + (windowLength_ - kept), kept);
-  }
-  windowStart_ = position_;
-  windowLength_ = kept;
-  std::size_t needed = atLeast;
-  if (kept == 0 && physical_ < position_ && position_ - physical_ <= kLargestGapRead) {
+  window_.BeginAt(position_);
+  std::uint64_t needed = atLeast;
+  const std::uint64_t gap = position_ - physical_;  // huge when the source stands further on
+  if (window_.Length() == 0 && gap <= kLargestGapRead && gap + atLeast <= window_.Capacity()) {
     // Reading over a small gap costs less than a seek.
-    const auto gap = static_cast<std::size_t>(position_ - physical_);
-    if (gap + atLeast <= window_.size()) {
-      windowStart_ = physical_;
-      needed += gap;
-    }
+    window_.BeginAt(physical_);
+    needed += gap;
   }
-  if (!MoveSource(windowStart_ + kept)) {
+  if (!MoveSource(window_.End())) {
     StandBack();
     return;
   }
-  while (windowLength_ < needed) {
-    const std::size_t count = ReadSource(window_.subspan(windowLength_), needed - windowLength_);
-    if (count == 0) {
-      break;
-    }
-    windowLength_ += count;
-  }
-  const bool endsBeforePosition = windowStart_ + windowLength_ < position_;
-  if (endsBeforePosition && !MoveSource(position_)) {
+  Extend(window_, needed);
+  if (window_.End() < position_ && !MoveSource(position_)) {
     StandBack();
   }
 }
@@ -144,8 +104,21 @@ void SourceReader::Fill(std::size_t atLeast) {
 /// memory.
 void SourceReader::StandBack() {
   position_ = lastReached_;
-  windowStart_ = position_;
-  windowLength_ = 0;
+  window_.Assign(position_, {});
+}
+
+/// Reads until the buffer has this length, which its room allows, or the source has no more.
+template <typename Buffer>
+void SourceReader::Extend(Buffer& buffer, std::uint64_t length) {
+  while (buffer.Length() < length) {
+    const std::span<std::byte> room = buffer.Room();
+    const std::size_t count =
+        ReadSource(room, std::min<std::uint64_t>(room.size(), length - buffer.Length()));
+    if (count == 0) {
+      return;
+    }
+    buffer.Extend(count);
+  }
 }
 
 /// One read of the source; when reading ahead fails, another of just what is needed.
@@ -182,8 +155,7 @@ bool SourceReader::SeekAbsolute(std::int64_t offset, SeekOrigin origin) {
     return false;
   }
   if (!baseKnown_) {
-    windowLength_ = 0;
-    windowStart_ = *reached;
+    window_.Assign(*reached, {});
     baseKnown_ = true;
   }
   position_ = *reached;

@@ -11,8 +11,8 @@
 #include <memory>
 #include <span>
 
-#include "tags/byte_order.h"
 #include "tags/byte_source.h"
+#include "tags/source_buffers.h"
 
 namespace tagsmith {
 
@@ -47,14 +47,16 @@ class SourceReader {
 
   /// As Peek, but gives all bytes from the position on that are in memory.
   ByteView Buffered(std::size_t atLeast) {
-    if (InWindow() < atLeast) {
-      Fill(atLeast);
+    const ByteView bytes = window_.From(position_);
+    if (bytes.size() >= atLeast) {
+      return bytes;
     }
-    return {window_.data() + (position_ - windowStart_), InWindow()};
+    Fill(atLeast);
+    return window_.From(position_);
   }
 
   /// Reads `count` bytes as one view, good until the next call; fewer only at the end. Memory is
-  /// taken only for bytes that arrive. The `lookAhead` bytes behind them (kSmallBlock at the most)
+  /// taken only for bytes that arrive. The `lookAhead` bytes after them (kSmallBlock at the most)
   /// are fetched in the same read of the source, to be read next.
   ByteView Take(std::uint64_t count, std::size_t lookAhead = 0);
 
@@ -82,18 +84,16 @@ class SourceReader {
   [[nodiscard]] int LastError() const { return lastError_; }
 
  private:
-  [[nodiscard]] std::size_t InWindow() const {
-    const std::uint64_t offset = position_ - windowStart_;
-    return offset > windowLength_ ? 0 : windowLength_ - static_cast<std::size_t>(offset);
-  }
   /// Remembers the position as one that was really reached, if it is.
   void NotePosition() {
-    if (position_ - windowStart_ <= windowLength_) {
+    if (window_.Reaches(position_)) {
       lastReached_ = position_;
     }
   }
   void Fill(std::size_t atLeast);
   void StandBack();
+  template <typename Buffer>
+  void Extend(Buffer& buffer, std::uint64_t length);
   std::size_t ReadSource(std::span<std::byte> into, std::size_t needed);
   bool MoveSource(std::uint64_t to);
   bool SeekAbsolute(std::int64_t offset, SeekOrigin origin);
@@ -103,15 +103,13 @@ class SourceReader {
   std::uint64_t position_ = 0;     // of the reader
   std::uint64_t physical_ = 0;     // of the source
   std::uint64_t lastReached_ = 0;  // where the reader stood before moves that are still pending
-  std::uint64_t windowStart_ = 0;
-  std::size_t windowLength_ = 0;
-  bool baseKnown_ = false;  // positions count from the beginning
-  bool atEnd_ = false;      // the source has nothing at physical_
+  bool baseKnown_ = false;         // positions count from the beginning
+  bool atEnd_ = false;             // the source has nothing at physical_
   int lastError_ = 0;
   std::array<std::byte, kSmallBlock> smallBlock_;
   std::unique_ptr<std::byte[]> largeBlock_;
-  std::span<std::byte> window_;
-  std::unique_ptr<std::byte[]> taken_;
+  Window window_;
+  GrowingBuffer taken_;  // what Take gives when the window is too small for it
 };
 
 }  // namespace tagsmith
