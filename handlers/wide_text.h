@@ -24,6 +24,7 @@ class WideText {
 
  private:
   void SetNarrow(std::string_view narrow);
+  void SetWide(std::u16string_view wide);
 
   std::array<wchar_t, 1024> characters_{};
 };

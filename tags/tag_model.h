@@ -60,6 +60,14 @@ enum class ExtraFramesMode : std::uint32_t {
   kKeepAll = 2,
 };
 
+/// What is chosen before a track is opened.
+struct TagOptions {
+  ExtraFramesMode extraFramesMode = ExtraFramesMode::kKeepKnown;
+  bool keepUnicode = true;        // by path; false narrows texts to Latin-1
+  bool keepPictures = true;       // most of a tag's bytes: false where none is shown
+  bool ignoreSizeErrors = false;  // by path; a wrong AIFF size does not end the opening
+};
+
 enum class PicturePlace { kLast, kFirst };
 
 /// The ID3v2 values, as cleared. Each comment names the frames of 2.3/2.4 and of 2.2.
@@ -115,7 +123,7 @@ struct V2Values {
   std::vector<TagRawFrame> rawFrames;  // frames without a field, of 2.3 and 2.4 only
 };
 
-class Tag : public V2Values {
+class Tag : public TagOptions, public V2Values {
  public:
   Tag() = default;
   Tag(const Tag&) = delete;
@@ -126,7 +134,7 @@ class Tag : public V2Values {
   [[nodiscard]] virtual float GetSampleRateKHz() const = 0;
   [[nodiscard]] virtual float GetSampleRate() const = 0;
 
-  /// Drops the ID3v2 values; settings, file name and v2Loaded stay.
+  /// Drops the ID3v2 values; options, file name and v2Loaded stay.
   void ClearV2();
 
   /// Null: none.
@@ -149,17 +157,11 @@ class Tag : public V2Values {
   /// The rating as 0 to 5 stars; any rating but 0 gives at least one.
   [[nodiscard]] std::uint32_t GetRatingStars() const;
 
-  ExtraFramesMode extraFramesMode = ExtraFramesMode::kKeepKnown;
-  /// Whether text keeps Unicode or is narrowed to Latin-1 when the track is opened by path.
-  bool keepUnicode = true;
-  /// Whether embedded pictures are kept. They are most of a tag: who shows none does without.
-  bool keepPictures = true;
-  /// Set by track opening once its ID3v2 step has run.
-  bool v2Loaded = false;
-  NarrowText fileName;  // UTF-8
+  bool v2Loaded = false;  // the ID3v2 step of the opening has run
+  NarrowText fileName;    // UTF-8
 };
 
-/// What is known of the audio data.
+/// What is known of the audio data. Next to two of the values stands a ready-made text.
 struct TrackDetails {
   std::int32_t versionIndex = 0;   // 0 MPEG-2.5, 1 reserved, 2 MPEG-2, 3 MPEG-1, 5 AIFF
   std::uint8_t layerIndex = 0;     // 0 to 2 for layers 1 to 3, 3 unknown, 4 AIFF
@@ -219,18 +221,20 @@ class ID3Tag : public Tag, public V1Values {
   /// Stores the ID3v2 major version and the text of the tags that are present.
   void SetTagVersion(std::int32_t version);
 
-  bool v1Loaded = false;          // an ID3v1 block was parsed
+  // What the opening found.
   bool isMpeg = false;            // by the name's extension
   bool isAiff = false;            // by the name's extension
   bool isTdf = false;             // by the name's extension
-  std::int32_t v2Version = 0;     // major version, a signed byte widened
   bool readOnly = true;           // until a write check says otherwise
-  bool ignoreSizeErrors = false;  // an inconsistent AIFF size does not stop the opening by path
+  bool v1Loaded = false;          // an ID3v1 block was parsed
+  std::int32_t v2Version = 0;     // major version, a signed byte widened
   std::uint64_t id3AreaSize = 0;  // bytes in front of the audio data
   std::uint64_t fileSize = 0;     // in bytes
+  TrackDetails details;
+
+  // Ready-made texts, with those of the details.
   std::array<char, kFileSizeTextSize> fileSizeText{};
   std::array<char, kTagVersionTextSize> tagVersionText{};
-  TrackDetails details;
 };
 
 }  // namespace tagsmith

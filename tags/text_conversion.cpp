@@ -12,12 +12,6 @@ namespace {
 
 constexpr char kCarriageReturn = '\r';
 constexpr char kLineFeed = '\n';
-constexpr char16_t kByteOrderMark = 0xFEFF;
-
-char16_t UnitAt(std::string_view bytes, std::size_t position) {
-  return static_cast<char16_t>(static_cast<unsigned char>(bytes[position]) |
-                               static_cast<unsigned char>(bytes[position + 1]) << 8U);
-}
 
 void SwapPairs(std::string& bytes) {
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
@@ -35,7 +29,7 @@ void Narrow(std::string& bytes, TextReduction mode) {
   const char16_t last = mode == TextReduction::kAscii ? 126 : 254;
   std::size_t kept = 0;
   for (std::size_t i = hasMark ? 2 : 0; i + 1 < bytes.size(); i += 2) {
-    const char16_t unit = UnitAt(bytes, i);
+    const char16_t unit = Utf16UnitAt(bytes, i);
     if (unit >= 32 && unit <= last) {
       bytes[kept++] = static_cast<char>(unit);
     }
@@ -43,8 +37,8 @@ void Narrow(std::string& bytes, TextReduction mode) {
   std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(kept), bytes.end(), '\0');
 }
 
-/// UTF-8 as UTF-16LE behind a mark, in a zeroed buffer of the size that is always enough.
-std::string WidenUtf8(std::string_view source, std::size_t workingSize) {
+/// UTF-8 as UTF-16LE with a mark, in a zeroed buffer of the size that is always enough.
+std::string MarkedUtf16(std::string_view source, std::size_t workingSize) {
   const std::string_view text = UpToZero(source);
   std::optional<std::u16string> wide = Utf8ToUtf16(text);
   if (!wide) {
@@ -67,7 +61,6 @@ void NormaliseLineBreaks(std::string& bytes, std::size_t unit) {
     if (bytes[i] == kCarriageReturn) {
       return i + unit >= bytes.size() || bytes[i + unit] != kLineFeed;
     }
-    // The first two units keep their line feeds: callers rely on a text that begins with one.
     return bytes[i] == kLineFeed && i > unit && bytes[i - unit] != kCarriageReturn;
   };
   std::size_t breaks = 0;
@@ -91,16 +84,6 @@ void NormaliseLineBreaks(std::string& bytes, std::size_t unit) {
   bytes = std::move(result);
 }
 
-/// Units before the first zero unit, the mark not counted; half a unit at the end ends the text.
-std::uint64_t CountUnits(std::string_view bytes) {
-  std::size_t start = bytes.size() >= 2 && UnitAt(bytes, 0) == kByteOrderMark ? 2 : 0;
-  std::uint64_t count = 0;
-  for (; start + 1 < bytes.size() && UnitAt(bytes, start) != 0; start += 2) {
-    ++count;
-  }
-  return count;
-}
-
 }  // namespace
 
 ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction mode) {
@@ -110,7 +93,7 @@ ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction
 
   ConvertedText result;
   if (encoding == kUtf8 && !narrows) {
-    result.bytes = WidenUtf8(AsText(source), workingSize);
+    result.bytes = MarkedUtf16(AsText(source), workingSize);
   } else {
     result.bytes.reserve(workingSize);
     result.bytes = AsText(source);
@@ -123,7 +106,7 @@ ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction
   }
   const bool isNarrow = encoding == kLatin1 || narrows;
   NormaliseLineBreaks(result.bytes, isNarrow ? 1 : 2);
-  result.length = isNarrow ? UpToZero(result.bytes).size() : CountUnits(result.bytes);
+  result.length = isNarrow ? UpToZero(result.bytes).size() : DecodeUtf16(result.bytes).size();
   return result;
 }
 

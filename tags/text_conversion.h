@@ -30,10 +30,10 @@ struct ConvertedText {
 
 /// Converts `source`, which need not be terminated, and makes every line break a CR LF pair.
 ///
-/// Deliberate and relied on: a narrowing mode reads UTF-8 as pairs of bytes like UTF-16; UTF-16
-/// without mark is taken as big-endian only when it is narrowed and begins with a zero byte; a line
-/// feed among the first two units is left alone; line breaks in UTF-16 are recognised by the low
-/// byte of a unit. UTF-8 that is not well-formed is widened as text of the system's own encoding.
+/// A narrowing mode reads UTF-8 as pairs of bytes, like UTF-16. UTF-16 without a mark counts as
+/// big-endian only when it is narrowed and begins with a zero byte. A line feed among the first two
+/// units is left alone. Line breaks in UTF-16 are recognised by the low byte of a unit. UTF-8 that
+/// is not well-formed is widened as text of the system's own encoding.
 ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction mode);
 
 /// ConvertText's result as a narrow string: the bytes before the first zero byte.

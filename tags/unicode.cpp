@@ -79,6 +79,21 @@ std::string Utf16ToUtf8(std::u16string_view text) {
   return utf8;
 }
 
+std::u16string DecodeUtf16(std::string_view bytes) {
+  std::u16string text;
+  text.reserve(bytes.size() / 2);
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const char16_t unit = Utf16UnitAt(bytes, i);
+    if (unit == 0) {
+      break;
+    }
+    if (i != 0 || unit != kByteOrderMark) {
+      text.push_back(unit);
+    }
+  }
+  return text;
+}
+
 std::u16string WidenLatin1(std::string_view text) {
   std::u16string wide;
   wide.reserve(text.size());

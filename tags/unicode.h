@@ -7,6 +7,8 @@
 
 namespace tagsmith {
 
+inline constexpr char16_t kByteOrderMark = 0xFEFF;
+
 /// Takes one character off the front of `text`. Nothing, and `text` as it was, when its first bytes
 /// are no well-formed sequence (overlong forms, surrogates and values above 10FFFF are none).
 /// `text` must not be empty.
@@ -17,6 +19,16 @@ std::optional<std::u16string> Utf8ToUtf16(std::string_view text);
 
 /// The UTF-16 text as UTF-8; an unpaired surrogate becomes U+FFFD.
 std::string Utf16ToUtf8(std::u16string_view text);
+
+/// The unit that begins at this byte of UTF-16LE; the byte after it must be there.
+constexpr char16_t Utf16UnitAt(std::string_view bytes, std::size_t at) {
+  return static_cast<char16_t>(static_cast<unsigned char>(bytes[at]) |
+                               static_cast<unsigned char>(bytes[at + 1]) << 8U);
+}
+
+/// The units of UTF-16LE before the first zero unit, without a mark at the beginning; half a unit
+/// at the end is left out.
+std::u16string DecodeUtf16(std::string_view bytes);
 
 /// Bytes of ISO-8859-1 as UTF-16.
 std::u16string WidenLatin1(std::string_view text);

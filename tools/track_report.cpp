@@ -17,21 +17,7 @@ namespace {
 
 /// The text in front of its terminator, without the byte-order mark.
 std::u16string Decode(const TagText& field) {
-  if (field.encoding == kLatin1) {
-    return WidenLatin1(UpToZero(field.text));
-  }
-  std::u16string text;
-  for (std::size_t i = 0; i + 1 < field.text.size(); i += 2) {
-    const auto unit = static_cast<char16_t>(static_cast<unsigned char>(field.text[i]) |
-                                            static_cast<unsigned char>(field.text[i + 1]) << 8U);
-    if (unit == 0) {
-      break;
-    }
-    if (i != 0 || unit != 0xFEFF) {
-      text.push_back(unit);
-    }
-  }
-  return text;
+  return field.encoding == kLatin1 ? WidenLatin1(UpToZero(field.text)) : DecodeUtf16(field.text);
 }
 
 void Write(JsonWriter& json, bool value) { json.Bool(value); }
