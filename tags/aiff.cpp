@@ -21,7 +21,7 @@ std::optional<ChunkId> ReadId(SourceReader& reader) {
 }
 
 /// IEEE 754 80-bit extended to whole hertz, from sign and exponent and the high mantissa word. Only
-/// the low byte of the exponent counts, on purpose.
+/// the low byte of the exponent is read: for any rate from 2 Hz to 4 GHz the high one is 0x40.
 std::uint32_t ReadExtendedRate(std::span<const std::byte, 6> bytes) {
   constexpr unsigned kWholeExponent = 30;
   const auto exponent = std::to_integer<unsigned>(bytes[1]);
@@ -109,8 +109,7 @@ bool MakeAiffDetails(ID3Tag& tag, const AiffCommon& common) {
   details.frameCount = common.sampleFrames;
   details.sampleRateField = common.sampleRate;
 
-  // A rest of five sample frames already makes a whole second, on purpose.
-  constexpr std::uint32_t kRestThatRoundsUp = 5;
+  constexpr std::uint32_t kRestThatRoundsUp = 5;  // sample frames
   std::uint64_t frames = common.sampleFrames;
   if (frames % common.sampleRate >= kRestThatRoundsUp) {
     frames += common.sampleRate;

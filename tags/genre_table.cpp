@@ -5,7 +5,7 @@ namespace {
 
 constexpr std::size_t kSlotSize = 20;
 
-// "Psychadelic" is spelt so on purpose: other software looks for these very texts.
+// "Psychadelic" is spelt as in the published list of ID3v1.
 // clang-format off
 constexpr char kGenreNames[kGenreCount][kSlotSize] = {
     /*   0 */ "Blues",

@@ -1,4 +1,4 @@
-// The genre names that ID3v1 (80 of them) and the references of ID3v2 (all 126) number.
+// The genre names: ID3v1 numbers the first 80, the references of ID3v2 all 126.
 #pragma once
 
 #include <cstddef>

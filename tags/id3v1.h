@@ -15,8 +15,8 @@ inline constexpr std::size_t kV1BlockSize = 128;
 bool LoadV1Tag(ID3Tag& tag, SourceReader& reader);
 
 /// Fills the ID3v1 values from a block that begins with "TAG". Texts end at their first zero byte
-/// and keep trailing blanks; the comment has 29 characters at the most; the track byte is taken
-/// even where an ID3v1.0 comment runs through it (on purpose); a genre of 80 or more becomes 12.
+/// and keep trailing blanks; the comment has 29 characters at the most; the track byte is read
+/// even where an ID3v1.0 comment runs through it; a genre of 80 or more becomes 12.
 void ParseV1Block(ID3Tag& tag, std::span<const std::byte, kV1BlockSize> block);
 
 }  // namespace tagsmith

@@ -21,7 +21,7 @@ constexpr std::byte kTagFooter{0x10};
 constexpr std::byte kFrameDataLength{0x01};
 constexpr std::byte kFrameUnsynchronised{0x02};
 
-/// Frame data is held in a buffer of at least this capacity; only messages tell of it.
+/// The capacity that messages give for the buffer of a frame's data, unless a frame is larger.
 constexpr std::uint32_t kFrameBufferCapacity = 256;
 
 /// A value lies beyond the end of the tag.
@@ -44,7 +44,7 @@ class TagWalk {
 
   /// Whether the tag counts as present afterwards. Throws BeyondTag.
   bool Run() {
-    if (!TakeTagHeader()) {
+    if (!ReadTagHeader()) {
       return true;
     }
     while (position_ < buffer_.size()) {
@@ -61,16 +61,16 @@ class TagWalk {
                      header.id.Text().data(), header.size);
       }
       switch (ReadFrameData(header, frame)) {
-        case DataResult::kTaken:
+        case DataResult::kRead:
           break;
         case DataResult::kEnd:
           return true;
         case DataResult::kLostPosition:
-          // Without the mark that the tag is present, unlike every other end.
+          // Unlike after every other end, the tag does not count as present.
           return false;
       }
-      if (TakeEncoding(frame)) {
-        TakeFrame(tag_, frame);
+      if (ReadEncoding(frame)) {
+        StoreFrame(tag_, frame);
       }
     }
     return true;
@@ -84,7 +84,7 @@ class TagWalk {
     std::byte flags{};
   };
 
-  enum class DataResult { kTaken, kEnd, kLostPosition };
+  enum class DataResult { kRead, kEnd, kLostPosition };
 
   [[nodiscard]] bool Is22() const { return version_ <= 2; }
   [[nodiscard]] bool Is24() const { return version_ >= 4; }
@@ -106,7 +106,7 @@ class TagWalk {
   }
 
   /// False when the tag's frames cannot be read.
-  bool TakeTagHeader() {
+  bool ReadTagHeader() {
     const std::span<const std::byte, kV2HeaderSize> header = Bytes<kV2HeaderSize>();
     version_ = VersionOf(header[3]);
     const std::byte flags = header[5];
@@ -123,7 +123,7 @@ class TagWalk {
     position_ = kV2HeaderSize;
     if ((flags & kTagExtended) != std::byte{0}) {
       const std::span<const std::byte, 4> size = Bytes<4>();
-      // For 2.4, whose size counts its own four bytes, this goes four bytes too far, on purpose.
+      // Its own four bytes are added for 2.4 too, whose size counts them already.
       position_ += std::uint64_t{Is24() ? ReadSyncsafe32(size) : ReadBigEndian32(size)} + 4;
     }
     return true;
@@ -203,7 +203,7 @@ class TagWalk {
     if (Is24() && (header.flags & kFrameUnsynchronised) != std::byte{0}) {
       RemoveUnsynchronisation(frame);
     }
-    return DataResult::kTaken;
+    return DataResult::kRead;
   }
 
   ByteView TakeBytes(std::uint32_t size) {
@@ -223,22 +223,22 @@ class TagWalk {
     return id[0] == std::byte{0} || std::all_of(id.begin(), id.end(), IsLetterOrDigit);
   }
 
-  /// Drops each zero byte behind an FF byte (ID3v2.4.0 structure, 6.1).
+  /// Drops each zero byte after an FF byte (ID3v2.4.0 structure, 6.1).
   void RemoveUnsynchronisation(V2Frame& frame) {
     scratch_.clear();
     scratch_.reserve(frame.body.size());
-    bool isBehindFf = false;
+    bool isAfterFf = false;
     for (const std::byte byte : frame.body) {
-      if (!isBehindFf || byte != std::byte{0}) {
+      if (!isAfterFf || byte != std::byte{0}) {
         scratch_.push_back(byte);
       }
-      isBehindFf = byte == std::byte{0xFF};
+      isAfterFf = byte == std::byte{0xFF};
     }
     frame.body = scratch_;
   }
 
-  /// Takes the encoding byte of the frames that begin with one; false when the frame is skipped.
-  bool TakeEncoding(V2Frame& frame) {
+  /// Reads the encoding byte of the frames that begin with one; false when the frame is skipped.
+  bool ReadEncoding(V2Frame& frame) {
     if (!BeginsWithEncoding(frame.id)) {
       return true;
     }
@@ -251,7 +251,7 @@ class TagWalk {
       case kUtf16:
         return IsMarkByte(frame.At(1)) && IsMarkByte(frame.At(2));
       case kUtf16Be:
-        PutMarkInFront(frame);
+        PrependMark(frame);
         return true;
       default:
         WriteLogLine(kLogError, "Unknown Unicode type %d found for frame ID %s",
@@ -260,7 +260,7 @@ class TagWalk {
     }
   }
 
-  void PutMarkInFront(V2Frame& frame) {
+  void PrependMark(V2Frame& frame) {
     std::vector<std::byte> marked;
     marked.reserve(frame.body.size() + 3);
     marked.push_back(frame.At(0));

@@ -28,8 +28,7 @@ constexpr char kKnownIds[][5] = {
 };
 // clang-format on
 
-// Of the second table version 2.3 knows the first 82, version 2.4 the first 100; "FORM" is outside
-// both, on purpose.
+// Of the second table version 2.3 knows the first 82, version 2.4 the first 100: all but "FORM".
 constexpr std::size_t kKnownIn22 = std::size(kKnownIds22);
 constexpr std::size_t kKnownIn23 = 82;
 constexpr std::size_t kKnownIn24 = 100;

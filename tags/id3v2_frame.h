@@ -10,12 +10,12 @@
 
 namespace tagsmith {
 
-/// A frame ID of three or four characters, first character highest; characters behind a zero are
-/// not part of it.
+/// A frame ID of three or four characters, the first one in the highest byte; characters after a
+/// zero are not part of it.
 class FrameId {
  public:
   constexpr FrameId() = default;
-  // Literals in tables are meant to become IDs.
+  // Tables name IDs by literals.
   // NOLINTNEXTLINE(google-explicit-constructor,hicpp-explicit-conversions)
   constexpr FrameId(std::string_view text) {
     for (std::size_t i = 0; i < 4; ++i) {
@@ -55,11 +55,11 @@ struct V2Frame {
   int version = 0;            // of the tag
   bool isKnown = false;       // the ID is in the table of the tag's version
   ByteView body{};            // the whole frame data
-  std::size_t textStart = 0;  // 1 where the body begins with an encoding byte that was taken
+  std::size_t textStart = 0;  // 1 where the body begins with an encoding byte that was read
   std::uint32_t encoding = kLatin1;
   TextReduction mode = TextReduction::kKeepUnicode;
 
-  /// Zero bytes follow every frame.
+  /// A frame counts as followed by zero bytes.
   [[nodiscard]] std::byte At(std::size_t index) const {
     return index < body.size() ? body[index] : std::byte{0};
   }
@@ -73,16 +73,16 @@ struct V2Frame {
 /// Whether this is half of a byte-order mark: FE or FF.
 constexpr bool IsMarkByte(std::byte byte) { return (byte | std::byte{1}) == std::byte{0xFF}; }
 
-/// Whether the first byte of the frame's data is a text encoding that is taken before the frame is
-/// looked at: all text frames but the user-defined ones, and the podcast feed, whose writers put
-/// one there. Other frames with an encoding byte read their own.
+/// Whether the first byte of the frame's data is a text encoding that is read before the frame is
+/// stored: in all text frames but the user-defined ones, and in the podcast feed, where its writers
+/// put one. Other frames with an encoding byte read their own.
 bool BeginsWithEncoding(FrameId id);
 
 /// Whether the ID is in the table of known IDs of this major version.
 bool IsKnownFrame(FrameId id, int version);
 
-/// Puts the frame where it belongs. A field is filled by the first frame of its kind; a further
+/// Stores the frame where it belongs. A field is filled by the first frame of its kind; a further
 /// one, like a frame without a field, is dropped or kept as a raw frame by the extra-frames mode.
-void TakeFrame(ID3Tag& tag, const V2Frame& frame);
+void StoreFrame(ID3Tag& tag, const V2Frame& frame);
 
 }  // namespace tagsmith

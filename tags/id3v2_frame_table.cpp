@@ -11,13 +11,13 @@
 namespace tagsmith {
 namespace {
 
-/// Takes a frame; false when its field is filled already, so that matching goes on.
+/// Stores a frame; false when its field is filled already, so that matching goes on.
 using FrameHandler = bool (*)(ID3Tag& tag, const V2Frame& frame);
 
 // ---- Simple fields ----------------------------------------------------------------------------
 
 template <TagText V2Values::*Field>
-bool TakeText(ID3Tag& tag, const V2Frame& frame) {
+bool StoreText(ID3Tag& tag, const V2Frame& frame) {
   if ((tag.*Field).IsPresent()) {
     return false;
   }
@@ -26,7 +26,7 @@ bool TakeText(ID3Tag& tag, const V2Frame& frame) {
 }
 
 template <NarrowText V2Values::*Field>
-bool TakeLatin1(ID3Tag& tag, const V2Frame& frame) {
+bool StoreLatin1(ID3Tag& tag, const V2Frame& frame) {
   if (tag.*Field) {
     return false;
   }
@@ -35,22 +35,22 @@ bool TakeLatin1(ID3Tag& tag, const V2Frame& frame) {
 }
 
 template <NarrowText V2Values::*Field>
-bool TakeAscii(ID3Tag& tag, const V2Frame& frame) {
+bool StoreAscii(ID3Tag& tag, const V2Frame& frame) {
   tag.*Field = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii);
   return true;
 }
 
-bool TakeYear(ID3Tag& tag, const V2Frame& frame) {
+bool StoreYear(ID3Tag& tag, const V2Frame& frame) {
   tag.SetYear(ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii));
   return true;
 }
 
-bool TakeReleaseTime22(ID3Tag& tag, const V2Frame& frame) {
+bool StoreReleaseTime22(ID3Tag& tag, const V2Frame& frame) {
   return tag.extraFramesMode != ExtraFramesMode::kIgnore &&
-         TakeAscii<&V2Values::releaseTime>(tag, frame);
+         StoreAscii<&V2Values::releaseTime>(tag, frame);
 }
 
-bool TakeCompilation(ID3Tag& tag, const V2Frame& frame) {
+bool StoreCompilation(ID3Tag& tag, const V2Frame& frame) {
   if (tag.compilation) {
     return false;
   }
@@ -58,12 +58,12 @@ bool TakeCompilation(ID3Tag& tag, const V2Frame& frame) {
   return true;
 }
 
-bool TakePodcast(ID3Tag& tag, const V2Frame&) {
+bool StorePodcast(ID3Tag& tag, const V2Frame&) {
   tag.podcast = true;
   return true;
 }
 
-bool TakeAdvisory(ID3Tag& tag, const V2Frame& frame) {
+bool StoreAdvisory(ID3Tag& tag, const V2Frame& frame) {
   if (tag.advisory != 0) {
     return false;
   }
@@ -81,8 +81,8 @@ std::uint16_t ParseNumber(std::string_view text) {
 enum class LeadingSlash { kLeavesNumber, kMakesNumberZero };
 
 /// The raw text is read, whatever its encoding.
-void TakeNumbers(const V2Frame& frame, LeadingSlash leadingSlash, std::uint16_t& number,
-                 std::uint16_t& count) {
+void StoreNumbers(const V2Frame& frame, LeadingSlash leadingSlash, std::uint16_t& number,
+                  std::uint16_t& count) {
   const std::string_view text = UpToZero(AsText(frame.Text()));
   const std::size_t slash = text.find('/');
   if (slash != 0 || leadingSlash == LeadingSlash::kMakesNumberZero) {
@@ -93,13 +93,13 @@ void TakeNumbers(const V2Frame& frame, LeadingSlash leadingSlash, std::uint16_t&
   }
 }
 
-bool TakeTrack(ID3Tag& tag, const V2Frame& frame) {
-  TakeNumbers(frame, LeadingSlash::kLeavesNumber, tag.track, tag.trackCount);
+bool StoreTrack(ID3Tag& tag, const V2Frame& frame) {
+  StoreNumbers(frame, LeadingSlash::kLeavesNumber, tag.track, tag.trackCount);
   return true;
 }
 
-bool TakeDisc(ID3Tag& tag, const V2Frame& frame) {
-  TakeNumbers(frame, LeadingSlash::kMakesNumberZero, tag.disc, tag.discCount);
+bool StoreDisc(ID3Tag& tag, const V2Frame& frame) {
+  StoreNumbers(frame, LeadingSlash::kMakesNumberZero, tag.disc, tag.discCount);
   return true;
 }
 
@@ -110,7 +110,7 @@ std::optional<std::string_view> ReferencedGenre(std::string_view rawText) {
   if (!rawText.starts_with('(')) {
     return std::nullopt;
   }
-  // No digits count as 0, so "(RX)" refers to the first genre, on purpose.
+  // No digits count as 0, so "(RX)" refers to the first genre.
   const std::int32_t number = ParseDecimal(rawText.substr(1));
   if (number < 0 || number >= static_cast<std::int32_t>(kGenreCount)) {
     return std::nullopt;
@@ -118,7 +118,7 @@ std::optional<std::string_view> ReferencedGenre(std::string_view rawText) {
   return GetReferencedGenreName(static_cast<std::size_t>(number));
 }
 
-bool TakeGenre(ID3Tag& tag, const V2Frame& frame) {
+bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
   if (tag.genre.IsPresent()) {
     return false;
   }
@@ -132,9 +132,9 @@ bool TakeGenre(ID3Tag& tag, const V2Frame& frame) {
   const std::string narrow = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1);
   const std::size_t closing = narrow.find(')');
   if (closing == std::string::npos) {
-    return TakeText<&V2Values::genre>(tag, frame);
+    return StoreText<&V2Values::genre>(tag, frame);
   }
-  // What stands behind the parenthesis is converted again from the frame's encoding, on purpose.
+  // What follows the parenthesis is converted again, although it is narrow already.
   set(std::string_view(narrow).substr(closing + 1), frame.encoding);
   return true;
 }
@@ -148,7 +148,7 @@ std::uint32_t OwnEncoding(const V2Frame& frame) {
 
 bool IsWide(std::uint32_t encoding) { return encoding == kUtf16 || encoding == kUtf16Be; }
 
-/// A description and what stands behind its terminator.
+/// A description and what follows its terminator.
 struct DescribedData {
   std::uint32_t encoding = kLatin1;
   ByteView description;
@@ -168,7 +168,7 @@ std::optional<DescribedData> FindDescription(const V2Frame& frame, std::size_t s
 }
 
 /// Whether the text of a comment or lyrics frame can be used: it has a byte-order mark, or looks
-/// like little-endian units. The zeros behind the frame count, so that UTF-8 of an odd length
+/// like little-endian units. The zeros after the frame count, so that UTF-8 of an odd length
 /// passes.
 bool IsReadableText(const V2Frame& frame, const DescribedData& data) {
   if (data.encoding == kLatin1) {
@@ -186,7 +186,7 @@ bool IsReadableText(const V2Frame& frame, const DescribedData& data) {
 }
 
 /// Descriptions of comments that hold a player's data begin so. Of a 16-bit text the units are
-/// compared as they stand behind the mark, if there is one, in the order that its first byte tells.
+/// compared as they stand after the mark, if there is one, in the order that its first byte tells.
 bool BeginsWithPlayerMark(const DescribedData& data) {
   constexpr std::string_view kPlayerMark = "iTun";
   ByteView text = data.description;
@@ -213,7 +213,7 @@ bool BeginsWithPlayerMark(const DescribedData& data) {
 constexpr std::size_t kLanguageEnd = 4;  // encoding byte and three letters
 
 template <TagText V2Values::*Field>
-bool TakeLanguageText(ID3Tag& tag, const V2Frame& frame) {
+bool StoreLanguageText(ID3Tag& tag, const V2Frame& frame) {
   constexpr bool kIsComment = Field == &V2Values::comment;
   if ((tag.*Field).IsPresent()) {
     return false;
@@ -228,7 +228,7 @@ bool TakeLanguageText(ID3Tag& tag, const V2Frame& frame) {
   return true;
 }
 
-bool TakeUserText(ID3Tag& tag, const V2Frame& frame) {
+bool StoreUserText(ID3Tag& tag, const V2Frame& frame) {
   if (tag.extraFramesMode == ExtraFramesMode::kIgnore) {
     return false;
   }
@@ -240,7 +240,7 @@ bool TakeUserText(ID3Tag& tag, const V2Frame& frame) {
   return true;
 }
 
-bool TakeUserUrl(ID3Tag& tag, const V2Frame& frame) {
+bool StoreUserUrl(ID3Tag& tag, const V2Frame& frame) {
   if (tag.userUrl) {
     return false;
   }
@@ -262,16 +262,16 @@ struct PictureFormat {
 };
 constexpr PictureFormat kPictureFormats[] = {
     {"image/jpeg", false, "\xFF\xD8", "jpeg"}, {"image/jpg", false, "\xFF\xD8", "jpeg"},
-    {"image/tif", true, "MM", "tiff"},  // big-endian only, on purpose
+    {"image/tif", true, "MM", "tiff"},  // big-endian only
     {"image/png", false, "\x89PNG", "png"},    {"image/gif", false, "GIF", "gif"},
     {"image/bmp", false, "BM", "bmp"},
 };
 constexpr std::size_t kMimeTypeSize = 63;  // what is compared of a MIME type
 constexpr std::size_t kSmallestPicture = 4;
 
-/// Takes the picture whose type byte stands at `typePosition`.
-void TakePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeType,
-                     std::size_t typePosition) {
+/// Stores the picture whose type byte stands at `typePosition`.
+void StorePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeType,
+                      std::size_t typePosition) {
   const auto data = FindDescription(frame, typePosition + 1);
   if (!data) {
     return;
@@ -293,30 +293,30 @@ void TakePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeTyp
   }
 }
 
-bool TakePicture(ID3Tag& tag, const V2Frame& frame) {
+bool StorePicture(ID3Tag& tag, const V2Frame& frame) {
   const std::string_view mimeType = UpToZero(AsText(frame.From(1)));
   if (mimeType.empty()) {
     WriteLogLine(kLogError, "Invalid picture MIME %s", "");
     return true;
   }
-  TakePictureData(tag, frame, mimeType.substr(0, kMimeTypeSize), 1 + mimeType.size() + 1);
+  StorePictureData(tag, frame, mimeType.substr(0, kMimeTypeSize), 1 + mimeType.size() + 1);
   return true;
 }
 
-bool TakePicture22(ID3Tag& tag, const V2Frame& frame) {
+bool StorePicture22(ID3Tag& tag, const V2Frame& frame) {
   constexpr std::size_t kFormatSize = 3;
   const ByteView format = frame.From(1);
   if (BeginsWithWord(format, "PNG")) {
-    TakePictureData(tag, frame, "image/png", 1 + kFormatSize);
+    StorePictureData(tag, frame, "image/png", 1 + kFormatSize);
   } else if (BeginsWithWord(format, "JPG")) {
-    TakePictureData(tag, frame, "image/jpeg", 1 + kFormatSize);
+    StorePictureData(tag, frame, "image/jpeg", 1 + kFormatSize);
   }
   return true;
 }
 
 // ---- Identifier and rating --------------------------------------------------------------------
 
-bool TakeFileIdentifier(ID3Tag& tag, const V2Frame& frame) {
+bool StoreFileIdentifier(ID3Tag& tag, const V2Frame& frame) {
   if (tag.ufidOwner) {
     return false;
   }
@@ -329,7 +329,7 @@ bool TakeFileIdentifier(ID3Tag& tag, const V2Frame& frame) {
   return true;
 }
 
-bool TakeRating(ID3Tag& tag, const V2Frame& frame) {
+bool StoreRating(ID3Tag& tag, const V2Frame& frame) {
   if (tag.ratingEmail) {
     return false;
   }
@@ -340,13 +340,12 @@ bool TakeRating(ID3Tag& tag, const V2Frame& frame) {
 
 // ---- Frames without a field -------------------------------------------------------------------
 
-void TakeWithoutField(ID3Tag& tag, const V2Frame& frame) {
+void KeepRawFrame(ID3Tag& tag, const V2Frame& frame) {
   const bool keepsAll = tag.extraFramesMode == ExtraFramesMode::kKeepAll;
   if (tag.extraFramesMode == ExtraFramesMode::kIgnore || (!keepsAll && !frame.isKnown)) {
     return;
   }
   const auto id = frame.id.Text();
-  // The words stand with the modes the other way round than one would think, on purpose.
   if (keepsAll) {
     WriteLogLine(kLogInformation, "Adding unsupported but valid tag field '%s'", id.data());
   } else {
@@ -370,67 +369,67 @@ void TakeWithoutField(ID3Tag& tag, const V2Frame& frame) {
 struct FrameRow {
   FrameId id;    // of 2.3 and 2.4
   FrameId id22;  // of 2.2; empty: none
-  FrameHandler take;
+  FrameHandler store;
 };
 
 // clang-format off
 constexpr FrameRow kFrameRows[] = {
-    {"TRCK", "TRK", TakeTrack},
-    {"TIT2", "TT2", TakeText<&V2Values::title>},
-    {"TPE1", "TP1", TakeText<&V2Values::artist>},
-    {"TALB", "TAL", TakeText<&V2Values::album>},
-    {"TYER", "TYE", TakeYear},
-    {"TCON", "TCO", TakeGenre},
-    {"COMM", "COM", TakeLanguageText<&V2Values::comment>},
-    {"TCOM", "TCM", TakeText<&V2Values::composer>},
-    {"TCOP", "TCR", TakeText<&V2Values::copyright>},
-    {"TOPE", "TOA", TakeText<&V2Values::originalArtist>},
-    {"TENC", "TEN", TakeLatin1<&V2Values::encodedBy>},
-    {"WXXX", "WXX", TakeUserUrl},
-    {"WOAR", "WAR", TakeLatin1<&V2Values::artistUrl>},
-    {"APIC", "",    TakePicture},
-    {"",     "PIC", TakePicture22},
-    {"USLT", "ULT", TakeLanguageText<&V2Values::lyrics>},
-    {"TPE3", "TP3", TakeText<&V2Values::conductor>},
-    {"TEXT", "TXT", TakeText<&V2Values::lyricist>},
-    {"TPUB", "TPB", TakeText<&V2Values::publisher>},
-    {"TPE2", "TP2", TakeText<&V2Values::albumArtist>},
-    {"TIT1", "TT1", TakeText<&V2Values::contentGroup>},
-    {"TIT3", "TT3", TakeText<&V2Values::subtitle>},
-    {"TSSE", "TSS", TakeText<&V2Values::encoderSettings>},
-    {"TXXX", "TXX", TakeUserText},
-    {"UFID", "UFI", TakeFileIdentifier},
-    {"TPOS", "TPA", TakeDisc},
-    {"TSRC", "TRC", TakeLatin1<&V2Values::isrc>},
-    {"POPM", "POP", TakeRating},
-    {"TCMP", "TCP", TakeCompilation},
-    {"TDRL", "",    TakeAscii<&V2Values::releaseTime>},
-    {"",     "TDR", TakeReleaseTime22},
-    {"TDRC", "",    TakeAscii<&V2Values::recordingTime>},
-    {"TBPM", "TBP", TakeLatin1<&V2Values::bpm>},
-    {"TKEY", "TKE", TakeLatin1<&V2Values::initialKey>},
-    {"TPRO", "",    TakeLatin1<&V2Values::producedNotice>},
-    {"TMOO", "",    TakeLatin1<&V2Values::mood>},
-    {"MCDI", "MCI", TakeLatin1<&V2Values::musicCdId>},
-    {"PCST", "PCS", TakePodcast},
-    {"TGID", "TID", TakeText<&V2Values::podcastId>},
-    {"WFED", "WFD", TakeLatin1<&V2Values::podcastFeedUrl>},
-    {"WFD ", "",    TakeLatin1<&V2Values::podcastFeedUrl>},
-    {"TDES", "TDS", TakeText<&V2Values::podcastDescription>},
-    {"TRTG", "",    TakeAdvisory},
-    {"TSWC", "",    TakeLatin1<&V2Values::iswc>},
+    {"TRCK", "TRK", StoreTrack},
+    {"TIT2", "TT2", StoreText<&V2Values::title>},
+    {"TPE1", "TP1", StoreText<&V2Values::artist>},
+    {"TALB", "TAL", StoreText<&V2Values::album>},
+    {"TYER", "TYE", StoreYear},
+    {"TCON", "TCO", StoreGenre},
+    {"COMM", "COM", StoreLanguageText<&V2Values::comment>},
+    {"TCOM", "TCM", StoreText<&V2Values::composer>},
+    {"TCOP", "TCR", StoreText<&V2Values::copyright>},
+    {"TOPE", "TOA", StoreText<&V2Values::originalArtist>},
+    {"TENC", "TEN", StoreLatin1<&V2Values::encodedBy>},
+    {"WXXX", "WXX", StoreUserUrl},
+    {"WOAR", "WAR", StoreLatin1<&V2Values::artistUrl>},
+    {"APIC", "",    StorePicture},
+    {"",     "PIC", StorePicture22},
+    {"USLT", "ULT", StoreLanguageText<&V2Values::lyrics>},
+    {"TPE3", "TP3", StoreText<&V2Values::conductor>},
+    {"TEXT", "TXT", StoreText<&V2Values::lyricist>},
+    {"TPUB", "TPB", StoreText<&V2Values::publisher>},
+    {"TPE2", "TP2", StoreText<&V2Values::albumArtist>},
+    {"TIT1", "TT1", StoreText<&V2Values::contentGroup>},
+    {"TIT3", "TT3", StoreText<&V2Values::subtitle>},
+    {"TSSE", "TSS", StoreText<&V2Values::encoderSettings>},
+    {"TXXX", "TXX", StoreUserText},
+    {"UFID", "UFI", StoreFileIdentifier},
+    {"TPOS", "TPA", StoreDisc},
+    {"TSRC", "TRC", StoreLatin1<&V2Values::isrc>},
+    {"POPM", "POP", StoreRating},
+    {"TCMP", "TCP", StoreCompilation},
+    {"TDRL", "",    StoreAscii<&V2Values::releaseTime>},
+    {"",     "TDR", StoreReleaseTime22},
+    {"TDRC", "",    StoreAscii<&V2Values::recordingTime>},
+    {"TBPM", "TBP", StoreLatin1<&V2Values::bpm>},
+    {"TKEY", "TKE", StoreLatin1<&V2Values::initialKey>},
+    {"TPRO", "",    StoreLatin1<&V2Values::producedNotice>},
+    {"TMOO", "",    StoreLatin1<&V2Values::mood>},
+    {"MCDI", "MCI", StoreLatin1<&V2Values::musicCdId>},
+    {"PCST", "PCS", StorePodcast},
+    {"TGID", "TID", StoreText<&V2Values::podcastId>},
+    {"WFED", "WFD", StoreLatin1<&V2Values::podcastFeedUrl>},
+    {"WFD ", "",    StoreLatin1<&V2Values::podcastFeedUrl>},
+    {"TDES", "TDS", StoreText<&V2Values::podcastDescription>},
+    {"TRTG", "",    StoreAdvisory},
+    {"TSWC", "",    StoreLatin1<&V2Values::iswc>},
 };
 // clang-format on
 
 }  // namespace
 
-void TakeFrame(ID3Tag& tag, const V2Frame& frame) {
+void StoreFrame(ID3Tag& tag, const V2Frame& frame) {
   for (const FrameRow& row : kFrameRows) {
-    if ((row.id == frame.id || row.id22 == frame.id) && row.take(tag, frame)) {
+    if ((row.id == frame.id || row.id22 == frame.id) && row.store(tag, frame)) {
       return;
     }
   }
-  TakeWithoutField(tag, frame);
+  KeepRawFrame(tag, frame);
 }
 
 }  // namespace tagsmith

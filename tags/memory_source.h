@@ -9,7 +9,7 @@
 
 namespace tagsmith {
 
-/// Reads bytes that the caller keeps alive. Seeking before the beginning fails, seeking behind the
+/// Reads bytes that the caller keeps alive. Seeking before the beginning fails, seeking past the
 /// end does not.
 class MemorySource : public ByteSource {
  public:

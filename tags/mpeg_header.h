@@ -22,7 +22,7 @@ struct MpegHeader {
   std::uint8_t originBit = 0;
 };
 
-/// Takes the fields out of the header, read as a big-endian number. The sync bits are not tested.
+/// Splits the header, read as a big-endian number, into its fields. The sync bits are not tested.
 MpegHeader DecodeMpegHeader(std::uint32_t header);
 
 /// Kilobits per second; 0 for free format and for indexes without a rate of their own, except that
@@ -32,15 +32,15 @@ std::uint32_t MpegBitRate(const MpegHeader& header);
 /// Hertz; 0 marks an invalid header. `versionIndex` and `sampleRateIndex` may be any number.
 float MpegSampleRate(std::uint32_t versionIndex, std::uint32_t sampleRateIndex);
 
-/// The frame's length in bytes, header included: the rule of MPEG-1 layer 3, used for every
-/// version and layer on purpose. `sampleRate` must not be 0.
+/// The frame's length in bytes, header included, by the rule of MPEG-1 layer 3 for every version
+/// and layer. `sampleRate` must not be 0.
 std::uint32_t MpegFrameLength(std::uint32_t bitRate, float sampleRate, std::uint32_t padding);
 
 /// Bit rates and lengths of frames of one kind: the same version, layer and sample rate. A walk
 /// over thousands of frames meets few kinds, and looks each frame up without any arithmetic.
 class MpegFrameKind {
  public:
-  /// Goes over to the kind of this header, if it is another one.
+  /// Switches to the kind of this header, if it is another one.
   void Select(std::uint32_t header) {
     if ((header & kKindBits) != kind_) {
       Fill(header);

@@ -92,7 +92,7 @@ FoundSize ReadJpeg(ByteView picture) {
     if (marker == kEndOfImage || marker == kStartOfScan) {
       break;
     }
-    at += std::max(length, 2U);  // decoders go on behind a length that is too small, too
+    at += std::max(length, 2U);  // decoders go on after a length that is too small
   }
   return std::nullopt;
 }
@@ -155,7 +155,8 @@ FoundSize ReadBmp(ByteView picture) {
                      isRunLength ? 32 : BmpBits(fields.Get16(28))};
 }
 
-/// TIFF 6.0, section 2: the first directory. Of entries that are there twice the larger one counts.
+/// TIFF 6.0, section 2: the first directory. Of an entry that is there twice the larger value
+/// counts.
 FoundSize ReadTiff(ByteView picture) {
   const Fields fields(picture);
   const std::size_t directory = fields.Get32(4);
@@ -175,7 +176,7 @@ FoundSize ReadTiff(ByteView picture) {
       }
     }
   }
-  // The sizes of several samples stand elsewhere: mostly 8 bits each.
+  // The depths of several samples are stored elsewhere; they are mostly 8 bits each.
   size.bitsPerPixel = samples == 3 ? 24 : samples == 1 && bitsPerSample <= 8 ? bitsPerSample : 32;
   return size;
 }

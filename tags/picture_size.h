@@ -1,5 +1,4 @@
-// The size of an embedded picture, from its header alone: nothing is decoded. It tells in advance
-// what a picture would cost.
+// The size of an embedded picture, from its header alone, which tells what decoding it would cost.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +11,7 @@ namespace tagsmith {
 struct PictureSize {
   std::uint32_t width = 0;   // pixels, not checked
   std::uint32_t height = 0;  // pixels, not checked
-  /// That a decoder for the screen makes of the picture, as far as the header tells.
+  /// Of the bitmap that a decoder makes of the picture, as far as the header tells.
   std::uint32_t bitsPerPixel = 0;
 
   /// Bytes of a bitmap whose rows are padded to four bytes; saturates.

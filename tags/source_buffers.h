@@ -78,7 +78,7 @@ class GrowingBuffer {
   /// The memory after the last byte; there is some as long as the limit is not reached.
   std::span<std::byte> Room() {
     if (length_ == capacity_) {
-      // More is there than expected: a small block proves it before much is taken.
+      // More is there than expected: a small block proves it before much is allocated.
       constexpr std::size_t kProof = 4096;
       Reserve(static_cast<std::size_t>(
           std::min<std::uint64_t>(limit_, std::max(2 * capacity_, length_ + kProof))));

@@ -23,8 +23,8 @@ class SourceReader {
   /// For walks over a whole file: large enough to make calls rare, small enough for the cache.
   static constexpr std::size_t kLargeBlock = std::size_t{64} * 1024;
   static constexpr std::size_t kLargestGapRead = 4096;
-  /// Memory for a read of a claimed size is taken at once up to this many bytes, and only as far
-  /// as the source says that it has them; beyond, it grows with what arrives.
+  /// Memory for a read of a claimed size is allocated at once up to this many bytes, and only as
+  /// far as the source says that it has them; beyond that it grows with what arrives.
   static constexpr std::size_t kTrustedSize = std::size_t{32} << 20U;
 
   /// Starts at the source's current position. The source must outlive the reader. `sizeHint` is
@@ -56,8 +56,8 @@ class SourceReader {
   }
 
   /// Reads `count` bytes as one view, good until the next call; fewer only at the end. Memory is
-  /// taken only for bytes that arrive. The `lookAhead` bytes after them (kSmallBlock at the most)
-  /// are fetched in the same read of the source, to be read next.
+  /// allocated only for bytes that arrive. The `lookAhead` bytes after them (kSmallBlock at the
+  /// most) are fetched in the same read of the source, to be read next.
   ByteView Take(std::uint64_t count, std::size_t lookAhead = 0);
 
   /// Moves forward, or back as far as the beginning; always works, even beyond the end.
@@ -73,7 +73,7 @@ class SourceReader {
   /// Moves to the end.
   bool SeekToEnd() { return SeekFromEnd(0); }
 
-  /// Goes over to reading in large blocks.
+  /// Switches to large blocks.
   void UseLargeBlocks();
 
   /// Moves the source to the reader's position.

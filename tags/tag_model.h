@@ -47,7 +47,7 @@ struct TagUserText {
   TagText value;
 };
 
-/// A frame that no field takes, kept as it is.
+/// A frame without a field, as it stands in the tag.
 struct TagRawFrame {
   std::vector<std::byte> data;  // the whole frame body
   std::array<char, 9> id{};

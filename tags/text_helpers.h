@@ -25,7 +25,7 @@ bool EqualIgnoringCase(std::string_view left, std::string_view right, std::size_
 /// Whether `bytes` begin with the magic word, without regard to case.
 bool BeginsWithWord(ByteView bytes, std::string_view word);
 
-/// Whether the last "." of `name` and the three characters behind it are `extension`, without
+/// Whether the last "." of `name` and the three characters after it are `extension`, without
 /// regard to case (".aiff" counts as ".aif").
 bool HasExtension(std::string_view name, std::string_view extension);
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,28 @@ namespace tagsmith {
 namespace {
 
 constexpr std::size_t kMagicSize = 4;
+
+/// What a track is by the extension of its name.
+struct TrackKind {
+  std::string_view extension;
+  bool ID3Tag::*flag;
+};
+constexpr TrackKind kTrackKinds[] = {
+    {".mp3", &ID3Tag::isMpeg},
+    {".aif", &ID3Tag::isAiff},
+    {".tdf", &ID3Tag::isTdf},
+};
+constexpr std::span kStreamKinds = std::span(kTrackKinds).first<2>();
+
+/// Sets the flags of these kinds; true when the name has the extension of one of them.
+bool MarkKind(ID3Tag& tag, std::string_view name, std::span<const TrackKind> kinds) {
+  bool isKnown = false;
+  for (const TrackKind& kind : kinds) {
+    tag.*kind.flag = HasExtension(name, kind.extension);
+    isKnown = isKnown || tag.*kind.flag;
+  }
+  return isKnown;
+}
 
 void Report(ProgressCallback progress, const char* text, int percent) {
   if (progress != nullptr) {
@@ -47,7 +70,7 @@ bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
   constexpr std::uint64_t kPairsSearched = 0x2000;
   constexpr std::size_t kTypeEnd = 8;
   const ByteView start = reader.Peek(kTypeEnd);
-  // The bytes are kept, because the search below may move the reader's window.
+  // Copied, because the search below may move the reader's window.
   std::array<std::byte, kTypeEnd> copy{};
   std::copy(start.begin(), start.end(), copy.begin());
   const ByteView bytes = ByteView(copy).first(start.size());
@@ -174,8 +197,8 @@ void ReadFileTrack(ID3Tag& tag, ByteSource& source, const char* path, std::uint3
   Report(progress, "Finished", 90);
 }
 
-/// Finds the first frame at the reader's position and analyses it. The byte there is the first half
-/// of the sync word, whatever follows: only the second half is searched for, on purpose.
+/// Finds the first frame and analyses it. The byte at the reader's position must be the first half
+/// of its sync word; the second half is the next byte that fits, even if others come in between.
 bool AnalyseStreamFrame(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize) {
   constexpr std::byte kSecondBits{0xF2};  // sync, MPEG-1 or MPEG-2, layer 1 or 3
   const auto offset = static_cast<std::uint32_t>(reader.Position());
@@ -214,8 +237,7 @@ bool AnalyseStreamFrame(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSiz
 
 void ReadStreamTrack(ID3Tag& tag, ByteSource& source, bool& result) {
   const SourceStatus status = source.Status();
-  tag.isMpeg = HasExtension(status.name, ".mp3");
-  tag.isAiff = HasExtension(status.name, ".aif");
+  MarkKind(tag, status.name, kStreamKinds);
   const auto fileSize = static_cast<std::int32_t>(status.size);
   SourceReader reader(source, status.size);
 
@@ -295,15 +317,8 @@ bool OpenTrackFromStream(ByteSource* source, ID3Tag* tag) {
 }
 
 bool CheckExtension(const char* path, ID3Tag* tag) {
-  const bool isMpeg = HasExtension(path, ".mp3");
-  const bool isAiff = HasExtension(path, ".aif");
-  const bool isTdf = HasExtension(path, ".tdf");
-  if (tag != nullptr) {
-    tag->isMpeg = isMpeg;
-    tag->isAiff = isAiff;
-    tag->isTdf = isTdf;
-  }
-  return isMpeg || isAiff || isTdf;
+  ID3Tag unused;
+  return MarkKind(tag == nullptr ? unused : *tag, path, kTrackKinds);
 }
 
 bool IsReadOnly(const char* path) {

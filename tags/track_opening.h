@@ -1,7 +1,7 @@
 // Opening a track: from a file's path or a byte stream to a filled ID3Tag.
 //
 // Both ways read the ID3v1 and ID3v2 tags and the audio details. Nothing is ever written, and no
-// other kinds of tags are looked for. Failures go to the log; what was read before one stays.
+// other kinds of tags are looked for. Failures go to the log; what was read before them stays.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +19,11 @@ namespace tagsmith {
 bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
                        ProgressCallback progress, bool checkWritable);
 
-/// Opens the track in `source` into a fresh `tag`; its name decides what it is. Only the first
-/// MPEG frame is looked at. An MP3 stream without ID3v2 tag is searched from offset 10, where a
-/// frame must begin, on purpose. The source is left where reading it step by step ends. Both
-/// pointers stay the caller's; null ones are logged. True when the audio details were found.
+/// Opens the track in `source` into a fresh `tag`; its name decides what it is. Of MPEG audio only
+/// the first frame is read; it must follow the ID3v2 tag at once or, where there is none, the ten
+/// bytes that would be the tag's header. The source is left after the last byte that was read, not
+/// after what was read ahead. Both pointers stay the caller's; null ones are logged. True when the
+/// audio details were found.
 bool OpenTrackFromStream(ByteSource* source, ID3Tag* tag);
 
 /// Sets the flags for ".mp3", ".aif" (also ".aiff") and ".tdf" in `tag`, which may be null. True
