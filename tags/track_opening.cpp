@@ -56,8 +56,7 @@ void Report(ProgressCallback progress, const char* text, int percent) {
 bool Refuse(const char* kind, ByteView firstBytes) {
   std::array<std::uint32_t, kMagicSize> shown{};
   for (std::size_t i = 0; i < std::min(firstBytes.size(), shown.size()); ++i) {
-    const auto byte = std::to_integer<std::uint32_t>(firstBytes[i]);
-    shown[i] = byte < 0x80 ? byte : byte | 0xFFFFFF00U;
+    shown[i] = static_cast<std::uint32_t>(std::to_integer<std::int8_t>(firstBytes[i]));
   }
   WriteLogLine(kLogError, "File is not a valid %s file (0x%02X%02X%02X%02X)", kind, shown[0],
                shown[1], shown[2], shown[3]);
@@ -147,6 +146,26 @@ void FinishTexts(ID3Tag& tag, std::uint64_t fileSize) {
   tag.SetFileSize(fileSize);
 }
 
+/// Reads the ID3v1 tag of an MP3 file and the ID3v2 tag of any.
+void ReadFileTags(ID3Tag& tag, SourceReader& reader, ProgressCallback progress) {
+  if (tag.isMpeg) {
+    Report(progress, "Loading V1...", 20);
+    if (!LoadV1Tag(tag, reader)) {
+      WriteLogLine(kLogError, "Failed to load the V1 tag (error: %.255s)",
+                   ErrorText(reader.LastError()));
+    }
+  }
+  if (const std::uint32_t size = ProbeV2Tag(tag, reader); size != 0) {
+    Report(progress, "Loading V2...", 40);
+    if (!LoadV2Tag(tag, reader, size, tag.keepUnicode)) {
+      WriteLogLine(kLogError, "Failed to load the tag data (error: %.255s)",
+                   ErrorText(reader.LastError()));
+    }
+    reader.SeekTo(size);
+    tag.v2Loaded = true;
+  }
+}
+
 /// Reads the track in an open file; `result` holds what was reached when this throws.
 void ReadFileTrack(ID3Tag& tag, ByteSource& source, const char* path, std::uint32_t scanMode,
                    ProgressCallback progress, bool& result) {
@@ -171,22 +190,7 @@ void ReadFileTrack(ID3Tag& tag, ByteSource& source, const char* path, std::uint3
     }
     common = *read;
   }
-  if (tag.isMpeg) {
-    Report(progress, "Loading V1...", 20);
-    if (!LoadV1Tag(tag, reader)) {
-      WriteLogLine(kLogError, "Failed to load the V1 tag (error: %.255s)",
-                   ErrorText(reader.LastError()));
-    }
-  }
-  if (const std::uint32_t size = ProbeV2Tag(tag, reader); size != 0) {
-    Report(progress, "Loading V2...", 40);
-    if (!LoadV2Tag(tag, reader, size, tag.keepUnicode)) {
-      WriteLogLine(kLogError, "Failed to load the tag data (error: %.255s)",
-                   ErrorText(reader.LastError()));
-    }
-    reader.SeekTo(size);
-    tag.v2Loaded = true;
-  }
+  ReadFileTags(tag, reader, progress);
   Report(progress, "Parsing...", 70);
   if (tag.isMpeg) {
     result = AnalyseMpegFrames(tag, reader, fileSize, scanMode, progress);
