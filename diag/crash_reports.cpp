@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
+#include <utility>
 
 #include "diag/log.h"
 #include "diag/minidump.h"
@@ -95,18 +97,49 @@ void OnSignal(int signal) {
 
 // ---- Installing and removing ------------------------------------------------------------------
 
-void InstallSignal(std::optional<SignalHandler>& saved, int signal) {
-  const SignalHandler before = std::signal(signal, OnSignal);
-  if (before != SIG_ERR) {
-    saved = before;
+/// A signal that is taken over with a flag, and where the handler before it is saved.
+template <typename Record>
+struct SignalSlot {
+  std::uint32_t flag;
+  int signal;
+  std::optional<SignalHandler> Record::*saved;
+  int restoredAs;  // the signal that what was saved is put back under
+};
+
+constexpr SignalSlot<ProcessHandlers> kProcessSignals[] = {
+    {kAbortSignal, SIGABRT, &ProcessHandlers::abortSignal, SIGABRT},
+    {kInterruptSignal, SIGINT, &ProcessHandlers::interruptSignal, SIGINT},
+    {kTerminationSignal, SIGTERM, &ProcessHandlers::terminationSignal, SIGTERM},
+};
+constexpr SignalSlot<ThreadHandlers> kThreadSignals[] = {
+    {kFloatingPointSignal, SIGFPE, &ThreadHandlers::floatingPointSignal, SIGFPE},
+    {kIllegalInstructionSignal, SIGILL, &ThreadHandlers::illegalInstructionSignal, SIGINT},
+    {kSegmentViolationSignal, SIGSEGV, &ThreadHandlers::segmentViolationSignal, SIGSEGV},
+};
+
+template <typename Record>
+void InstallSignals(std::span<const SignalSlot<Record>> slots, std::uint32_t flags, Record& saved) {
+  for (const SignalSlot<Record>& slot : slots) {
+    if ((flags & slot.flag) != 0) {
+      const SignalHandler before = std::signal(slot.signal, OnSignal);
+      saved.*slot.saved = before != SIG_ERR ? std::optional(before) : std::nullopt;
+    }
   }
 }
 
-void RestoreSignal(std::optional<SignalHandler>& saved, int signal) {
+/// Hands a saved handler to `set` and forgets it.
+template <typename Handler, typename Setter>
+void PutBack(std::optional<Handler>& saved, Setter set) {
   if (saved) {
-    std::signal(signal, *saved);
+    set(*std::exchange(saved, std::nullopt));
   }
-  saved.reset();
+}
+
+template <typename Record>
+void RemoveSignals(std::span<const SignalSlot<Record>> slots, Record& saved) {
+  for (const SignalSlot<Record>& slot : slots) {
+    PutBack(saved.*slot.saved, [&](SignalHandler before) { std::signal(slot.restoredAs, before); });
+  }
 }
 
 /// Lets an abort be reported as a fault, where the run-time library knows of that.
@@ -184,14 +217,8 @@ void InstallProcessHandlers(std::uint32_t flags, ProcessHandlers* record,
   }
   if ((flags & kAbortSignal) != 0) {
     SetAbortBehaviour();
-    InstallSignal(saved.abortSignal, SIGABRT);
   }
-  if ((flags & kInterruptSignal) != 0) {
-    InstallSignal(saved.interruptSignal, SIGINT);
-  }
-  if ((flags & kTerminationSignal) != 0) {
-    InstallSignal(saved.terminationSignal, SIGTERM);
-  }
+  InstallSignals<ProcessHandlers>(kProcessSignals, flags, saved);
 }
 
 void InstallThreadHandlers(std::uint32_t flags, ThreadHandlers* record,
@@ -210,29 +237,15 @@ void InstallThreadHandlers(std::uint32_t flags, ThreadHandlers* record,
   if ((flags & kUnexpectedHandler) != 0) {
     saved.unexpected = SetUnexpected(OnUnexpected);
   }
-  if ((flags & kFloatingPointSignal) != 0) {
-    InstallSignal(saved.floatingPointSignal, SIGFPE);
-  }
-  if ((flags & kIllegalInstructionSignal) != 0) {
-    InstallSignal(saved.illegalInstructionSignal, SIGILL);
-  }
-  if ((flags & kSegmentViolationSignal) != 0) {
-    InstallSignal(saved.segmentViolationSignal, SIGSEGV);
-  }
+  InstallSignals<ThreadHandlers>(kThreadSignals, flags, saved);
 }
 
 void RemoveProcessHandlers(ProcessHandlers* record) {
   ProcessHandlers& saved = record != nullptr ? *record : moduleProcessHandlers;
-  if (saved.invalidParameter) {
-    _set_invalid_parameter_handler(*saved.invalidParameter);
-    saved.invalidParameter.reset();
-  }
-  RestoreSignal(saved.abortSignal, SIGABRT);
-  RestoreSignal(saved.interruptSignal, SIGINT);
-  RestoreSignal(saved.terminationSignal, SIGTERM);
+  PutBack(saved.invalidParameter, _set_invalid_parameter_handler);
+  RemoveSignals<ProcessHandlers>(kProcessSignals, saved);
   if (saved.filter != nullptr) {
-    SetUnhandledExceptionFilter(saved.filter);
-    saved.filter = nullptr;
+    SetUnhandledExceptionFilter(std::exchange(saved.filter, nullptr));
   }
 }
 
@@ -242,21 +255,10 @@ void RemoveThreadHandlers(ThreadHandlers* record) {
     WriteLogLine(kLogWarning, "Trying to remove exception handlers for a different thread");
     return;
   }
-  if (saved.translator) {
-    SetStructuredTranslator(*saved.translator);
-    saved.translator.reset();
-  }
-  if (saved.terminate) {
-    std::set_terminate(*saved.terminate);
-    saved.terminate.reset();
-  }
-  if (saved.unexpected) {
-    SetUnexpected(*saved.unexpected);
-    saved.unexpected.reset();
-  }
-  RestoreSignal(saved.floatingPointSignal, SIGFPE);
-  RestoreSignal(saved.illegalInstructionSignal, SIGINT);
-  RestoreSignal(saved.segmentViolationSignal, SIGSEGV);
+  PutBack(saved.translator, SetStructuredTranslator);
+  PutBack(saved.terminate, std::set_terminate);
+  PutBack(saved.unexpected, SetUnexpected);
+  RemoveSignals<ThreadHandlers>(kThreadSignals, saved);
 }
 
 __attribute__((noinline)) void ReportException(EXCEPTION_POINTERS* exception, std::uint32_t code,

@@ -63,21 +63,19 @@ void InstallProcessHandlers(std::uint32_t flags, ProcessHandlers* record = nullp
 void InstallThreadHandlers(std::uint32_t flags, ThreadHandlers* record = nullptr,
                            StructuredTranslator translator = nullptr);
 
-/// Puts back what was saved. The unhandled-exception filter stays when there was none before it, on
-/// purpose.
+/// Puts back what was saved. The unhandled-exception filter stays when there was none before it.
 void RemoveProcessHandlers(ProcessHandlers* record = nullptr);
 
 /// Puts back what was saved on the thread that installed it; from another thread only a line is
-/// logged. What was saved of the illegal-instruction signal is put back under the interrupt signal,
-/// on purpose.
+/// logged. What was saved of the illegal-instruction signal is put back under the interrupt signal.
 void RemoveThreadHandlers(ThreadHandlers* record = nullptr);
 
 /// Logs an exception: kind, code, time, process and thread, faulting address and module. Without
 /// exception data the calling place is reported.
 void ReportException(EXCEPTION_POINTERS* exception, std::uint32_t code, const char* kind);
 
-/// Records which of its functions a thread is in, for reports; the newest 64 entries count. Nothing
-/// in the module does.
+/// Records which of its functions a thread is in, for reports; the newest 64 entries count. The
+/// module records none.
 void RecordThreadFunction(std::uint32_t threadId, std::uint32_t functionCode);
 
 /// The code of the newest entry of this thread (0: of all), and the thread of the newest entry; 0

@@ -2,28 +2,7 @@
 
 #include <excpt.h>
 
-#if defined(_MSC_VER)
-#include <eh.h>
-#endif
-
 namespace tagsmith {
-
-#if defined(_MSC_VER)
-
-// Here the run-time library's hook works on all frames (compile with /EHa): the translator returns,
-// and the exception goes on to the guard's own catch.
-
-StructuredTranslator SetStructuredTranslator(StructuredTranslator translator) {
-  return _set_se_translator(translator);
-}
-
-bool RunContained(void (*body)(void*), void* context) {
-  body(context);
-  return true;
-}
-
-#else
-
 namespace {
 
 // Without a destructor: one would keep the module from being unloaded.
@@ -67,7 +46,5 @@ __attribute__((noinline, noclone)) bool RunContained(void (*body)(void*), void* 
   __except1;
   return isComplete;
 }
-
-#endif
 
 }  // namespace tagsmith

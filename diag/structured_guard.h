@@ -1,5 +1,5 @@
 // Containing hardware faults: the frame that a structured exception stops at, and the translator
-// that is told of it. All that another Windows compiler would do differently is in here.
+// that is told of it.
 #pragma once
 
 #include <windows.h>
@@ -10,7 +10,7 @@ namespace tagsmith {
 using StructuredTranslator = void (*)(unsigned int code, EXCEPTION_POINTERS* exception);
 
 /// Sets the calling thread's translator (null: none) and returns the one before. The run-time
-/// library's own hook has no effect on this compiler's frames; the guard calls the translator.
+/// library's own hook has no effect on frames that GCC makes; the guard calls the translator.
 StructuredTranslator SetStructuredTranslator(StructuredTranslator translator);
 
 /// Calls `body(context)`. False when a structured exception ended it: the translator has then been
