@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "diag/clock.h"
+#include "diag/log_file.h"
 #include "format/bounded.h"
 
 namespace tagsmith {
@@ -20,16 +21,12 @@ using Text = std::array<char, Characters + 1>;
 
 struct LogState {
   std::FILE* file = nullptr;
-  std::int32_t maximumLevel = 3;
-  bool milliseconds = false;
-  LogLetters letters = LogLetters::kNone;
+  LogFileRenewal renewal = nullptr;
+  LogLook look;
   std::uint32_t echo = 0;
   Text<80> location{};
-  Text<259> directory{};
-  Text<11> namePrefix{};
-  std::int32_t fileYear = 0;  // since 1900; 0: the open file is not date-named
-  std::int32_t fileDay = 0;   // of the year, from 0
   Text<1023> lastLine{};
+  LogObserver observer = nullptr;
   LogLineCallback callback = nullptr;
   LogHooks hooks{nullptr, nullptr};
 };
@@ -38,12 +35,8 @@ LogState state;
 
 std::FILE* Stream() { return state.file != nullptr ? state.file : stderr; }
 
-bool HasDayPassed(const std::tm& now) {
-  return state.fileYear != 0 && (now.tm_year > state.fileYear || now.tm_yday > state.fileDay);
-}
-
 bool ShowsLetter(std::int32_t level) {
-  switch (state.letters) {
+  switch (state.look.letters) {
     case LogLetters::kErrors:
       return level == kLogError;
     case LogLetters::kErrorsAndWarnings:
@@ -56,38 +49,15 @@ bool ShowsLetter(std::int32_t level) {
   return false;
 }
 
-void Configure(std::int32_t maximumLevel, std::FILE* stream, const char* locationName,
-               std::int32_t locationNumber, bool milliseconds, LogLetters letters) {
-  state.maximumLevel = maximumLevel;
-  state.file = stream;
-  state.milliseconds = milliseconds;
-  state.letters = letters;
-  const bool named = locationName != nullptr && *locationName != '\0';
-  if (named && locationNumber > 0) {
-    FormatBounded(state.location, " [%.56s][%d] ", locationName, locationNumber);
-  } else if (named) {
-    FormatBounded(state.location, " [%.64s] ", locationName);
-  } else if (locationNumber != 0) {
-    FormatBounded(state.location, " [%d] ", locationNumber);
-  } else {
-    CopyBounded(state.location, ": ");
-  }
-}
-
 /// Writes the prefix and begins the last line with it; negative on a stream error.
 int WritePrefix(std::int32_t level) {
   const std::tm now = LocalTimeNow();
-  if (HasDayPassed(now)) {
-    const Text<259> directory = state.directory;
-    const Text<11> namePrefix = state.namePrefix;
-    CloseLog();
-    OpenDateNamedLog(state.maximumLevel, directory.data(), namePrefix.data(), nullptr,
-                     state.milliseconds, state.letters, 0);
+  if (state.renewal != nullptr) {
+    state.renewal(now, state.look);
   }
   Text<7> milliseconds{};
-  if (state.milliseconds) {
-    // The tick count, not the wall clock's fraction of a second; readers of the logs rely on its
-    // steps between two lines.
+  if (state.look.milliseconds) {
+    // Of the tick count: the wall clock is read in whole seconds.
     FormatBounded(milliseconds, ".%03d", static_cast<int>(TickCount() % 1000));
   }
   Text<7> letter{};
@@ -118,14 +88,20 @@ std::int32_t WriteLine(std::int32_t level, const char* format, std::va_list argu
       FormatBoundedV(std::span<char>(message).first(1025), format, arguments);
   if (length == 0 || (message[length - 1] != '\r' && message[length - 1] != '\n')) {
     message[length] = '\n';
-    message[length + 1] = '\0';  // a zero among the arguments may have left more behind
+    message[length + 1] = '\0';  // a zero among the arguments may have left more after it
   }
   if (state.file != nullptr && state.echo == 1) {
     std::printf("%s", message.data());
   }
   const int result = std::fputs(message.data(), Stream());
+  const std::size_t prefixLength = std::string_view(state.lastLine.data()).size();
   AppendBounded(state.lastLine, message.data());
   if (result >= 0) {
+    if (state.observer != nullptr) {
+      std::string_view text = std::string_view(state.lastLine.data()).substr(prefixLength);
+      text.remove_suffix(text.ends_with('\n') ? 1 : 0);
+      state.observer(level, text);
+    }
     if (state.callback != nullptr) {
       state.callback(0, state.lastLine.data());
     }
@@ -169,7 +145,7 @@ void RotateLogFile(const char* path) {
 }  // namespace
 
 std::int32_t WriteLogLine(std::int32_t level, const char* format, ...) {
-  if (level > state.maximumLevel) {
+  if (level > state.look.maximumLevel) {
     return 0;
   }
   const LogHooks hooks = state.hooks;
@@ -188,29 +164,24 @@ std::int32_t WriteLogLine(std::int32_t level, const char* format, ...) {
 
 void ConfigureLog(std::int32_t maximumLevel, std::FILE* stream, const char* locationName,
                   bool milliseconds, LogLetters letters) {
-  state.fileYear = 0;
-  state.fileDay = 0;
-  Configure(maximumLevel, stream, locationName, 0, milliseconds, letters);
+  UseLogFile({maximumLevel, milliseconds, letters}, stream, locationName, 0, nullptr);
 }
 
-std::FILE* OpenDateNamedLog(std::int32_t maximumLevel, const char* directory,
-                            const char* namePrefix, const char* locationName, bool milliseconds,
-                            LogLetters letters, std::int32_t locationNumber) {
-  const std::size_t length = CopyBounded(state.directory, directory != nullptr ? directory : "");
-  CopyBounded(state.namePrefix, namePrefix != nullptr ? namePrefix : "");
-
-  const std::tm now = LocalTimeNow();
-  const int year = now.tm_year >= 101 ? now.tm_year - 100 : now.tm_year;
-  const bool needsSlash =
-      length != 0 && state.directory[length - 1] != '\\' && state.directory[length - 1] != '/';
-  Text<300> path{};
-  FormatBounded(path, "%s%s%s%02d%02d%02d.log", state.directory.data(), needsSlash ? "/" : "",
-                state.namePrefix.data(), year, now.tm_mon + 1, now.tm_mday);
-  state.fileYear = now.tm_year;
-  state.fileDay = now.tm_yday;
-  std::FILE* stream = std::fopen(path.data(), "a+");
-  Configure(maximumLevel, stream, locationName, locationNumber, milliseconds, letters);
-  return stream;
+void UseLogFile(const LogLook& look, std::FILE* stream, const char* locationName,
+                std::int32_t locationNumber, LogFileRenewal renewal) {
+  state.look = look;
+  state.file = stream;
+  state.renewal = renewal;
+  const bool named = locationName != nullptr && *locationName != '\0';
+  if (named && locationNumber > 0) {
+    FormatBounded(state.location, " [%.56s][%d] ", locationName, locationNumber);
+  } else if (named) {
+    FormatBounded(state.location, " [%.64s] ", locationName);
+  } else if (locationNumber != 0) {
+    FormatBounded(state.location, " [%d] ", locationNumber);
+  } else {
+    CopyBounded(state.location, ": ");
+  }
 }
 
 void CloseLog() {
@@ -218,11 +189,12 @@ void CloseLog() {
     std::fclose(state.file);
   }
   state.file = nullptr;
-  state.fileYear = 0;
-  state.fileDay = 0;
+  state.renewal = nullptr;
 }
 
 void SetLogEcho(std::uint32_t echo) { state.echo = echo; }
+
+void SetLogObserver(LogObserver observer) { state.observer = observer; }
 
 void SetLogLineCallback(LogLineCallback callback) { state.callback = callback; }
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string_view>
 
 #include "format/compiler.h"
 
@@ -20,13 +21,17 @@ enum LogLevel : std::int32_t {
   kLogInformation = 3,
 };
 
-/// Which levels show their letter, " [E]", behind the time stamp.
+/// Which levels show their letter, " [E]", after the time stamp.
 enum class LogLetters : std::uint32_t {
   kNone = 0,
   kErrors = 1,
   kErrorsAndWarnings = 2,
   kAll = 3,
 };
+
+/// Told of every written line as it is made: its level, and the message without prefix and closing
+/// line feed, as far as the last line holds it.
+using LogObserver = void (*)(std::int32_t level, std::string_view message);
 
 /// Called after every written line with 0 and the line: prefix and message, 1023 characters at
 /// the most.
@@ -50,21 +55,14 @@ std::int32_t WriteLogLine(std::int32_t level, const char* format, ...) TAGSMITH_
 void ConfigureLog(std::int32_t maximumLevel, std::FILE* stream, const char* locationName,
                   bool milliseconds, LogLetters letters);
 
-/// Opens DIRECTORY/PREFIXyymmdd.log for appending and takes it as the log file; a new file is
-/// begun when the day changes. Returns the stream, null when it cannot be opened (lines then go to
-/// standard error). At most 259 characters of the directory and 11 of the prefix are used; both may
-/// be null. The two-digit year is 100 for 2000 and 18 for 2018, on purpose.
-std::FILE* OpenDateNamedLog(std::int32_t maximumLevel, const char* directory,
-                            const char* namePrefix, const char* locationName, bool milliseconds,
-                            LogLetters letters, std::int32_t locationNumber);
-
 /// Closes the log file unless it is standard error.
 void CloseLog();
 
 /// 1: every message is printed to standard output too, while a log file is open.
 void SetLogEcho(std::uint32_t echo);
 
-/// Null: no callback.
+/// Null: none.
+void SetLogObserver(LogObserver observer);
 void SetLogLineCallback(LogLineCallback callback);
 
 /// Null members stand for hooks that do nothing.

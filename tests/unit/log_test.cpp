@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "diag/clock.h"
+#include "diag/date_named_log.h"
 #include "tests/unit/test_support.h"
 
 namespace tagsmith::test {
