@@ -6,6 +6,7 @@
 
 #include "shellext/base/handler_ids.h"
 #include "tags/unicode.h"
+#include "tools/report_text.h"
 
 namespace tagsmith {
 namespace {
@@ -18,27 +19,25 @@ bool DescribeItem(const std::wstring& path, SHCOLUMNDATA& item) {
   return length != 0 && length < MAX_PATH;
 }
 
-void TakeValue(const VARIANT& value, ColumnItem& item) {
+ReportValue ValueOf(const VARIANT& value) {
   switch (value.vt) {
     case VT_BSTR:
-      item.type = "bstr";
-      item.text = value.bstrVal != nullptr ? value.bstrVal : L"";
-      break;
+      return {value.vt, value.bstrVal != nullptr ? std::wstring(value.bstrVal) : std::wstring()};
     case VT_I4:
-      item.type = "i4";
-      item.number = static_cast<std::uint64_t>(std::int64_t{value.lVal});
-      break;
+      return {value.vt, std::int32_t{value.lVal}};
     case VT_UI4:
-      item.type = "ui4";
-      item.number = value.ulVal;
-      break;
+      return {value.vt, std::uint32_t{value.ulVal}};
     case VT_UI8:
-      item.type = "ui8";
-      item.number = value.ullVal;
-      break;
+      return {value.vt, std::uint64_t{value.ullVal}};
     default:
-      item.type = "vt:" + std::to_string(value.vt);
+      return {value.vt, {}};
   }
+}
+
+std::string TypeOf(const ReportValue& value) {
+  constexpr TypeName kNames[] = {
+      {VT_BSTR, "bstr"}, {VT_I4, "i4"}, {VT_UI4, "ui4"}, {VT_UI8, "ui8"}};
+  return NameOfType(value.type, kNames);
 }
 
 }  // namespace
@@ -71,7 +70,7 @@ ColumnReport AskColumnHandler(const HandlerSource& handlers, const std::string& 
     VARIANT value{};
     item.result = handler->GetItemData(&column, &data, &value);
     if (item.result == S_OK) {
-      TakeValue(value, item);
+      item.value = ValueOf(value);
       VariantClear(&value);
     }
     report.items.push_back(std::move(item));
@@ -80,34 +79,15 @@ ColumnReport AskColumnHandler(const HandlerSource& handlers, const std::string& 
 }
 
 void WriteJson(JsonWriter& json, const ColumnReport& report) {
-  json.BeginArray();
-  for (const ColumnItem& item : report.items) {
-    json.BeginObject();
-    json.Key("index");
-    json.Unsigned(item.index);
-    json.Key("title");
-    json.Text(Utf16(item.title));
-    json.Key("hresult");
-    json.Latin1(HexResult(item.result));
-    json.Key("type");
-    if (item.type.empty()) {
-      json.Null();
-    } else {
-      json.Latin1(item.type);
-    }
-    json.Key("value");
-    if (item.type == "bstr") {
-      json.Text(Utf16(item.text));
-    } else if (item.type == "i4") {
-      json.Integer(static_cast<std::int64_t>(item.number));
-    } else if (item.type == "ui4" || item.type == "ui8") {
-      json.Unsigned(item.number);
-    } else {
-      json.Null();
-    }
-    json.EndObject();
-  }
-  json.EndArray();
+  json.Array(report.items, [&](const ColumnItem& item) {
+    json.Object([&] {
+      json.Member("index", item.index);
+      json.Member("title", Utf16(item.title));
+      json.Member("hresult", HexResult(item.result));
+      json.Member("type", item.result == S_OK ? std::optional(TypeOf(item.value)) : std::nullopt);
+      json.Member("value", [&] { WriteJson(json, item.value.content); });
+    });
+  });
 }
 
 std::string ToText(const ColumnReport& report) {
@@ -127,13 +107,8 @@ std::string ShowValue(const ColumnItem& item) {
   if (item.result != S_OK) {
     return HexResult(item.result);
   }
-  if (item.type == "bstr") {
-    return Utf16ToUtf8(Utf16(item.text));
-  }
-  if (item.type == "i4") {
-    return std::to_string(static_cast<std::int64_t>(item.number));
-  }
-  return item.type.starts_with("vt:") ? item.type : std::to_string(item.number);
+  const bool isKnown = !std::holds_alternative<std::monostate>(item.value.content);
+  return isKnown ? ToText(item.value.content) : TypeOf(item.value);
 }
 
 }  // namespace tagsmith

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/json_writer.h"
-#include "tools/report_text.h"
+#include "tools/report_value.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith {
@@ -16,9 +15,7 @@ struct ColumnItem {
   DWORD index = 0;
   std::wstring title;
   HRESULT result = E_FAIL;
-  std::string type;          // bstr, i4, ui4, ui8 or vt:N; empty: no value
-  std::wstring text;         // of bstr
-  std::uint64_t number = 0;  // of the others; i4 widened with its sign
+  ReportValue value;  // where the result is S_OK
 };
 
 struct ColumnReport {

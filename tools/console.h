@@ -6,7 +6,7 @@
 
 namespace tagsmith {
 
-/// The arguments behind the program's name, as UTF-8 (on Linux as they are).
+/// The arguments after the program's name, as UTF-8 (on Linux as they are).
 std::vector<std::string> ProgramArguments(int argc, char** argv);
 
 /// Makes standard output pass bytes through as they are written.

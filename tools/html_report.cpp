@@ -9,6 +9,7 @@
 #include "format/bounded.h"
 #include "shellext/property_lists.h"
 #include "tags/unicode.h"
+#include "tools/report_text.h"
 
 namespace tagsmith {
 namespace {
@@ -100,14 +101,14 @@ std::string ValueOf(const FileReport& report, std::string_view name) {
   if (report.properties) {
     for (const PropertyItem& item : report.properties->items) {
       if (NameOf(item.key) == name) {
-        return Worded(name, item.number, ShowValue(item));
+        return Worded(name, NumberIn(item.value.content), ToText(item.value.content));
       }
     }
   }
   return {};
 }
 
-/// The properties' names of a list, without its "prop:" and the marks in front of them.
+/// The properties' names of a list, without its "prop:" and the marks before them.
 std::vector<std::string> NamesOf(std::wstring_view listName) {
   std::vector<std::string> names;
   const auto* list = std::find_if(std::begin(kPropertyLists), std::end(kPropertyLists),
@@ -172,7 +173,7 @@ std::string Columns(const FileReport& report) {
   for (const ColumnItem& item : report.columns->items) {
     if (item.result == S_OK) {
       const std::string title = Utf16ToUtf8(Utf16(item.title));
-      rows += Row(title, Worded(title, item.number, ShowValue(item)));
+      rows += Row(title, Worded(title, NumberIn(item.value.content), ShowValue(item)));
     }
   }
   return "<div><h3>Columns</h3><table>" + rows + "</table></div>\n";

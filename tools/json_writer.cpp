@@ -51,7 +51,7 @@ void JsonWriter::Character(char32_t character) {
   }
 }
 
-void JsonWriter::Text(std::u16string_view text) {
+void JsonWriter::Value(std::u16string_view text) {
   Separate();
   text_ += '"';
   while (!text.empty()) {
@@ -60,20 +60,18 @@ void JsonWriter::Text(std::u16string_view text) {
   text_ += '"';
 }
 
-void JsonWriter::Latin1(std::string_view text) { Text(WidenLatin1(text)); }
-
-void JsonWriter::Utf8(std::string_view text) {
-  Text(Utf8ToUtf16(text).value_or(WidenLatin1(text)));
+void JsonWriter::Value(std::string_view text) {
+  Value(std::u16string_view(Utf8ToUtf16(text).value_or(WidenLatin1(text))));
 }
 
-void JsonWriter::Hash(std::span<const std::byte> bytes) {
+std::string HashText(std::span<const std::byte> bytes) {
   std::uint64_t hash = 0xCBF29CE484222325U;
   for (const std::byte byte : bytes) {
     hash = (hash ^ std::to_integer<std::uint64_t>(byte)) * 0x100000001B3U;
   }
   std::array<char, 17> text{};
   FormatBounded(text, "%016llx", static_cast<unsigned long long>(hash));
-  Latin1(text.data());
+  return text.data();
 }
 
 }  // namespace tagsmith

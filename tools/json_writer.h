@@ -1,44 +1,75 @@
 // JSON (RFC 8259), written in order.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 namespace tagsmith {
 
-/// Builds one JSON text in memory. Commas are put where they belong; the caller opens and closes
-/// objects and arrays in pairs and gives each member a key.
+/// Builds one JSON text in memory. Commas and brackets are put where they belong.
 class JsonWriter {
  public:
-  void BeginObject() { Open('{'); }
-  void EndObject() { Close('}'); }
-  void BeginArray() { Open('['); }
-  void EndArray() { Close(']'); }
+  /// `body()` writes the members.
+  template <std::invocable Body>
+  void Object(Body body) {
+    Open('{');
+    body();
+    Close('}');
+  }
 
-  /// `key` must need no escapes.
-  void Key(std::string_view key);
+  /// `writeEntry(entry)` writes one value for each entry.
+  template <typename Range, std::invocable<typename Range::const_reference> WriteEntry>
+  void Array(const Range& entries, WriteEntry writeEntry) {
+    Open('[');
+    for (const auto& entry : entries) {
+      writeEntry(entry);
+    }
+    Close(']');
+  }
 
-  void Null() { Literal("null"); }
-  void Bool(bool value) { Literal(value ? "true" : "false"); }
-  void Integer(std::int64_t value) { Literal(std::to_string(value)); }
-  void Unsigned(std::uint64_t value) { Literal(std::to_string(value)); }
+  /// `key` must need no escapes. `value` is what Value takes, or a function that writes one value.
+  template <typename T>
+  void Member(std::string_view key, const T& value) {
+    Key(key);
+    if constexpr (std::invocable<T>) {
+      value();
+    } else {
+      Value(value);
+    }
+  }
+
+  void Value(std::nullptr_t /*null*/) { Literal("null"); }
+  /// A number, or a flag.
+  template <std::integral T>
+  void Value(T value) {
+    if constexpr (std::same_as<T, bool>) {
+      Literal(value ? "true" : "false");
+    } else {
+      Literal(std::to_string(value));
+    }
+  }
 
   /// Text in UTF-16; an unpaired surrogate becomes its \uXXXX escape.
-  void Text(std::u16string_view text);
-  /// Text decoded byte by byte as ISO-8859-1.
-  void Latin1(std::string_view text);
+  void Value(std::u16string_view text);
   /// Text in UTF-8; as a whole decoded as ISO-8859-1 when it is not well-formed.
-  void Utf8(std::string_view text);
+  void Value(std::string_view text);
+  void Value(const char* text) { Value(std::string_view(text)); }
 
-  /// The 64-bit FNV-1a hash of the bytes, as 16 hexadecimal digits.
-  void Hash(std::span<const std::byte> bytes);
+  /// Null without a value.
+  template <typename T>
+  void Value(const std::optional<T>& value) {
+    value ? Value(*value) : Value(nullptr);
+  }
 
   [[nodiscard]] const std::string& Result() const { return text_; }
 
  private:
+  void Key(std::string_view key);
   void Separate();
   void Literal(std::string_view value);
   void Open(char bracket);
@@ -48,5 +79,8 @@ class JsonWriter {
   std::string text_;
   bool needsComma_ = false;
 };
+
+/// The 64-bit FNV-1a hash of the bytes, as 16 hexadecimal digits.
+std::string HashText(std::span<const std::byte> bytes);
 
 }  // namespace tagsmith

@@ -7,7 +7,7 @@
 
 #include "handlers/property_keys.h"
 #include "shellext/base/handler_ids.h"
-#include "tags/unicode.h"
+#include "tools/report_text.h"
 
 namespace tagsmith {
 namespace {
@@ -18,69 +18,45 @@ std::string GuidText(const GUID& guid) {
   return {wide.data(), wide.data() + std::wstring_view(wide.data()).size()};
 }
 
-PropertyItem MakeItem(const PROPERTYKEY& key, const PROPVARIANT& value) {
-  PropertyItem item;
-  item.key = key;
-  switch (value.vt) {
-    case VT_LPWSTR:
-      item.type = "string";
-      item.texts.emplace_back(value.pwszVal);
-      break;
-    case VT_VECTOR | VT_LPWSTR:
-      item.type = "strings";
-      for (ULONG i = 0; i < value.calpwstr.cElems; ++i) {
-        item.texts.emplace_back(value.calpwstr.pElems[i]);
-      }
-      break;
-    case VT_UI4:
-      item.type = "uint32";
-      item.number = value.ulVal;
-      break;
-    case VT_UI8:
-      item.type = "uint64";
-      item.number = value.uhVal.QuadPart;
-      break;
-    case VT_BOOL:
-      item.type = "bool";
-      item.number = value.boolVal != VARIANT_FALSE ? 1 : 0;
-      break;
-    case VT_EMPTY:
-      item.type = "empty";
-      break;
-    default:
-      item.type = "vt:" + std::to_string(value.vt);
-  }
-  if (value.vt == (VT_VECTOR | VT_BOOL)) {
-    // As a flag stays whose key the property system does not know.
-    for (ULONG i = 0; i < value.cabool.cElems; ++i) {
-      item.flags.push_back(value.cabool.pElems[i] != VARIANT_FALSE);
-    }
-  }
-  return item;
+std::vector<std::wstring> TextsOf(const CALPWSTR& texts) {
+  return {texts.pElems, texts.pElems + texts.cElems};
 }
 
-void WriteValue(JsonWriter& json, const PropertyItem& item) {
-  if (item.type == "string") {
-    json.Text(Utf16(item.texts.front()));
-  } else if (item.type == "strings") {
-    json.BeginArray();
-    for (const std::wstring& text : item.texts) {
-      json.Text(Utf16(text));
-    }
-    json.EndArray();
-  } else if (item.type == "bool") {
-    json.Bool(item.number != 0);
-  } else if (item.type == "uint32" || item.type == "uint64") {
-    json.Unsigned(item.number);
-  } else if (!item.flags.empty()) {
-    json.BeginArray();
-    for (const bool flag : item.flags) {
-      json.Bool(flag);
-    }
-    json.EndArray();
-  } else {
-    json.Null();
+std::vector<bool> FlagsOf(const CABOOL& flags) {
+  std::vector<bool> values;
+  for (ULONG i = 0; i < flags.cElems; ++i) {
+    values.push_back(flags.pElems[i] != VARIANT_FALSE);
   }
+  return values;
+}
+
+ReportValue ValueOf(const PROPVARIANT& value) {
+  switch (value.vt) {
+    case VT_LPWSTR:
+      return {value.vt, std::wstring(value.pwszVal)};
+    case VT_VECTOR | VT_LPWSTR:
+      return {value.vt, TextsOf(value.calpwstr)};
+    case VT_UI4:
+      return {value.vt, std::uint32_t{value.ulVal}};
+    case VT_UI8:
+      return {value.vt, std::uint64_t{value.uhVal.QuadPart}};
+    case VT_BOOL:
+      return {value.vt, value.boolVal != VARIANT_FALSE};
+    case VT_VECTOR | VT_BOOL:
+      // As a flag stays whose key the property system does not know.
+      return {value.vt, FlagsOf(value.cabool)};
+    default:
+      return {value.vt, {}};
+  }
+}
+
+std::string TypeOf(const ReportValue& value) {
+  constexpr TypeName kNames[] = {
+      {VT_LPWSTR, "string"}, {VT_VECTOR | VT_LPWSTR, "strings"},
+      {VT_UI4, "uint32"},    {VT_UI8, "uint64"},
+      {VT_BOOL, "bool"},     {VT_EMPTY, "empty"},
+  };
+  return NameOfType(value.type, kNames);
 }
 
 }  // namespace
@@ -92,23 +68,6 @@ std::string NameOf(const PROPERTYKEY& key) {
       });
   return named != std::end(kAllPropertyKeys) ? std::string((*named)->name)
                                              : GuidText(key.fmtid) + "/" + std::to_string(key.pid);
-}
-
-std::string ShowValue(const PropertyItem& item) {
-  std::string shown;
-  for (const std::wstring& text : item.texts) {
-    shown += shown.empty() ? "" : "; ";
-    shown += Utf16ToUtf8(Utf16(text));
-  }
-  for (const bool flag : item.flags) {
-    shown += (shown.empty() ? "" : "; ") + std::string(flag ? "yes" : "no");
-  }
-  if (item.type == "bool") {
-    shown = item.number != 0 ? "yes" : "no";
-  } else if (item.type == "uint32" || item.type == "uint64") {
-    shown = std::to_string(item.number);
-  }
-  return shown;
 }
 
 PropertyReport AskPropertyHandler(const HandlerSource& handlers, const std::string& file) {
@@ -144,7 +103,7 @@ std::vector<PropertyItem> ReadItems(IPropertyStore& store) {
     PROPVARIANT value;
     PropVariantInit(&value);
     if (SUCCEEDED(store.GetAt(i, &key)) && SUCCEEDED(store.GetValue(key, &value))) {
-      items.push_back(MakeItem(key, value));
+      items.push_back({key, ValueOf(value)});
     }
     PropVariantClear(&value);
   }
@@ -152,27 +111,20 @@ std::vector<PropertyItem> ReadItems(IPropertyStore& store) {
 }
 
 void WriteJson(JsonWriter& json, const PropertyReport& report) {
-  json.BeginObject();
-  json.Key("initialize");
-  json.Latin1(HexResult(report.initialize));
-  json.Key("items");
-  json.BeginArray();
-  for (const PropertyItem& item : report.items) {
-    json.BeginObject();
-    json.Key("name");
-    json.Latin1(NameOf(item.key));
-    json.Key("fmtid");
-    json.Latin1(GuidText(item.key.fmtid));
-    json.Key("pid");
-    json.Unsigned(item.key.pid);
-    json.Key("type");
-    json.Latin1(item.type);
-    json.Key("value");
-    WriteValue(json, item);
-    json.EndObject();
-  }
-  json.EndArray();
-  json.EndObject();
+  json.Object([&] {
+    json.Member("initialize", HexResult(report.initialize));
+    json.Member("items", [&] {
+      json.Array(report.items, [&](const PropertyItem& item) {
+        json.Object([&] {
+          json.Member("name", NameOf(item.key));
+          json.Member("fmtid", GuidText(item.key.fmtid));
+          json.Member("pid", item.key.pid);
+          json.Member("type", TypeOf(item.value));
+          json.Member("value", [&] { WriteJson(json, item.value.content); });
+        });
+      });
+    });
+  });
 }
 
 std::string ToText(const PropertyReport& report) {
@@ -181,7 +133,7 @@ std::string ToText(const PropertyReport& report) {
     page = ReportLine("No properties", HexResult(report.initialize));
   }
   for (const PropertyItem& item : report.items) {
-    const std::string value = ShowValue(item);
+    const std::string value = ToText(item.value.content);
     if (!value.empty()) {
       page += ReportLine(NameOf(item.key), value);
     }

@@ -8,18 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "tools/json_writer.h"
-#include "tools/report_text.h"
+#include "tools/report_value.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith {
 
 struct PropertyItem {
   PROPERTYKEY key{};
-  std::string type;                 // string, strings, uint32, uint64, bool, empty or vt:N
-  std::vector<std::wstring> texts;  // of string and strings
-  std::uint64_t number = 0;         // of uint32, uint64 and bool
-  std::vector<bool> flags;          // of a vector of flags
+  ReportValue value;
 };
 
 struct PropertyReport {
@@ -41,8 +37,5 @@ std::string ToText(const PropertyReport& report);
 
 /// The key's canonical name, or its format identifier and number.
 std::string NameOf(const PROPERTYKEY& key);
-
-/// The value for people, empty where there is none.
-std::string ShowValue(const PropertyItem& item);
 
 }  // namespace tagsmith

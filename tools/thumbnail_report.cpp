@@ -13,6 +13,7 @@
 #include <fstream>
 
 #include "shellext/base/handler_ids.h"
+#include "tools/report_text.h"
 
 namespace tagsmith {
 namespace {
@@ -31,7 +32,7 @@ class GdiPlusSession {
   ULONG_PTR token_ = 0;
 };
 
-const char* AlphaName(WTS_ALPHATYPE type) {
+std::string_view AlphaName(WTS_ALPHATYPE type) {
   switch (type) {
     case WTSAT_RGB:
       return "rgb";
@@ -196,24 +197,19 @@ std::optional<std::string> WritePng(const Pixels& pixels, const std::string& fol
 }
 
 void WriteJson(JsonWriter& json, const ThumbnailReport& report) {
-  const auto write = [&](const char* key, bool isThere, auto writeValue) {
-    json.Key(key);
-    isThere ? writeValue() : json.Null();
+  const auto ofPixels = [&](const char* key, auto read) {
+    json.Member(key, report.pixels ? std::optional(read(*report.pixels)) : std::nullopt);
   };
-  const bool hasPixels = report.pixels.has_value();
-  const auto number = [&](int Pixels::*member) {
-    return [&json, &report, member] { json.Integer((*report.pixels).*member); };
-  };
-  json.BeginObject();
-  write("initialize", true, [&] { json.Latin1(HexResult(report.initialize)); });
-  write("hresult", report.result.has_value(), [&] { json.Latin1(HexResult(*report.result)); });
-  write("width", hasPixels, number(&Pixels::width));
-  write("height", hasPixels, number(&Pixels::height));
-  write("bitsPerPixel", hasPixels, number(&Pixels::bitsPerPixel));
-  write("alpha", report.alpha != nullptr, [&] { json.Latin1(report.alpha); });
-  write("fnv1a64", hasPixels, [&] { json.Hash(report.pixels->bytes); });
-  write("png", report.png.has_value(), [&] { json.Utf8(*report.png); });
-  json.EndObject();
+  json.Object([&] {
+    json.Member("initialize", HexResult(report.initialize));
+    json.Member("hresult", report.result ? std::optional(HexResult(*report.result)) : std::nullopt);
+    ofPixels("width", [](const Pixels& p) { return p.width; });
+    ofPixels("height", [](const Pixels& p) { return p.height; });
+    ofPixels("bitsPerPixel", [](const Pixels& p) { return p.bitsPerPixel; });
+    json.Member("alpha", report.alpha);
+    ofPixels("fnv1a64", [](const Pixels& p) { return HashText(p.bytes); });
+    json.Member("png", report.png);
+  });
 }
 
 std::string ToText(const ThumbnailReport& report) {
@@ -227,7 +223,7 @@ std::string ToText(const ThumbnailReport& report) {
   } else {
     line += HexResult(report.result.value_or(report.initialize));
   }
-  return ReportLine(report.alpha != nullptr ? "Bitmap" : "No bitmap", line);
+  return ReportLine(report.alpha ? "Bitmap" : "No bitmap", line);
 }
 
 }  // namespace tagsmith

@@ -5,10 +5,10 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/json_writer.h"
-#include "tools/report_text.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith {
@@ -23,10 +23,10 @@ struct Pixels {
 
 struct ThumbnailReport {
   HRESULT initialize = E_FAIL;
-  std::optional<HRESULT> result;   // of the request for the bitmap, once it was made
-  std::optional<Pixels> pixels;    // where a bitmap was answered
-  const char* alpha = nullptr;     // "argb", "rgb" or "unknown" where it was answered
-  std::optional<std::string> png;  // where it was written
+  std::optional<HRESULT> result;          // of the request for the bitmap, once it was made
+  std::optional<Pixels> pixels;           // where a bitmap was answered
+  std::optional<std::string_view> alpha;  // "argb", "rgb" or "unknown" where it was answered
+  std::optional<std::string> png;         // where it was written
 };
 
 /// Nothing when it is no bitmap of this process, or too large to be looked at.

@@ -15,99 +15,80 @@ namespace {
 
 // ---- Values as JSON ---------------------------------------------------------------------------
 
-/// The text in front of its terminator, without the byte-order mark.
+/// The text before its terminator, without the byte-order mark.
 std::u16string Decode(const TagText& field) {
   return field.encoding == kLatin1 ? WidenLatin1(UpToZero(field.text)) : DecodeUtf16(field.text);
 }
 
-void Write(JsonWriter& json, bool value) { json.Bool(value); }
-void Write(JsonWriter& json, std::signed_integral auto value) { json.Integer(value); }
-void Write(JsonWriter& json, std::unsigned_integral auto value) { json.Unsigned(value); }
+// Narrow texts of tags are ISO-8859-1.
+template <std::size_t Size>
+std::u16string Widened(const std::array<char, Size>& text) {
+  return WidenLatin1(text.data());
+}
+std::u16string Widened(const NarrowText& text) { return WidenLatin1(text.value_or("")); }
+
+void Write(JsonWriter& json, std::integral auto value) { json.Value(value); }
 
 template <std::size_t Size>
 void Write(JsonWriter& json, const std::array<char, Size>& text) {
-  json.Latin1(text.data());
+  json.Value(Widened(text));
 }
 
 void Write(JsonWriter& json, const NarrowText& text) {
-  if (text) {
-    json.Latin1(*text);
-  } else {
-    json.Null();
-  }
+  text ? json.Value(Widened(text)) : json.Value(nullptr);
 }
 
 void Write(JsonWriter& json, const TagText& field) {
   if (!field.IsPresent()) {
-    json.Null();
+    json.Value(nullptr);
     return;
   }
-  json.BeginObject();
-  json.Key("value");
-  json.Text(Decode(field));
-  json.Key("byteSize");
-  json.Unsigned(field.ByteSize());
-  json.Key("length");
-  json.Unsigned(field.length);
-  json.Key("encoding");
-  json.Unsigned(field.encoding);
-  json.EndObject();
-}
-
-void WriteData(JsonWriter& json, std::span<const std::byte> data) {
-  json.Key("size");
-  json.Unsigned(data.size());
+  json.Object([&] {
+    json.Member("value", Decode(field));
+    json.Member("byteSize", field.ByteSize());
+    json.Member("length", field.length);
+    json.Member("encoding", field.encoding);
+  });
 }
 
 void Write(JsonWriter& json, const TagUserText& entry) {
-  json.BeginObject();
-  json.Key("description");
-  Write(json, entry.description);
-  json.Key("value");
-  Write(json, entry.value);
-  json.EndObject();
+  json.Object([&] {
+    json.Member("description", [&] { Write(json, entry.description); });
+    json.Member("value", [&] { Write(json, entry.value); });
+  });
 }
 
 void Write(JsonWriter& json, const TagPicture& picture) {
-  json.BeginObject();
-  json.Key("format");
-  Write(json, picture.format);
-  WriteData(json, picture.data);
-  json.Key("kind");
-  Write(json, picture.kind);
-  json.Key("fnv1a64");
-  json.Hash(picture.data);
-  json.EndObject();
+  json.Object([&] {
+    json.Member("format", [&] { Write(json, picture.format); });
+    json.Member("size", picture.data.size());
+    json.Member("kind", picture.kind);
+    json.Member("fnv1a64", HashText(picture.data));
+  });
 }
 
 void Write(JsonWriter& json, const TagRawFrame& frame) {
-  json.BeginObject();
-  json.Key("id");
-  Write(json, frame.id);
-  WriteData(json, frame.data);
-  json.Key("fnv1a64");
-  json.Hash(frame.data);
-  json.EndObject();
+  json.Object([&] {
+    json.Member("id", [&] { Write(json, frame.id); });
+    json.Member("size", frame.data.size());
+    json.Member("fnv1a64", HashText(frame.data));
+  });
 }
 
 template <typename Entry>
 void Write(JsonWriter& json, const std::vector<Entry>& entries) {
-  json.BeginArray();
-  for (const Entry& entry : entries) {
-    Write(json, entry);
-  }
-  json.EndArray();
+  json.Array(entries, [&](const Entry& entry) { Write(json, entry); });
 }
 
 // ---- Values for people ------------------------------------------------------------------------
 
 std::string Show(const TagText& field) { return Utf16ToUtf8(Decode(field)); }
-std::string Show(const NarrowText& text) { return Utf16ToUtf8(WidenLatin1(text.value_or(""))); }
+std::string Show(const NarrowText& text) { return Utf16ToUtf8(Widened(text)); }
 std::string Show(std::uint32_t number) { return number == 0 ? "" : std::to_string(number); }
 
 template <std::size_t Size>
 std::string Show(const std::array<char, Size>& text) {
-  return Utf16ToUtf8(WidenLatin1(text.data()));
+  return Utf16ToUtf8(Widened(text));
 }
 
 // ---- The members, in the order of the output --------------------------------------------------
@@ -150,13 +131,13 @@ void WriteUfidData(JsonWriter& json, const ID3Tag& tag) {
     FormatBounded(pair, "%02x", std::to_integer<unsigned>(tag.ufidData[i]));
     digits += pair.data();
   }
-  json.Latin1(digits);
+  json.Value(digits);
 }
 
 void WriteRatingStars(JsonWriter& json, const ID3Tag& tag) { Write(json, tag.GetRatingStars()); }
 
 void WriteV1GenreName(JsonWriter& json, const ID3Tag& tag) {
-  json.Latin1(GetGenreName(tag.v1Genre));
+  json.Value(GetGenreName(tag.v1Genre));
 }
 
 void WriteSampleRate(JsonWriter& json, const ID3Tag& tag) {
@@ -336,31 +317,23 @@ void AddTagLines(std::string& page, const ID3Tag& tag) {
 
 std::string ReportAsJson(const TrackReport& report) {
   JsonWriter json;
-  json.BeginObject();
-  json.Key("file");
-  json.Utf8(report.file);
-  json.Key("via");
-  json.Latin1(report.viaStream ? "stream" : "file");
-  json.Key("scanMode");
-  json.Unsigned(report.scanMode);
-  json.Key("opened");
-  json.Bool(report.opened);
-  for (const MemberRow& row : kRows) {
-    json.Key(row.key);
-    row.write(json, *report.tag);
-  }
-  json.Key("log");
-  json.BeginArray();
-  for (const CapturedLine& line : report.log) {
-    json.BeginObject();
-    json.Key("level");
-    json.Integer(line.level);
-    json.Key("message");
-    json.Utf8(line.message);
-    json.EndObject();
-  }
-  json.EndArray();
-  json.EndObject();
+  json.Object([&] {
+    json.Member("file", report.file);
+    json.Member("via", report.viaStream ? "stream" : "file");
+    json.Member("scanMode", report.scanMode);
+    json.Member("opened", report.opened);
+    for (const MemberRow& row : kRows) {
+      json.Member(row.key, [&] { row.write(json, *report.tag); });
+    }
+    json.Member("log", [&] {
+      json.Array(report.log, [&](const CapturedLine& line) {
+        json.Object([&] {
+          json.Member("level", line.level);
+          json.Member("message", line.message);
+        });
+      });
+    });
+  });
   return json.Result();
 }
 

@@ -1,26 +1,19 @@
 // tsdump: shows what the tag reading library makes of files, as JSON Lines or for people.
-#include <algorithm>
-#include <charconv>
 #include <cstdio>
-#include <optional>
-#include <span>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tags/file_source.h"
 #include "tags/platform.h"
 #include "tags/track_opening.h"
+#include "tools/arguments.h"
 #include "tools/console.h"
 #include "tools/log_capture.h"
 #include "tools/track_report.h"
 
 namespace tagsmith {
 namespace {
-
-constexpr int kOpenedAll = 0;
-constexpr int kFailedSome = 1;
-constexpr int kWrongUsage = 2;
 
 constexpr const char* kUsage =
     "usage: tsdump [--stream] [--scan-mode N] [--write-check] [--narrow] [--extra-frames N]\n"
@@ -39,77 +32,10 @@ struct Options {
   std::uint32_t scanMode = 0;
   bool writeCheck = false;
   bool narrow = false;
-  ExtraFramesMode extraFrames = ExtraFramesMode::kKeepKnown;
+  std::uint32_t extraFrames = static_cast<std::uint32_t>(ExtraFramesMode::kKeepKnown);
   bool ignoreSizeErrors = false;
   bool text = false;
-  std::vector<std::string> files;
 };
-
-std::optional<std::uint32_t> ParseNumber(std::string_view text) {
-  std::uint32_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) {
-    return std::nullopt;
-  }
-  return number;
-}
-
-struct Flag {
-  std::string_view name;
-  bool Options::*member;
-};
-constexpr Flag kFlags[] = {
-    {"--stream", &Options::stream}, {"--write-check", &Options::writeCheck},
-    {"--narrow", &Options::narrow}, {"--ignore-size-errors", &Options::ignoreSizeErrors},
-    {"--text", &Options::text},
-};
-
-bool TakeFlag(Options& options, std::string_view argument) {
-  const auto* flag = std::find_if(std::begin(kFlags), std::end(kFlags),
-                                  [&](const Flag& f) { return f.name == argument; });
-  if (flag == std::end(kFlags)) {
-    return false;
-  }
-  options.*flag->member = true;
-  return true;
-}
-
-/// Nothing, with a message on standard error, when the arguments are not understood.
-std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
-  Options options;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& argument = arguments[i];
-    if (argument == "--") {
-      options.files.insert(options.files.end(),
-                           arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1, arguments.end());
-      break;
-    }
-    if (!argument.starts_with("--")) {
-      options.files.push_back(argument);
-    } else if (argument == "--scan-mode" || argument == "--extra-frames") {
-      const auto number = i + 1 < arguments.size() ? ParseNumber(arguments[i + 1]) : std::nullopt;
-      const bool isExtraFrames = argument == "--extra-frames";
-      if (!number || (isExtraFrames && *number > 2)) {
-        std::fprintf(stderr, "tsdump: %s takes a number\n\n%s", argument.c_str(), kUsage);
-        return std::nullopt;
-      }
-      if (isExtraFrames) {
-        options.extraFrames = static_cast<ExtraFramesMode>(*number);
-      } else {
-        options.scanMode = *number;
-      }
-      ++i;
-    } else if (!TakeFlag(options, argument)) {
-      std::fprintf(stderr, "tsdump: unknown option %s\n\n%s", argument.c_str(), kUsage);
-      return std::nullopt;
-    }
-  }
-  if (options.files.empty()) {
-    std::fprintf(stderr, "tsdump: no file given\n\n%s", kUsage);
-    return std::nullopt;
-  }
-  return options;
-}
 
 bool OpenAsStream(ID3Tag& tag, const std::string& path) {
   FilePointer file = OpenFile(path.c_str(), "rb");
@@ -123,7 +49,7 @@ bool OpenAsStream(ID3Tag& tag, const std::string& path) {
 bool Dump(const std::string& path, const Options& options) {
   ID3Tag tag;
   tag.keepUnicode = !options.narrow;
-  tag.extraFramesMode = options.extraFrames;
+  tag.extraFramesMode = static_cast<ExtraFramesMode>(options.extraFrames);
   tag.ignoreSizeErrors = options.ignoreSizeErrors;
   const bool opened = options.stream ? OpenAsStream(tag, path)
                                      : OpenTrackFromFile(tag, path.c_str(), options.scanMode,
@@ -140,16 +66,27 @@ bool Dump(const std::string& path, const Options& options) {
   return opened;
 }
 
-int Run(std::span<const std::string> arguments) {
-  const std::optional<Options> options = ParseArguments(arguments);
-  if (!options) {
+int Run(std::vector<std::string> arguments) {
+  constexpr auto kMostExtraFrames = static_cast<std::uint32_t>(ExtraFramesMode::kKeepAll);
+  Options options;
+  const Option known[] = {
+      Flag("stream", options.stream),
+      Number("scan-mode", options.scanMode),
+      Flag("write-check", options.writeCheck),
+      Flag("narrow", options.narrow),
+      Number("extra-frames", options.extraFrames, kMostExtraFrames),
+      Flag("ignore-size-errors", options.ignoreSizeErrors),
+      Flag("text", options.text),
+  };
+  const auto files = ParseArguments("tsdump", kUsage, known, std::move(arguments));
+  if (!files) {
     return kWrongUsage;
   }
   UseBinaryOutput();
   StartLogCapture();
-  int status = kOpenedAll;
-  for (const std::string& file : options->files) {
-    if (!Dump(file, *options)) {
+  int status = kDoneAll;
+  for (const std::string& file : *files) {
+    if (!Dump(file, options)) {
       status = kFailedSome;
     }
   }

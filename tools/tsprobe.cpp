@@ -8,9 +8,12 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "diag/log.h"
 #include "tags/track_opening.h"
+#include "tools/arguments.h"
 #include "tools/console.h"
 #include "tools/file_report.h"
 #include "tools/html_report.h"
@@ -19,10 +22,6 @@
 
 namespace tagsmith {
 namespace {
-
-constexpr int kAnsweredAll = 0;
-constexpr int kFailedSome = 1;
-constexpr int kWrongUsage = 2;
 
 constexpr const char* kUsage =
     "usage: tsprobe [--properties] [--thumbnail] [--columns] [--png DIR] [--html FILE] [--text]\n"
@@ -45,66 +44,53 @@ struct Options {
   std::optional<std::string> png;
   std::optional<std::string> html;
   std::optional<std::string> module;
-  std::vector<std::string> files;
 };
 
-std::optional<Options> ParseArguments(std::span<const std::string> arguments) {
-  Options options;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& argument = arguments[i];
-    const bool hasValue = i + 1 < arguments.size();
-    if (argument == "--properties") {
-      options.asksProperties = true;
-    } else if (argument == "--thumbnail") {
-      options.asksThumbnail = true;
-    } else if (argument == "--columns") {
-      options.asksColumns = true;
-    } else if (argument == "--png" && hasValue) {
-      options.png = arguments[++i];
-    } else if (argument == "--html" && hasValue) {
-      options.html = arguments[++i];
-    } else if (argument == "--text") {
-      options.text = true;
-    } else if (argument == "--module" && hasValue) {
-      options.module = arguments[++i];
-    } else if (argument == "--registered") {
-      options.module.reset();
-    } else if (argument.starts_with("--")) {
-      std::fprintf(stderr, "tsprobe: %s is not understood\n\n%s", argument.c_str(), kUsage);
-      return std::nullopt;
-    } else {
-      options.files.push_back(argument);
-    }
-  }
-  if (options.files.empty()) {
-    std::fprintf(stderr, "tsprobe: no file given\n\n%s", kUsage);
-    return std::nullopt;
-  }
+/// The files; nothing when the arguments are not understood.
+std::optional<std::vector<std::string>> ParseArguments(Options& options,
+                                                       std::vector<std::string> arguments) {
+  const Option known[] = {
+      Flag("properties", options.asksProperties),
+      Flag("thumbnail", options.asksThumbnail),
+      Flag("columns", options.asksColumns),
+      Text("png", options.png),
+      Text("html", options.html),
+      Flag("text", options.text),
+      Text("module", options.module),
+      {"registered", nullptr,
+       [&](const char* /*none*/) {
+         options.module.reset();
+         return true;
+       }},
+  };
+  auto files = ParseArguments("tsprobe", kUsage, known, std::move(arguments));
   if (!options.asksProperties && !options.asksThumbnail && !options.asksColumns) {
     options.asksProperties = true;
     options.asksThumbnail = true;
     options.asksColumns = true;
   }
-  return options;
+  return files;
 }
 
-/// The texts that the shell shows beside the properties, read by the library itself.
-std::string TrackTexts(const std::string& file) {
+/// What no handler answers: versions, size and bit rate as texts, and why a track is not read. Read
+/// by the library that is part of this program, whatever module is shown.
+std::string OwnTexts(const std::string& file) {
   ID3Tag tag;
   OpenTrackFromFile(tag, file.c_str(), kScanAll, nullptr, false);
-  std::string texts;
+  std::string line;
   for (const char* text : {tag.tagVersionText.data(), tag.fileSizeText.data(),
                            tag.details.durationText.data(), tag.details.bitRateText.data()}) {
     if (*text != '\0') {
-      texts += (texts.empty() ? "  " : ", ") + std::string(text);
+      line += (line.empty() ? "    " : ", ") + std::string(text);
     }
   }
-  for (const CapturedLine& line : TakeCapturedLines()) {
-    if (line.level != 3) {
-      texts += "\n  Log: " + line.message;
+  std::string page = line.empty() ? "" : line + "\n";
+  for (const CapturedLine& logged : TakeCapturedLines()) {
+    if (logged.level != kLogInformation) {
+      page += "    Log: " + logged.message + "\n";
     }
   }
-  return texts + "\n";
+  return page;
 }
 
 bool AreAllAnswered(const FileReport& report, const Options& options) {
@@ -139,7 +125,8 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
 }
 
 void PrintText(const FileReport& report) {
-  std::string page = report.file + "\n" + TrackTexts(report.file);
+  std::string page =
+      report.file + "\n  Track, as tsprobe itself reads it\n" + OwnTexts(report.file);
   const auto append = [&](const char* title, const auto& answers) {
     if (answers) {
       page.append("  ").append(title).append("\n").append(ToText(*answers));
@@ -154,20 +141,14 @@ void PrintText(const FileReport& report) {
 void PrintJson(const FileReport& report) {
   JsonWriter json;
   const auto write = [&](const char* key, const auto& answers) {
-    json.Key(key);
-    if (answers) {
-      WriteJson(json, *answers);
-    } else {
-      json.Null();
-    }
+    json.Member(key, [&] { answers ? WriteJson(json, *answers) : json.Value(nullptr); });
   };
-  json.BeginObject();
-  json.Key("file");
-  json.Utf8(report.file);
-  write("properties", report.properties);
-  write("thumbnail", report.thumbnail);
-  write("columns", report.columns);
-  json.EndObject();
+  json.Object([&] {
+    json.Member("file", report.file);
+    write("properties", report.properties);
+    write("thumbnail", report.thumbnail);
+    write("columns", report.columns);
+  });
   std::printf("%s\n", json.Result().c_str());
 }
 
@@ -178,9 +159,10 @@ bool WritePage(const std::string& path, std::span<const FileReport> reports) {
   return static_cast<bool>(file.flush());
 }
 
-int Run(std::span<const std::string> arguments) {
-  const std::optional<Options> options = ParseArguments(arguments);
-  if (!options) {
+int Run(std::vector<std::string> arguments) {
+  Options options;
+  const auto files = ParseArguments(options, std::move(arguments));
+  if (!files) {
     return kWrongUsage;
   }
   UseBinaryOutput();
@@ -189,25 +171,25 @@ int Run(std::span<const std::string> arguments) {
   if (FAILED(CoInitialize(nullptr))) {
     return kFailedSome;
   }
-  int status = kAnsweredAll;
+  int status = kDoneAll;
   std::vector<FileReport> reports;  // for the page
   {
     const HandlerSource handlers =
-        options->module ? HandlerSource(WidenUtf8(*options->module)) : HandlerSource();
-    for (const std::string& file : options->files) {
-      FileReport report = Ask(handlers, *options, file);
-      (options->text ? PrintText : PrintJson)(report);
+        options.module ? HandlerSource(WidenUtf8(*options.module)) : HandlerSource();
+    for (const std::string& file : *files) {
+      FileReport report = Ask(handlers, options, file);
+      (options.text ? PrintText : PrintJson)(report);
       std::fflush(stdout);
-      if (!AreAllAnswered(report, *options)) {
+      if (!AreAllAnswered(report, options)) {
         status = kFailedSome;
       }
-      if (options->html) {
+      if (options.html) {
         reports.push_back(std::move(report));
       }
     }
   }
-  if (options->html && !WritePage(*options->html, reports)) {
-    std::fprintf(stderr, "tsprobe: %s could not be written\n", options->html->c_str());
+  if (options.html && !WritePage(*options.html, reports)) {
+    std::fprintf(stderr, "tsprobe: %s could not be written\n", options.html->c_str());
     status = kFailedSome;
   }
   CoUninitialize();

@@ -10,6 +10,7 @@
 #include "shellext/base/handler_ids.h"
 #include "tags/unicode.h"
 #include "tests/shell/shell_environment.h"
+#include "tools/report_text.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith::test {

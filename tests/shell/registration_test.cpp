@@ -13,6 +13,7 @@
 #include "shellext/property_schema.h"
 #include "tags/unicode.h"
 #include "tests/shell/shell_environment.h"
+#include "tools/report_text.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith::test {

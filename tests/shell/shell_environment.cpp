@@ -226,7 +226,8 @@ std::vector<std::string> Shown(const std::vector<PropertyItem>& items) {
   std::vector<std::string> shown;
   shown.reserve(items.size());
   for (const PropertyItem& item : items) {
-    shown.push_back(NameOf(item.key) + "=" + (item.type == "empty" ? "-" : ShowValue(item)));
+    shown.push_back(NameOf(item.key) + "=" +
+                    (item.value.type == VT_EMPTY ? "-" : ToText(item.value.content)));
   }
   std::sort(shown.begin(), shown.end());
   return shown;

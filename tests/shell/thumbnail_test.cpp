@@ -10,6 +10,7 @@
 #include "handlers/thumb_extractor.h"
 #include "shellext/class_objects.h"
 #include "tests/shell/shell_environment.h"
+#include "tools/report_text.h"
 #include "tools/thumbnail_report.h"
 
 namespace tagsmith::test {
