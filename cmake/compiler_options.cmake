@@ -1,40 +1,41 @@
-# What every target of ours is compiled with; link to tagsmith_options to get it.
-add_library(tagsmith_options INTERFACE)
-target_include_directories(tagsmith_options INTERFACE ${CMAKE_SOURCE_DIR})
-target_compile_options(
-  tagsmith_options
-  INTERFACE -Wall
-            -Wextra
-            -Wpedantic
-            -Wconversion
-            -Wsign-conversion
-            -Wshadow
-            -Wold-style-cast
-            -Wcast-qual
-            -Woverloaded-virtual
-            -Wformat=2
-            -Wundef
-            -Wduplicated-cond
-            -Wlogical-op
-            -Werror)
+# What our own targets are compiled and linked with. The options hold for this folder and those below
+# it only: a project that links the libraries gets none of them.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
 
-if(TAGSMITH_SANITIZE)
-  set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  # With the sanitizers' code in between, the compiler sees uninitialised values where none are.
-  target_compile_options(tagsmith_options INTERFACE ${sanitizers} -Wno-maybe-uninitialized)
-  target_link_options(tagsmith_options INTERFACE ${sanitizers})
+add_compile_options(
+  -Wall
+  -Wextra
+  -Wpedantic
+  -Wconversion
+  -Wsign-conversion
+  -Wshadow
+  -Wold-style-cast
+  -Wcast-qual
+  -Woverloaded-virtual
+  -Wformat=2
+  -Wundef
+  -Wduplicated-cond
+  -Wlogical-op)
+if(PROJECT_IS_TOP_LEVEL)
+  # Not in another project, whose newer compiler may know new warnings.
+  add_compile_options(-Werror)
 endif()
 
-if(NOT WIN32)
-  # COM's interfaces have no virtual destructor.
-  target_compile_options(tagsmith_options INTERFACE -Wnon-virtual-dtor)
+if(TAGSMITH_SANITIZE)
+  # With the sanitizers' code in between, the compiler sees uninitialised values where none are.
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer -Wno-maybe-uninitialized)
+  add_link_options(-fsanitize=address,undefined)
 endif()
 
 if(WIN32)
-  # No run-time library of the compiler may be needed beside what we ship.
-  target_compile_definitions(tagsmith_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN
-                                                        NOMINMAX _WIN32_WINNT=0x0601)
-  target_compile_options(tagsmith_options INTERFACE -ffunction-sections -fdata-sections)
-  target_link_options(tagsmith_options INTERFACE -static -Wl,--gc-sections
-                      -Wl,--no-insert-timestamp)
+  add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+  add_compile_options(-ffunction-sections -fdata-sections)
+  # Statically: no run-time library of the compiler may be needed beside what we ship.
+  add_link_options(-static -Wl,--gc-sections -Wl,--no-insert-timestamp)
+else()
+  # COM's interfaces have no virtual destructor.
+  add_compile_options(-Wnon-virtual-dtor)
 endif()
