@@ -35,7 +35,7 @@ query "INSERT INTO Upgrade (UpgradeCode, VersionMax, Attributes, ActionProperty)
 
 # Both actions call the installed module, deferred and with the installer's rights (3089); removal
 # ignores what it answers (3153). On every change the handlers go by the settings as they were
-# (behind the installer's InstallInitialize, 1500) and come by the settings as they are then (behind
+# (after the installer's InstallInitialize, 1500) and come by the settings as they are then (after
 # WriteRegistryValues, 5000). When a change is rolled back, what each did is undone (3409).
 action() { query "INSERT INTO CustomAction (Action, Type, Source, Target) VALUES ('$1', $2, 'tsshell.dll', '$3')"; }
 sequence() { query "INSERT INTO InstallExecuteSequence (Action, Condition, Sequence) VALUES ('$1', '$2', $3)"; }

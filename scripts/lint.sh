@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Checks the format of all sources and which folders they include, and lints those of the product
-# (with --all: of the tests too); needs compile_commands.json of the native and the Windows build.
+# Checks the format of all sources, which folders they include, and lints them; needs
+# compile_commands.json of the native and the Windows build. What the native build does not compile is
+# linted as the Windows build sees it.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -22,30 +23,27 @@ git ls-files -co --exclude-standard '*.cpp' '*.h' '*.h.in' '*.rc' | xargs grep -
     }
     END { exit wrong }' || exit 1
 
+# compiled PRESET: the sources that the build compiles
+compiled() {
+  grep -oP '"file": "\K[^"]+' "build/$1/compile_commands.json" | sed "s|^$PWD/||" | sort -u |
+    grep -Fxf <(git ls-files -co --exclude-standard '*.cpp')
+}
+
 # tidy BUILD-FOLDER [ARGUMENT...]: reads file names
 tidy() {
   xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p "$@" --extra-arg=-Wno-unknown-warning-option \
     2>/dev/null
 }
 
-headers=$(echo '#include <cstddef>' | x86_64-w64-mingw32-g++-posix -xc++ -E -v - 2>&1 |
-          sed -n '/^#include </,/^End/s/^ //p')
 include=()
-for folder in $headers; do
+while read -r folder; do
   [[ $folder == */include/c++* ]] && include+=("--extra-arg=-isystem$folder")
-done
+done < <(x86_64-w64-mingw32-g++-posix -xc++ -E -v - 2>&1 </dev/null)
 
-skipped=(':!tests/*' ':!bench/*' ':!fuzz/*')
-[[ ${1:-} != --all ]] || skipped=(':!bench/*')
-sources=$(git ls-files -co --exclude-standard '*.cpp' "${skipped[@]}")
-native=$(grep -oP '"file": "\K[^"]+' build/native/compile_commands.json | sed "s|^$PWD/||")
-
-# What the native build does not compile is linted as the Windows build sees it.
-grep -Fxf <(echo "$native") <<<"$sources" | tidy build/native
+compiled native | tidy build/native
 native_result=$?
-grep -vFxf <(echo "$native") <<<"$sources" |
+comm -13 <(compiled native) <(compiled windows) |
   tidy build/windows --extra-arg=--target=x86_64-w64-mingw32 --extra-arg=-Wno-c++11-narrowing \
-    --extra-arg=-Wno-unknown-attributes \
-    "${include[@]}"
+    --extra-arg=-Wno-unknown-attributes "${include[@]}"
 windows_result=$?
 exit $((native_result | windows_result))

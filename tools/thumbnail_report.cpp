@@ -43,7 +43,7 @@ std::string_view AlphaName(WTS_ALPHATYPE type) {
   }
 }
 
-struct Answer {
+struct BitmapAnswer {
   HRESULT result = E_FAIL;
   HBITMAP bitmap = nullptr;
   WTS_ALPHATYPE alpha = WTSAT_UNKNOWN;
@@ -51,7 +51,7 @@ struct Answer {
 
 constexpr UINT kThumbnailSize = 256;
 
-HRESULT AskProvider(IInitializeWithStream& handler, IStream* stream, Answer& answer) {
+HRESULT AskProvider(IInitializeWithStream& handler, IStream* stream, BitmapAnswer& answer) {
   const HRESULT result = handler.Initialize(stream, STGM_READ);
   ComPointer<IThumbnailProvider> provider;
   if (SUCCEEDED(result) &&
@@ -61,7 +61,7 @@ HRESULT AskProvider(IInitializeWithStream& handler, IStream* stream, Answer& ans
   return result;
 }
 
-HRESULT AskExtractor(IPersistFile& handler, const std::wstring& path, Answer& answer) {
+HRESULT AskExtractor(IPersistFile& handler, const std::wstring& path, BitmapAnswer& answer) {
   const HRESULT result = handler.Load(path.c_str(), STGM_READ);
   ComPointer<IExtractImage> extractor;
   if (SUCCEEDED(result) &&
@@ -120,7 +120,7 @@ std::optional<Pixels> ReadPixels(HBITMAP bitmap) {
 ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::string& file) {
   ThumbnailReport report;
   const std::wstring path = WidenUtf8(file);
-  Answer answer;
+  BitmapAnswer answer;
   ComPointer<IInitializeWithStream> provider;
   report.initialize = handlers.Create(kThumbnailHandlerClsid, __uuidof(IInitializeWithStream),
                                       provider.ReceiveVoid());
