@@ -17,7 +17,7 @@ installer=$(realpath -m "${1:-$here/build/tsshell-$version.msi}")
 "$here/scripts/setup.sh"
 "$here/scripts/build.sh" windows tsshell
 rm -f "$installer"
-# The compiler takes the files' names from its own folder on only.
+# The compiler looks for the files in its working folder only.
 files=$here/build/installer-files
 mkdir -p "$files"
 cp "$here"/build/windows/bin/tsshell.dll "$here"/packaging/{Tagsmith.propdesc,tsshell.wxs} "$files"

@@ -8,7 +8,7 @@
 namespace tagsmith {
 
 /// Builds FOLDER\BASEnn_yyMMddHHmmEXTENSION for the first counter from 00 on whose name no file
-/// has; with a module path whose file version is known, the version stands in front of the
+/// has; with a module path whose file version is known, the version stands before the
 /// extension. Returns the file name within `path`; null when all 100 names are taken.
 const wchar_t* MakeUniqueFileName(const wchar_t* folder, std::span<wchar_t> path,
                                   const wchar_t* base, const wchar_t* extension,

@@ -11,7 +11,7 @@
 namespace tagsmith {
 namespace {
 
-/// What the shell tells of an item, but for the extension. False when the path is too long for it.
+/// What the shell says about an item, except for its extension. False when the path is too long.
 bool DescribeItem(const std::wstring& path, SHCOLUMNDATA& item) {
   const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH, item.wszFile, nullptr);
   const DWORD attributes = GetFileAttributesW(path.c_str());

@@ -43,7 +43,7 @@ ReportValue ValueOf(const PROPVARIANT& value) {
     case VT_BOOL:
       return {value.vt, value.boolVal != VARIANT_FALSE};
     case VT_VECTOR | VT_BOOL:
-      // As a flag stays whose key the property system does not know.
+      // What becomes of a flag when the property system does not know its key.
       return {value.vt, FlagsOf(value.cabool)};
     default:
       return {value.vt, {}};
