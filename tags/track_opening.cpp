@@ -56,7 +56,8 @@ void Report(ProgressCallback progress, const char* text, int percent) {
 bool Refuse(const char* kind, ByteView firstBytes) {
   std::array<std::uint32_t, kMagicSize> shown{};
   for (std::size_t i = 0; i < std::min(firstBytes.size(), shown.size()); ++i) {
-    shown[i] = static_cast<std::uint32_t>(std::to_integer<std::int8_t>(firstBytes[i]));
+    const auto byte = std::to_integer<std::uint32_t>(firstBytes[i]);
+    shown[i] = byte < 0x80 ? byte : byte | 0xFFFFFF00U;
   }
   WriteLogLine(kLogError, "File is not a valid %s file (0x%02X%02X%02X%02X)", kind, shown[0],
                shown[1], shown[2], shown[3]);
