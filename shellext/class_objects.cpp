@@ -8,7 +8,7 @@
 #include "handlers/property_store.h"
 #include "handlers/thumb_extractor.h"
 #include "handlers/thumb_provider.h"
-#include "shellext/base/registry.h"
+#include "shellext/base/settings.h"
 #include "shellext/base/version_info.h"
 #include "shellext/class_factory.h"
 
@@ -45,14 +45,8 @@ constexpr ServedClass kServedClasses[] = {
      MakeFactory<CShellClassFactory>},
 };
 
-/// The machine must have switched the handler on; the user may switch it off.
-bool IsSwitchedOn(const wchar_t* setting) {
-  return ReadDwordSetting(HKEY_LOCAL_MACHINE, kSettingsKey, setting, 0) == 1 &&
-         ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, setting, 1) == 1;
-}
-
 HRESULT MakeClassObject(const ServedClass& served, REFIID riid, void** object) {
-  if (!IsSwitchedOn(served.setting)) {
+  if (!IsOnForUser(served.setting)) {
     return CLASS_E_CLASSNOTAVAILABLE;
   }
   std::unique_ptr<CShellExt> handler(served.makeHandler());

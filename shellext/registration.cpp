@@ -13,6 +13,7 @@
 #include "shellext/base/handler_ids.h"
 #include "shellext/base/module.h"
 #include "shellext/base/registry.h"
+#include "shellext/base/settings.h"
 #include "shellext/base/version_info.h"
 #include "shellext/property_lists.h"
 #include "shellext/property_schema.h"
@@ -73,10 +74,6 @@ std::wstring ThumbnailKey(const wchar_t* extension) {
 }
 
 bool IsAiff(const wchar_t* extension) { return _wcsnicmp(extension, L".aif", 4) == 0; }
-
-bool IsSwitchedOn(const wchar_t* setting) {
-  return ReadDwordSetting(HKEY_LOCAL_MACHINE, kSettingsKey, setting, 0) == 1;
-}
 
 // ---- Steps, each with what undoes it ----------------------------------------------------------
 
@@ -243,7 +240,7 @@ class Registration {
 
   /// Each extension starts afresh: the code that counts is the last one's.
   void AddProperties() {
-    if (!IsSwitchedOn(kPropertyHandler.setting)) {
+    if (!IsOnForMachine(kPropertyHandler.setting)) {
       return;
     }
     for (const wchar_t* extension : kExtensions) {
@@ -258,18 +255,18 @@ class Registration {
 
   void AddAiffAssociation() {
     status_ = ERROR_SUCCESS;  // whatever an exception before has left
-    if (!IsSwitchedOn(kPropertyHandler.setting)) {
+    if (!IsOnForMachine(kPropertyHandler.setting)) {
       return;
     }
     for (const wchar_t* extension : kExtensions) {
-      if (IsAiff(extension) && IsSwitchedOn(kAiffSetting)) {
+      if (IsAiff(extension) && IsOnForMachine(kAiffSetting)) {
         status_ = AddPropertyLists(extension);
       }
     }
   }
 
   void AddColumns() {
-    if (!IsSwitchedOn(kColumnHandler.setting)) {
+    if (!IsOnForMachine(kColumnHandler.setting)) {
       return;
     }
     status_ = RegisterClass(kColumnHandler, modulePath_);
@@ -281,7 +278,7 @@ class Registration {
 
   /// As with the properties, the last extension's code counts.
   void AddThumbnails() {
-    if (!IsSwitchedOn(kThumbnailHandler.setting)) {
+    if (!IsOnForMachine(kThumbnailHandler.setting)) {
       return;
     }
     status_ = RegisterClass(kThumbnailHandler, modulePath_);
@@ -302,7 +299,7 @@ class Registration {
 void RemoveProperties() {
   RemoveClass(kPropertyHandler);
   Disapprove(kPropertyHandler);
-  if (!IsSwitchedOn(kPropertyHandler.setting)) {
+  if (!IsOnForMachine(kPropertyHandler.setting)) {
     return;
   }
   for (const wchar_t* extension : kExtensions) {
@@ -310,7 +307,7 @@ void RemoveProperties() {
   }
   RegisterPropertySchema(false);
   for (const wchar_t* extension : kExtensions) {
-    if (IsAiff(extension) && IsSwitchedOn(kAiffSetting)) {
+    if (IsAiff(extension) && IsOnForMachine(kAiffSetting)) {
       RemovePropertyLists(extension);
     }
   }
@@ -320,7 +317,7 @@ void RemoveProperties() {
 void RemoveColumns() {
   RemoveClass(kColumnHandler);
   Disapprove(kColumnHandler);
-  if (!IsSwitchedOn(kColumnHandler.setting)) {
+  if (!IsOnForMachine(kColumnHandler.setting)) {
     return;
   }
   SHDeleteKeyW(HKEY_CLASSES_ROOT, ColumnKey().c_str());
@@ -332,7 +329,7 @@ void RemoveColumns() {
 void RemoveThumbnails() {
   RemoveClass(kThumbnailHandler);
   Disapprove(kThumbnailHandler);
-  if (!IsSwitchedOn(kThumbnailHandler.setting)) {
+  if (!IsOnForMachine(kThumbnailHandler.setting)) {
     return;
   }
   for (const wchar_t* extension : kExtensions) {
