@@ -2,6 +2,7 @@
 import io
 import itertools
 import json
+import os
 import pathlib
 import struct
 import subprocess
@@ -105,6 +106,18 @@ class RealTracks(unittest.TestCase):
                              [(n, n == 'cut-frame.mp3', option == '--stream' or n in names[5:])
                               for n in names])
             self.assertEqual([[entry['message'] for entry in s['log']] for s in seen[-2:]], last)
+
+    def test_a_file_that_may_not_be_written_is_read_only(self):
+        path = self.folder / 'protected.mp3'
+        path.write_bytes((self.folder / 'cbr.mp3').read_bytes())
+        path.chmod(0o444)
+        self.folder.chmod(0o755)
+        nobody = 65534 if os.geteuid() == 0 else None  # root may write everything
+        seen = subprocess.run([TSDUMP, '--write-check', path.name], cwd=self.folder, user=nobody,
+                              capture_output=True, check=True)
+        answer = json.loads(seen.stdout)
+        self.assertTrue(answer['readOnly'])
+        self.assertEqual([entry['level'] for entry in answer['log']], [3])
 
     def test_usage(self):
         for arguments in ([], ['--unknown', 'x.mp3'], ['--scan-mode'], ['--scan-mode', 'x', 'f'],

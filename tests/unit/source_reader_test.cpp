@@ -114,6 +114,10 @@ TEST(SourceReader, ReadsWhatIsNeededWhenReadingAheadFails) {
     part = ReadText(reader, 10);
   }
   EXPECT_EQ(all, content.substr(0, 5000));
+  EXPECT_EQ(reader.LastError(), EIO);
+  reader.SeekTo(4999);
+  EXPECT_EQ(ReadText(reader, 1), content.substr(4999, 1));
+  EXPECT_EQ(reader.LastError(), 0);
 }
 
 TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
