@@ -91,7 +91,7 @@ TEST_F(Log, WritesPrefixMessageAndLineEnd) {
   EXPECT_EQ(LastLogLine() + 19, ": deeper\n"s);
 }
 
-TEST_F(Log, KeepsLineEndsAndTakesUnstampedLines) {
+TEST_F(Log, KeepsLineEndsAndCutsLongMessages) {
   WriteLogLine(0, "%s", "\n# header");
   WriteLogLine(0, "\n# header %d", 1);
   EXPECT_STREQ(LastLogLine(), "\n# header 1\n");
@@ -103,26 +103,20 @@ TEST_F(Log, KeepsLineEndsAndTakesUnstampedLines) {
       kStamp + R"(: \n# header\n\n# header 1\n#\r?#zero\n)"s + kStamp + R"(: \n)";
   const std::string written = Written();
   EXPECT_TRUE(std::regex_match(written, std::regex(pattern))) << written;
-}
 
-TEST_F(Log, CutsLongMessages) {
+  Configure(LogLetters::kNone);
   WriteLogLine(1, "%s", std::string(5000, 'x').c_str());
   EXPECT_EQ(LastLogLine() + 19, ": " + std::string(1023 - 21, 'x'));
   EXPECT_EQ(Written().substr(19), ": " + std::string(1024, 'x') + "\n");
 }
 
-int callbackCalls;
-std::string callbackLine;
-
 TEST_F(Log, CallsBackAndHooks) {
-  SetLogLineCallback([](int zero, const char* line) {
-    callbackCalls += 1 + zero;
-    callbackLine = line;
-  });
+  static Lines called;
+  SetLogLineCallback(
+      [](int zero, const char* line) { called.push_back(std::to_string(zero) + (line + 19)); });
   WriteLogLine(1, "one");
   WriteLogLine(3, "not written");
-  EXPECT_EQ(callbackCalls, 1);
-  EXPECT_EQ(callbackLine.substr(19), ": one\n");
+  EXPECT_EQ(called, Lines{"0: one\n"});
 
   static int locks;
   static int unlocks;
@@ -181,23 +175,19 @@ TEST_F(Log, PrunesWhenLargerThanTheLimit) {
 }
 
 TEST_F(Log, OpensDateNamedFiles) {
-  const std::string folder = Folder().string();
   struct Case {
-    std::string directory;
+    const char* slash;
     const char* name;
     std::int32_t number;
     std::string expected;
   };
-  const Case cases[] = {
-      {folder, nullptr, 0, ": line\n"},           {folder + "/", nullptr, 7, " [7] line\n"},
-      {folder, "place", 7, " [place][7] line\n"}, {folder, "place", -1, " [place] line\n"},
-      {folder, nullptr, -1, " [-1] line\n"},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c :
+       {Case{"", nullptr, 0, ": line\n"}, Case{"/", nullptr, -7, " [-7] line\n"},
+        Case{"", "place", 7, " [place][7] line\n"}, Case{"", "place", -1, " [place] line\n"}}) {
     CloseLog();
-    ASSERT_NE(OpenDateNamedLog(2, c.directory.c_str(), "dayprefix0012", c.name, false,
-                               LogLetters::kNone, c.number),
-              nullptr);
+    const std::string folder = Folder().string() + c.slash;
+    OpenDateNamedLog(2, folder.c_str(), "dayprefix0012", c.name, false, LogLetters::kNone,
+                     c.number);
     WriteLogLine(1, "line");
     const std::string name = "dayprefix00" + Now("%y%m%d") + ".log";
     EXPECT_EQ(Files()[name].substr(19), c.expected);

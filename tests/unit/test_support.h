@@ -102,8 +102,6 @@ class ProbeSource : public MemorySource {
   bool throwsOnRead = false;
   std::uint64_t size;  // as told
   int calls = 0;
-  int reads = 0;
-  std::uint64_t bytesRead = 0;
   std::uint64_t position = 0;
 };
 
