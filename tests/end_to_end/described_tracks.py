@@ -7,11 +7,11 @@
 #   form TYPE          an AIFF form of the chunks below it, each `ID BYTES` and items below it
 #
 # BYTES are hexadecimal digits, "text" in ISO-8859-1 (le"" and be"" in UTF-16, u8"" in UTF-8) and
-# (BYTES), all of them with *COUNT. Behind @OFFSET they overwrite what is there.
+# (BYTES), all of them with *COUNT.
 #
 # Below `gives OPTIONS` stands what differs from empty.json: `key=value` (of a text field with
 # :byteSize/length/encoding), `log LEVEL MESSAGE`, `picture FORMAT BYTES`, `raw ID BYTES`, `user
-# DESCRIPTION VALUE`; behind `file:` or `stream:` it holds for that way of opening alone. What stands
+# DESCRIPTION VALUE`; after `file:` or `stream:` it holds for that way of opening alone. What stands
 # below `base` holds for all tracks of a file; the items below `after` end each of them. Below `shows`
 # stands what tsdump prints for people, after the name.
 import functools
@@ -27,7 +27,7 @@ import unittest
 TRACKS = pathlib.Path(__file__).resolve().parents[1] / 'tracks'
 EMPTY = (TRACKS / 'empty.json').read_text()
 CODECS = {'': 'latin-1', 'le': 'utf-16-le', 'be': 'utf-16-be', 'u8': 'utf-8'}
-TOKEN = re.compile(r' *(?:@(\d+)|(\()|((?:[0-9A-F]{2})+)|(\w*)(?="))')
+TOKEN = re.compile(r' *(?:(\()|((?:[0-9A-F]{2})+)|(\w*)(?="))')
 COUNT = re.compile(r'(?:\*(\d+))? *')
 SIZES = re.compile(r':(\d+)/(\d+)/(\d+)')
 parse_json = json.JSONDecoder().raw_decode
@@ -35,14 +35,12 @@ parse_json = json.JSONDecoder().raw_decode
 
 def take_bytes(text, at=0):
     """The bytes up to the end or a closing parenthesis, and what comes after it."""
-    out, place = bytearray(), None
+    out = b''
     while at < len(text) and text[at] != ')':
         token = TOKEN.match(text, at)
-        offset, opening, digits, codec = token.groups()
+        opening, digits, codec = token.groups()
         at = token.end()
-        if offset:
-            place = int(offset)
-        elif opening:
+        if opening:
             part, at = take_bytes(text, at)
         elif digits:
             part = bytes.fromhex(digits)
@@ -51,12 +49,8 @@ def take_bytes(text, at=0):
             part = part.encode(CODECS[codec], 'surrogatepass')
         count = COUNT.match(text, at)
         at = count.end()
-        if not offset:
-            part *= int(count[1] or 1)
-            start = len(out) if place is None else place
-            out[start:start + len(part)] = part
-            place = place and start + len(part)
-    return bytes(out), at + 1
+        out += part * int(count[1] or 1)
+    return out, at + 1
 
 
 def items(lines):
