@@ -81,6 +81,7 @@ TEST_F(Log, WritesPrefixMessageAndLineEnd) {
     EXPECT_TRUE(std::regex_match(lastLine, std::regex(kStamp + c.expected))) << lastLine;
     EXPECT_LE(before, lastLine.substr(0, 19));
     EXPECT_LE(lastLine.substr(0, 19), Now("%Y-%m-%d %H:%M:%S"));
+    EXPECT_GE(std::filesystem::file_size(file.Path()), lastLine.size());  // not kept back
     EXPECT_EQ(Written(), lastLine);
   }
   // Levels beyond the letters.
