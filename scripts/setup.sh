@@ -10,8 +10,9 @@ packages=(
   libgtest-dev googletest clang-format clang-tidy
   # making tracks and pictures with real encoders and taggers
   lame sox python3 python3-mutagen eyed3 imagemagick
-  # packaging
+  # packaging; trying the signed package, and a silent one with a display
   wixl msitools
+  osslsigncode openssl xvfb
 )
 if [[ ${1:-} == bench ]]; then
   packages+=(libtag1-dev libmpg123-dev pkg-config)

@@ -1,7 +1,9 @@
-"""The installer in a Wine prefix of its own: installer.py TSPROBE
+"""The installer in a Wine prefix of its own: installer.py TSPROBE [FOLDER]
 
-Installs over another program's handler, has the installed handler answer, upgrades, changes the
-features and removes, and compares the registry as a whole with what it was before."""
+Installs over another program's handler, has the installed handler answer, upgrades, repairs, changes
+and removes, silently and with a display, and compares registry and files as a whole with what they
+were before. With FOLDER, they are written there after each step."""
+import collections
 import json
 import os
 import pathlib
@@ -15,22 +17,60 @@ from mutagen.id3 import ID3, TIT2
 import tracks
 
 TSPROBE = pathlib.Path(sys.argv[1]).resolve()
-PACKAGE = tracks.SCRIPTS.parent / 'package.sh'
+ROOT = tracks.SCRIPTS.parent
 
 HANDLERS = r'Software\Microsoft\Windows\CurrentVersion\PropertySystem\PropertyHandlers'
 SETTINGS = r'Software\Corvane\Tagsmith\Settings'
-PROVIDER = r'\ShellEx\{e357fccd-a995-4576-b01f-234630154e96}'
-PROPERTY_CLASS = r'Software\Classes\CLSID\{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}'
-OURS = '"{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}"'
-
+PROVIDER = r'Software\Classes\.aiff\ShellEx\{e357fccd-a995-4576-b01f-234630154e96}'
+COLUMNS = r'Software\Classes\folder\shellex\ColumnHandlers\{A3D05C6E-71F9-4B28-8E4D-5B9F2C6A0E71}'
+CLASSES = r'Software\Classes\CLSID'
+PROPERTY_CLASS = '{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}'
+FOREIGN = '{foreign}'
+FOLDER = 'C:\\Program Files\\Corvane\\Tagsmith\\'
+ENTRIES = r'machine\Software\Microsoft\Windows\CurrentVersion\Uninstall'
+MACHINE = r'HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
 VERSIONS = r'HKCU\Software\Wine\AppDefaults\msiexec.exe'
+
+SETTING_NAMES = {'Properties': 'Add property handler', 'Aiff': 'Add AIFF association',
+                 'Thumbnails': 'Add thumbnail handler', 'Columns': 'Add column handler'}
+DEFAULT = {'Properties', 'Aiff', 'Thumbnails'}
+OLD, NEW, BROKEN = '1.26.43', '1.27.0', 'broken'
+REFUSED, FAILED = 1603 % 256, 1627 % 256
+
+# What is done: name, arguments of msiexec, its exit code, the version and features there are then;
+# Windows version, and what is set or broken before, where that matters.
+Step = collections.namedtuple('Step', 'name arguments code version features windows before',
+                              defaults=[None, None])
+STEPS = [
+    Step('install', ['/i', OLD], 0, OLD, DEFAULT),
+    # Windows would bring the old one back; Wine removes it in a transaction of its own.
+    Step('failed upgrade', ['/i', BROKEN], FAILED, None, set()),
+    Step('install again', ['/i', OLD], 0, OLD, DEFAULT),
+    Step('upgrade to signed', ['/i', NEW], 0, NEW, DEFAULT),
+    Step('refused downgrade', ['/i', OLD], REFUSED, NEW, DEFAULT),
+    Step('repair', ['/i', NEW, 'REINSTALL=ALL', 'REINSTALLMODE=amus'], 0, NEW, DEFAULT,
+         before='damage'),
+    Step('removal', ['/x', NEW], 0, None, set()),
+    Step('failed install', ['/i', BROKEN], FAILED, None, set()),
+    Step('failed registration with a display', ['/i', NEW], REFUSED, None, set(), 'nt40',
+         'display'),
+    Step('refused on ARM64', ['/i', NEW], REFUSED, None, set(), before='ARM64'),
+    Step('choice of features', ['/i', NEW, 'ADDLOCAL=Complete,Properties,Tools'], 0, NEW,
+         {'Properties', 'Tools'}),
+    Step('change of features', ['/i', NEW, 'ADDLOCAL=Thumbnails', 'REMOVE=Properties'], 0, NEW,
+         {'Thumbnails', 'Tools'}),
+    Step('removal of the choice', ['/x', NEW], 0, None, set()),
+    Step('install before Vista', ['/i', OLD], 0, OLD, DEFAULT | {'Columns'}, 'winxp64'),
+    Step('removal before Vista', ['/x', OLD], 0, None, set(), 'winxp64'),
+]
 
 # Keys that other keys of ours were made below; empty ones of them stay.
 LEFT = re.compile(r'machine\\Software\\Classes\\(\.(aiff?|mp3)(\\ShellEx)?|SystemFileAssociations)$'
+                  r'|machine\\Software\\Classes\\folder\\shellex\\ColumnHandlers$'
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem(\\.*)?$'
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions'
                   r'(\\Approved)?$'
-                  r'|user\\Software\\Wine\\AppDefaults$'
+                  r'|user\\Software\\Wine\\AppDefaults(\\msiexec.exe)?$'
                   # Windows Installer's own book-keeping.
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\'
                   r'|machine\\Software\\Classes\\Installer(\\.*)?$')
@@ -45,60 +85,131 @@ class Prefix:
     def wine(self, expected, *command):
         result = subprocess.run([tracks.SCRIPTS / 'run-wine.sh', *map(str, command)],
                                 env=self.environment, stdin=subprocess.DEVNULL,
-                                capture_output=True, check=False)
+                                capture_output=True, check=False, timeout=300)
         assert result.returncode == expected, (command, result)
         return result.stdout.decode()
 
-    def registry(self):
-        """All keys with their values, names in lower case."""
-        subprocess.run(['wineserver', '-w'], env=self.environment, check=True)
+    def tree(self):
+        """All keys with their values, names in lower case, and the files below Program Files."""
+        # Ending the server is what writes the registry at once.
+        subprocess.run(['wineserver', '-k'], env=self.environment, check=False)
         tree = {}
         for hive, name in (('machine', 'system.reg'), ('user', 'user.reg')):
             text = (self.folder / name).read_text('utf-8', 'surrogateescape')
             values = {}
-            for line in text.replace('\\\n', '').splitlines():
+            for line in text.replace('\\\n', '').split('\n'):
                 if line.startswith('['):
                     key = line[1:line.rindex(']')].replace('\\\\', '\\')
                     values = tree.setdefault(hive + '\\' + key, {})
                 elif '=' in line and not line.startswith(('#', ';')):
                     value_name, value = re.match(r'(@|"(?:[^"\\]|\\.)*")=(.*)', line).groups()
-                    values[value_name] = value
+                    values[value_name.strip('"')] = value.strip('"').replace('\\\\', '\\')
+        for path in (self.folder / 'drive_c/Program Files').rglob('*'):
+            if path.is_file():
+                tree['file ' + str(path.relative_to(self.folder / 'drive_c'))] = {}
         return tree
-
-
-def value(tree, key, name='@'):
-    return tree.get('machine\\' + key, {}).get(name)
-
-
-def settings(tree):
-    return {name.strip('"'): int(value.removeprefix('dword:'), 16)
-            for name, value in tree.get('machine\\' + SETTINGS, {}).items()}
 
 
 def differences(seen, expected):
     """But for keys that stay empty, and for what Wine notes of the machine's hardware."""
     found = []
     for key in sorted(seen.keys() | expected.keys()):
-        if key.startswith('machine\\System\\'):
+        if key.startswith('machine\\System\\') or seen.get(key) == expected.get(key):
             continue
-        if seen.get(key) != expected.get(key) and \
-                not (LEFT.match(key) and not expected.get(key) and
-                     ('Installer' in key or not seen.get(key))):
+        if not (LEFT.match(key) and not expected.get(key) and
+                ('Installer' in key or not seen.get(key))):
             found.append((key, expected.get(key), seen.get(key)))
     return found
 
 
+def check(tree, version, features, windows):
+    """That these features are there, registered, and nothing of the others."""
+    def value(key, name='@'):
+        return tree.get('machine\\' + key, {}).get(name)
+
+    assert tree.get('machine\\' + SETTINGS, {}) == {
+        name: 'dword:00000001' for feature, name in SETTING_NAMES.items() if feature in features}
+    assert value(r'Software\Corvane\Tagsmith', 'Installation path') == FOLDER
+    has_properties = 'Properties' in features and windows != 'winxp64'
+    assert value(CLASSES + '\\' + PROPERTY_CLASS + r'\InProcServer32') == \
+        (FOLDER + 'tsshell.dll' if has_properties else None), tree
+    for extension, foreign in (('.mp3', FOREIGN), ('.aif', None)):
+        key = HANDLERS + '\\' + extension
+        assert value(key) == (PROPERTY_CLASS if has_properties else foreign), key
+        assert value(key, 'tsmithbak') == (foreign if has_properties else None), key
+    assert bool(value(PROVIDER)) == ('Thumbnails' in features and windows is None)
+    assert bool(value(COLUMNS)) == ('Columns' in features)
+    files = {'NOTICE.txt', 'Tagsmith.propdesc', 'tsshell.dll'}
+    files |= {'tsprobe.exe'} if 'Tools' in features else set()
+    assert {pathlib.Path(key).name for key in tree if key.startswith('file ')
+            and 'Corvane' in key} == files, tree
+    entry, = (values for key, values in tree.items() if key.startswith(ENTRIES)
+              and values.get('DisplayName') == 'Tagsmith Shell Extension')
+    assert entry['DisplayVersion'] == version and entry['NoModify'] == 'dword:00000001', entry
+    assert '/X{' in entry['UninstallString'] and '/I{' not in entry['ModifyPath'], entry
+    assert entry['InstallLocation'] == FOLDER and entry['HelpLink'] and entry['Contact'], entry
+    assert 300 < int(entry['Size']) < 3000, entry
+    assert any(values.get('ProductIcon', '').endswith('tagsmith.ico') for values in tree.values())
+
+
+def make_packages(folder):
+    """The old version, a new one that is signed, and one that fails after its files are there."""
+    key, certificate, sign = folder / 'key.pem', folder / 'certificate.pem', folder / 'sign.sh'
+    tracks.run('openssl', 'req', '-x509', '-newkey', 'rsa:2048', '-nodes', '-subj', '/CN=Test',
+               '-addext', 'extendedKeyUsage=codeSigning', '-keyout', key, '-out', certificate)
+    sign.write_text('set -e\n'
+                    f'osslsigncode sign -key {key} -certs {certificate} -in "$1" -out "$1.signed"\n'
+                    'mv "$1.signed" "$1"\n')
+    packages = {}
+    for version, more in ((OLD, {}), (NEW, {'TAGSMITH_SIGN': f'bash {sign}'})):
+        release = folder / version
+        subprocess.run([ROOT / 'package.sh', '--version', version, release], check=True,
+                       stdout=subprocess.DEVNULL, env=os.environ | more)
+        tracks.run('env', '-C', release, 'sha256sum', '-c', '--strict', 'SHA256SUMS')
+        packages[version] = release / f'tsshell-{version}.msi'
+    tracks.run('osslsigncode', 'verify', '-CAfile', certificate, packages[NEW])
+    tracks.run('msiextract', '-C', folder, packages[NEW])
+    tracks.run('osslsigncode', 'verify', '-CAfile', certificate,
+               folder / 'Corvane/Tagsmith/tsshell.dll')
+
+    packages[BROKEN] = folder / 'broken.msi'
+    tracks.run('cp', packages[NEW], packages[BROKEN])
+    tracks.run('msibuild', packages[BROKEN],
+               '-q', 'INSERT INTO CustomAction (Action, Type, Source, Target) '
+                     "VALUES ('Fail', 1058, 'INSTALLDIR', 'cmd.exe /c exit 1')",
+               '-q', "INSERT INTO InstallExecuteSequence (Action, Sequence) VALUES ('Fail', 5060)")
+    return packages
+
+
+def check_sequence(package):
+    """What Wine does not show: the old version goes within the transaction, and what each action of
+    ours did is undone by one before it that runs when the change is rolled back."""
+    def table(name):
+        lines = subprocess.run(['msiinfo', 'export', package, name], check=True,
+                               capture_output=True, text=True).stdout.splitlines()[3:]
+        return {row[0]: row[1:] for row in (line.split('\t') for line in lines)}
+
+    sequence = {action: int(row[1]) for action, row in
+                table('InstallExecuteSequence').items()}
+    later = sorted((number, action) for action, number in sequence.items()
+                   if number > sequence['InstallInitialize'])
+    assert later[0][1] == 'RemoveExistingProducts', later
+    actions = table('CustomAction')
+    for action, undone_by in (('RemoveHandlers', 'UndoRemoval'),
+                              ('InstallHandlers', 'UndoInstallation')):
+        assert sequence[undone_by] < sequence[action]
+        assert int(actions[undone_by][0]) & 256 and not int(actions[action][0]) & 256
+        assert {actions[action][2], actions[undone_by][2]} == {'DllRegisterServer',
+                                                                'DllUnregisterServer'}
+
+
 def main():
-    with tempfile.TemporaryDirectory() as temporary:
+    # In the build's folder, so that the prefix can be made of links.
+    with tempfile.TemporaryDirectory(dir=ROOT / 'build', ignore_cleanup_errors=True) as temporary:
         folder = pathlib.Path(temporary)
-        installers = []
-        for version in ('1.26.43', '1.27.0'):
-            installers.append(folder / f'{version}.msi')
-            subprocess.run([PACKAGE, '--version', version, installers[-1]], check=True,
-                           stdout=subprocess.DEVNULL)
-        old, new = installers
-        track = folder / 'track.mp3'
-        wav = folder / 'tone.wav'
+        packages = make_packages(folder)
+        check_sequence(packages[OLD])
+        track, wav = folder / 'track.mp3', folder / 'tone.wav'
         tracks.run('sox', '-n', '-r', '44100', wav, 'synth', '1', 'sine', '440')
         tracks.run('lame', '--quiet', wav, track)
         tags = ID3()
@@ -106,75 +217,56 @@ def main():
         tags.save(track, v2_version=3)
 
         prefix = Prefix(folder / 'prefix')
-        prefix.wine(0, 'reg', 'add', 'HKLM\\' + HANDLERS + r'\.mp3', '/ve', '/d', '{foreign}', '/f')
+        prefix.wine(0, 'reg', 'add', 'HKLM\\' + HANDLERS + r'\.mp3', '/ve', '/d', FOREIGN, '/f')
         # What Windows Installer keeps for all products is there before, too.
-        before = prefix.registry()
-
-        def check_installed():
-            tree = prefix.registry()
-            assert settings(tree) == {'Add property handler': 1, 'Add AIFF association': 1,
-                                      'Add thumbnail handler': 1, 'Add column handler': 1}, tree
-            path = value(tree, r'Software\Corvane\Tagsmith', '"Installation path"')
-            assert path == r'"C:\\Program Files\\Corvane\\Tagsmith\\"', path
-            server = value(tree, PROPERTY_CLASS + r'\InProcServer32')
-            assert server == path[:-1] + 'tsshell.dll"', server
-            assert value(tree, HANDLERS + r'\.mp3') == OURS, tree
-            assert value(tree, HANDLERS + r'\.mp3', '"tsmithbak"') == '"{foreign}"'
-            assert value(tree, HANDLERS + r'\.aif', '"tsmithbak"') is None
-            assert value(tree, r'Software\Classes\.aiff' + PROVIDER), tree
-            installed = prefix.folder / 'drive_c/Program Files/Corvane/Tagsmith'
-            files = subprocess.run(['msiinfo', 'export', new, 'File'], capture_output=True,
-                                   check=True).stdout.decode()
-            assert re.search(r'^tsshell\.dll\t.*\t1\.26\.43\.0\t1033\t', files, re.M), files
-            assert sorted(os.listdir(installed)) == ['Tagsmith.propdesc', 'tsshell.dll']
-            answer = json.loads(prefix.wine(0, TSPROBE, '--registered', '--properties', track))
-            assert answer['properties']['items'][0]['value'] == 'Installed', answer
-
-        prefix.wine(0, 'msiexec', '/i', old, '/qn')
-        check_installed()
-        prefix.wine(0, 'msiexec', '/i', new, '/qn')
-        check_installed()
-        entries = [values for key, values in prefix.registry().items()
-                   if values.get('"DisplayName"') == '"Tagsmith Shell Extension"']
-        assert {entry['"DisplayVersion"'] for entry in entries} == {'"1.27.0"'}, entries
-        # An older version is refused; a repair brings back what was lost.
-        prefix.wine(1603 % 256, 'msiexec', '/i', old, '/qn')
-        check_installed()
-        installed = prefix.folder / 'drive_c/Program Files/Corvane/Tagsmith'
-        (installed / 'Tagsmith.propdesc').unlink()
-        prefix.wine(0, 'reg', 'delete', 'HKLM\\' + PROPERTY_CLASS, '/f')
-        prefix.wine(0, 'msiexec', '/i', new, '/qn', 'REINSTALL=ALL', 'REINSTALLMODE=amus')
-        check_installed()
-        prefix.wine(0, 'msiexec', '/x', new, '/qn')
-        # Wine leaves the maker's folder, but empty.
-        left = list((prefix.folder / 'drive_c/Program Files/Corvane').rglob('*'))
-        assert not left, left
-        found = differences(prefix.registry(), before)
-        assert not found, found
-
-        # Where registration fails, nothing is left: on a system that is too old for the handlers.
-        prefix.wine(0, 'reg', 'add', VERSIONS, '/v', 'Version', '/d', 'nt40', '/f')
-        prefix.wine(1603 % 256, 'msiexec', '/i', new, '/qn')
-        prefix.wine(0, 'reg', 'delete', VERSIONS, '/f')
-        assert not settings(prefix.registry())
-        found = differences(prefix.registry(), before)
-        assert not found, found
-
-        # A choice of features, and its change.
-        prefix.wine(0, 'msiexec', '/i', new, '/qn', 'ADDLOCAL=Complete,Properties')
-        tree = prefix.registry()
-        assert settings(tree) == {'Add property handler': 1}, settings(tree)
-        assert value(tree, HANDLERS + r'\.aif') == OURS
-        assert value(tree, r'Software\Classes\.mp3' + PROVIDER) is None
-        prefix.wine(0, 'msiexec', '/i', new, '/qn', 'ADDLOCAL=Thumbnails', 'REMOVE=Properties')
-        tree = prefix.registry()
-        assert settings(tree) == {'Add thumbnail handler': 1}, settings(tree)
-        assert value(tree, HANDLERS + r'\.mp3') == '"{foreign}"'
-        assert value(tree, r'Software\Classes\.mp3' + PROVIDER), tree
-        prefix.wine(0, 'msiexec', '/x', new, '/qn')
-        found = differences(prefix.registry(), before)
-        assert not found, found
-        print('installed, upgraded, rolled back, changed and removed')
+        before = prefix.tree()
+        for number, step in enumerate(STEPS):
+            if step.windows:
+                prefix.wine(0, 'reg', 'add', VERSIONS, '/v', 'Version', '/d', step.windows, '/f')
+            server = None
+            if step.before == 'damage':
+                (prefix.folder / 'drive_c/Program Files/Corvane/Tagsmith/NOTICE.txt').unlink()
+                prefix.wine(0, 'reg', 'delete', f'HKLM\\{CLASSES}\\{PROPERTY_CLASS}', '/f')
+            elif step.before == 'display':
+                server = subprocess.Popen(['Xvfb', '-displayfd', '1', '-nolisten', 'tcp'],
+                                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                display = ':' + server.stdout.readline().decode().strip()
+                prefix.environment['TAGSMITH_DISPLAY'] = display
+            command = ['msiexec', *(packages.get(argument, argument)
+                                    for argument in step.arguments), '/qn']
+            if step.before == 'ARM64':
+                # In one go: Wine sets the value whenever its server starts.
+                batch = folder / 'arm64.cmd'
+                batch.write_text(f'@reg add "{MACHINE}" /v PROCESSOR_ARCHITECTURE /d ARM64 /f\n@' +
+                                 ' '.join(map(str, command)))
+                command = ['cmd', '/c', batch]
+            prefix.wine(step.code, *command)
+            if server:
+                del prefix.environment['TAGSMITH_DISPLAY']
+                server.kill()
+                server.wait()
+            if step.name == 'install':
+                answer = json.loads(prefix.wine(0, TSPROBE, '--registered', '--properties', track))
+                assert answer['properties']['items'][0]['value'] == 'Installed', answer
+            if step.windows:
+                prefix.wine(0, 'reg', 'delete', VERSIONS, '/f')
+            tree = prefix.tree()
+            if len(sys.argv) > 2:
+                found = differences(tree, before)
+                (pathlib.Path(sys.argv[2]) / f'{number:02} {step.name}.txt').write_text(
+                    ''.join(f'{key}\n' + ''.join(f'  {name} = {value}\n' for name, value in
+                                                 sorted((seen or {}).items()))
+                            for key, _, seen in found) or 'as before\n')
+            try:
+                if step.version:
+                    check(tree, step.version, step.features, step.windows)
+                else:
+                    found = differences(tree, before)
+                    assert not found, found
+            except AssertionError:
+                print('after:', step.name)
+                raise
+        print(f'{len(STEPS)} steps')
 
 
 if __name__ == '__main__':

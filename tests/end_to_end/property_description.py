@@ -25,7 +25,8 @@ ELEMENTS = {
     'typeInfo': ({'type': 'Any|Null|String|Boolean|Byte|Buffer|Int16|UInt16|Int32|UInt32|Int64|'
                           'UInt64|Double|DateTime|Guid|Blob|Stream|Clipboard|Object',
                   'multipleValues': BOOLEAN, 'isInnate': BOOLEAN, 'isGroup': BOOLEAN,
-                  'isTreeProperty': BOOLEAN, 'isViewable': BOOLEAN, 'isQueryable': BOOLEAN},
+                  'isTreeProperty': BOOLEAN, 'isViewable': BOOLEAN, 'isQueryable': BOOLEAN,
+                  'includeInFullTextQuery': BOOLEAN},
                  ['type'], []),
     'labelInfo': ({'label': '.+', 'invitationText': '.*', 'hideLabel': BOOLEAN,
                    'sortDescription': 'General|AToZ|LowestHighest|OldestNewest|SmallestLargest'},
@@ -67,11 +68,14 @@ def main():
     described = {p.get('name'): (uuid.UUID(p.get('formatID')), int(p.get('propID')))
                  for p in root.iter(NAMESPACE + 'propertyDescription')}
     assert described == keys_of_ours() and len(described) == 2, (described, keys_of_ours())
-    types = {p.get('name'): (p.find(NAMESPACE + 'typeInfo').get('type'),
-                             p.find(NAMESPACE + 'displayInfo').get('displayType'))
-             for p in root.iter(NAMESPACE + 'propertyDescription')}
-    assert types == {'Corvane.Tagsmith.OriginalArtist': ('String', 'String'),
-                     'Corvane.Tagsmith.Podcast': ('Boolean', 'Boolean')}, types
+    # Type, display, whether words of any query are looked for in it, and how it can be sorted by.
+    wanted = [('typeInfo', 'type'), ('displayInfo', 'displayType'),
+              ('typeInfo', 'includeInFullTextQuery'), ('searchInfo', 'columnIndexType')]
+    answers = {p.get('name'): [p.find(NAMESPACE + element).get(attribute)
+                               for element, attribute in wanted]
+               for p in root.iter(NAMESPACE + 'propertyDescription')}
+    assert answers == {'Corvane.Tagsmith.OriginalArtist': ['String', 'String', 'true', 'OnDisk'],
+                       'Corvane.Tagsmith.Podcast': ['Boolean', 'Boolean', None, 'OnDisk']}, answers
     print('as documented')
 
 

@@ -1,0 +1,208 @@
+"""Makes the release out of the finished Windows build:
+package.py --version X.Y.Z --module-version X.Y.Z FOLDER
+
+The same build, commit and tools give the same bytes: SOURCE_DATE_EPOCH is the only time that is
+used, and identifiers come from the content."""
+import argparse
+import datetime
+import hashlib
+import json
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import struct
+import subprocess
+import tempfile
+import uuid
+
+PACKAGING = pathlib.Path(__file__).resolve().parent
+BIN = PACKAGING.parent / 'build/windows/bin'
+EPOCH = int(os.environ['SOURCE_DATE_EPOCH'])
+UPGRADE_CODE = '{5D0C7B0E-6E7C-4B57-9B0A-2F4E1C98A7D3}'
+
+# Programs with the files that they are packed as; texts with theirs.
+PROGRAMS = ['tsshell.dll', 'tsprobe.exe']
+TEXTS = {'Tagsmith.propdesc': 'Tagsmith.propdesc', 'NOTICE': 'NOTICE.txt',
+         'tagsmith.ico': 'tagsmith.ico', 'tsshell.wxs': 'tsshell.wxs'}
+
+# What is linked in: name, Debian package that it comes from, licence, copyright.
+LINKED = [
+    ('libstdc++ and libgcc', 'gcc-mingw-w64-x86-64-posix-runtime',
+     'GPL-3.0-or-later WITH GCC-exception-3.1', 'Free Software Foundation, Inc.'),
+    ('winpthreads', 'mingw-w64-x86-64-dev', 'MIT AND BSD-3-Clause',
+     'mingw-w64 project; Lockless Inc.'),
+    ('mingw-w64 run-time library', 'mingw-w64-x86-64-dev',
+     'ZPL-2.1 AND LicenseRef-Lucent AND BSD-2-Clause AND ISC', 'mingw-w64 project and others'),
+]
+
+# Custom actions call the installed module, deferred and with the installer's rights (3089); removal
+# ignores what it answers (3153). On every change the handlers go by the settings as they were
+# (after InstallInitialize, 1500) and come by the settings as they are then (after
+# WriteRegistryValues, 5000). When a change is rolled back, what each did is undone (3409). They are
+# the functions without a message box, which nobody would answer in a silent installation.
+ACTIONS = [
+    ('UndoRemoval', 3409, 'DllRegisterServer', 'Installed', 1850),
+    ('RemoveHandlers', 3153, 'DllUnregisterServer', 'Installed', 1900),
+    ('UndoInstallation', 3409, 'DllUnregisterServer', 'NOT (REMOVE="ALL")', 5050),
+    ('InstallHandlers', 3089, 'DllRegisterServer', 'NOT (REMOVE="ALL")', 5100),
+]
+
+
+def run(*command, **options):
+    return subprocess.run([str(part) for part in command], check=True, stdout=subprocess.PIPE,
+                          text=True, **options).stdout
+
+
+def sign(path):
+    command = os.environ.get('TAGSMITH_SIGN')
+    if command:
+        run(*shlex.split(command), path)
+
+
+def identifier(*parts):
+    """A GUID made of the parts: the same for the same."""
+    return '{%s}' % str(uuid.uuid5(uuid.UUID(UPGRADE_CODE), '\n'.join(parts))).upper()
+
+
+def sha256(path):
+    return hashlib.sha256(path.read_bytes()).hexdigest()
+
+
+def stage(folder):
+    """Puts everything that is packed into a folder, stamped with the commit's time."""
+    for name in PROGRAMS:
+        # The copy writes the time stamp; of what is stripped already it changes nothing else.
+        run('x86_64-w64-mingw32-objcopy', *([] if name.endswith('.dll') else ['--strip-all']),
+            BIN / name, folder / name)
+        sign(folder / name)
+    for source, name in TEXTS.items():
+        shutil.copyfile(PACKAGING / source, folder / name)
+    for path in folder.iterdir():
+        os.utime(path, (EPOCH, EPOCH))
+
+
+def make_installer(folder, version, module_version, installer):
+    content = [f'{path.name} {sha256(path)}' for path in sorted(folder.iterdir())]
+    product = identifier('product', version, *content)
+    size = sum((folder / name).stat().st_size
+               for name in ('tsshell.dll', 'Tagsmith.propdesc', 'NOTICE.txt'))
+    # The compiler takes the files' names from its own folder on only.
+    run('wixl', '-a', 'x64', '-D', f'Version={version}', '-D', f'ProductCode={product}', '-D',
+        f'Kilobytes={(size + 1023) // 1024}', '-o', installer, 'tsshell.wxs', cwd=folder)
+
+    queries = [
+        # Without the module's own version Windows would keep an installed one.
+        f"UPDATE File SET Version='{module_version}.0', Language='1033' WHERE File='tsshell.dll'",
+        "DELETE FROM MsiFileHash WHERE File_='tsshell.dll'",
+        "UPDATE File SET FileName='TAGSMI~1.PRO|Tagsmith.propdesc' WHERE File='Tagsmith.propdesc'",
+        # Another build of the same version is replaced, too, and its choice of features kept.
+        "DELETE FROM Upgrade WHERE ActionProperty='WIX_UPGRADE_DETECTED'",
+        "INSERT INTO Upgrade (UpgradeCode, VersionMax, Attributes, ActionProperty) VALUES "
+        f"('{UPGRADE_CODE}', '{version}', 513, 'WIX_UPGRADE_DETECTED')",
+        # Within the transaction: when the new version fails, the old one comes back.
+        "UPDATE InstallExecuteSequence SET Sequence=1501 WHERE Action='RemoveExistingProducts'",
+        "CREATE TABLE `Condition` (`Feature_` CHAR(38) NOT NULL, `Level` INT NOT NULL, "
+        "`Condition` CHAR(255) PRIMARY KEY `Feature_`, `Level`)",
+        "INSERT INTO Condition (Feature_, Level, Condition) VALUES "
+        "('Columns', 0, 'VersionNT >= 600')",
+    ]
+    for action, kind, function, condition, sequence in ACTIONS:
+        queries += [
+            "INSERT INTO CustomAction (Action, Type, Source, Target) VALUES "
+            f"('{action}', {kind}, 'tsshell.dll', '{function}')",
+            "INSERT INTO InstallExecuteSequence (Action, Condition, Sequence) VALUES "
+            f"('{action}', '{condition}', {sequence})"]
+    for directory in ('INSTALLDIR', 'MANUFACTURERDIR'):
+        queries.append("INSERT INTO RemoveFile (FileKey, Component_, DirProperty, InstallMode) "
+                       f"VALUES ('{directory}', 'Module', '{directory}', 2)")
+    run('msibuild', installer, *(part for query in queries for part in ('-q', query)))
+    run('msibuild', installer, '-s', 'Tagsmith Shell Extension', 'Corvane', 'x64;1033',
+        identifier('package', product, sha256(pathlib.Path(__file__))))
+    stamp(installer)
+    sign(installer)
+
+
+def stamp(installer):
+    """Sets the two times of the summary information, which its tools take from the clock."""
+    data = bytearray(installer.read_bytes())
+    start = data.index(uuid.UUID('F29F85E0-4FF9-1068-AB91-08002B27B3D9').bytes_le)
+    file_time = struct.pack('<IQ', 64, (EPOCH + 11644473600) * 10**7)  # VT_FILETIME, since 1601
+    times = list(re.finditer(rb'\x40\0\0\0.{7}\x01', bytes(data[start:start + 1024]), re.S))
+    assert len(times) == 2, times
+    for match in times:
+        data[start + match.start():start + match.end()] = file_time
+    installer.write_bytes(data)
+
+
+def bill_of_materials(files, version, folder):
+    """SPDX 2.3: the release's files, what the installer packs and what is linked in."""
+    packages, relations = [], []
+
+    def package(identifier_, name, package_version, licence, copyright_text, **more):
+        packages.append({'SPDXID': f'SPDXRef-{identifier_}', 'name': name,
+                         'versionInfo': package_version, 'downloadLocation': 'NOASSERTION',
+                         'filesAnalyzed': False, 'licenseConcluded': licence,
+                         'licenseDeclared': licence, 'copyrightText': copyright_text, **more})
+
+    def relate(element, kind, other):
+        relations.append({'spdxElementId': f'SPDXRef-{element}', 'relationshipType': kind,
+                          'relatedSpdxElement': f'SPDXRef-{other}'})
+
+    package('tsshell', 'Tagsmith Shell Extension', version, 'NOASSERTION', 'Corvane',
+            supplier='Organization: Corvane', packageFileName=files[0].name,
+            checksums=[{'algorithm': 'SHA256', 'checksumValue': sha256(files[0])}])
+    relate('DOCUMENT', 'DESCRIBES', 'tsshell')
+    for number, (name, debian, licence, owner) in enumerate(LINKED):
+        package(f'linked-{number}', name, run('dpkg-query', '-W', '-f=${Version}', debian),
+                licence, owner, comment=f'Debian package {debian}')
+        relate(f'linked-{number}', 'STATIC_LINK', 'tsshell')
+    listed = []
+    for path in [*sorted(folder / name for name in (*PROGRAMS, 'Tagsmith.propdesc', 'NOTICE.txt'))]:
+        reference = 'file-' + path.name
+        listed.append({'SPDXID': f'SPDXRef-{reference}', 'fileName': f'./{path.name}',
+                       'licenseConcluded': 'NOASSERTION', 'copyrightText': 'NOASSERTION',
+                       'checksums': [{'algorithm': 'SHA1', 'checksumValue': hashlib.sha1(
+                           path.read_bytes()).hexdigest()},
+                           {'algorithm': 'SHA256', 'checksumValue': sha256(path)}]})
+        relate('tsshell', 'CONTAINS', reference)
+    created = datetime.datetime.fromtimestamp(EPOCH, datetime.timezone.utc)
+    return json.dumps({
+        'spdxVersion': 'SPDX-2.3', 'dataLicense': 'CC0-1.0', 'SPDXID': 'SPDXRef-DOCUMENT',
+        'name': f'tsshell-{version}',
+        'documentNamespace': f'https://corvane.example/spdx/tsshell-{version}-{sha256(files[0])}',
+        'creationInfo': {'created': created.strftime('%Y-%m-%dT%H:%M:%SZ'),
+                         'creators': ['Tool: package.py', 'Organization: Corvane']},
+        'hasExtractedLicensingInfos': [{
+            'licenseId': 'LicenseRef-Lucent', 'name': 'Lucent',
+            'extractedText': 'See "Its conversion and printing of numbers" in NOTICE.'}],
+        'packages': packages, 'files': listed, 'relationships': relations}, indent=1) + '\n'
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument('--version', required=True)
+    parser.add_argument('--module-version', required=True)
+    parser.add_argument('folder', type=pathlib.Path)
+    options = parser.parse_args()
+    release = options.folder
+    release.mkdir(parents=True, exist_ok=True)
+    name = f'tsshell-{options.version}'
+    files = [release / f'{name}.msi', release / 'tsshell.dll.debug', release / 'NOTICE',
+             release / f'{name}.spdx.json']
+    with tempfile.TemporaryDirectory() as temporary:
+        folder = pathlib.Path(temporary)
+        stage(folder)
+        files[0].unlink(missing_ok=True)
+        make_installer(folder, options.version, options.module_version, files[0])
+        shutil.copyfile(BIN / 'tsshell.dll.debug', files[1])
+        shutil.copyfile(PACKAGING / 'NOTICE', files[2])
+        files[3].write_text(bill_of_materials(files, options.version, folder))
+    (release / 'SHA256SUMS').write_text(
+        ''.join(f'{sha256(path)}  {path.name}\n' for path in files))
+    print(*files, release / 'SHA256SUMS', sep='\n')
+
+
+if __name__ == '__main__':
+    main()
