@@ -6,18 +6,18 @@
 
 #include <cstdio>
 
+#include "platform/handle.h"
 #include "tags/unicode.h"
 #include "tools/console.h"
 
 namespace tagsmith {
 std::vector<std::string> ProgramArguments(int /*argc*/, char** /*argv*/) {
   int count = 0;
-  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  const Handle<wchar_t**, LocalFree> wide(CommandLineToArgvW(GetCommandLineW(), &count));
   std::vector<std::string> arguments;
   for (int i = 1; i < count; ++i) {
-    arguments.push_back(Utf16ToUtf8(reinterpret_cast<const char16_t*>(wide[i])));
+    arguments.push_back(Utf16ToUtf8(reinterpret_cast<const char16_t*>(wide.Get()[i])));
   }
-  LocalFree(wide);
   return arguments;
 }
 

@@ -12,25 +12,12 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/windows_handles.h"
 #include "shellext/base/handler_ids.h"
 #include "tools/report_text.h"
 
 namespace tagsmith {
 namespace {
-
-class GdiPlusSession {
- public:
-  GdiPlusSession() {
-    const Gdiplus::GdiplusStartupInput input;
-    Gdiplus::GdiplusStartup(&token_, &input, nullptr);
-  }
-  GdiPlusSession(const GdiPlusSession&) = delete;
-  GdiPlusSession& operator=(const GdiPlusSession&) = delete;
-  ~GdiPlusSession() { Gdiplus::GdiplusShutdown(token_); }
-
- private:
-  ULONG_PTR token_ = 0;
-};
 
 std::string_view AlphaName(WTS_ALPHATYPE type) {
   switch (type) {
@@ -45,7 +32,7 @@ std::string_view AlphaName(WTS_ALPHATYPE type) {
 
 struct BitmapAnswer {
   HRESULT result = E_FAIL;
-  HBITMAP bitmap = nullptr;
+  BitmapHandle bitmap;
   WTS_ALPHATYPE alpha = WTSAT_UNKNOWN;
 };
 
@@ -56,7 +43,7 @@ HRESULT AskProvider(IInitializeWithStream& handler, IStream* stream, BitmapAnswe
   ComPointer<IThumbnailProvider> provider;
   if (SUCCEEDED(result) &&
       SUCCEEDED(handler.QueryInterface(__uuidof(IThumbnailProvider), provider.ReceiveVoid()))) {
-    answer.result = provider->GetThumbnail(kThumbnailSize, &answer.bitmap, &answer.alpha);
+    answer.result = provider->GetThumbnail(kThumbnailSize, answer.bitmap.Receive(), &answer.alpha);
   }
   return result;
 }
@@ -72,7 +59,7 @@ HRESULT AskExtractor(IPersistFile& handler, const std::wstring& path, BitmapAnsw
     const SIZE size = {kThumbnailSize, kThumbnailSize};
     extractor->GetLocation(location.data(), static_cast<DWORD>(location.size()), &priority, &size,
                            32, &flags);
-    answer.result = extractor->Extract(&answer.bitmap);
+    answer.result = extractor->Extract(answer.bitmap.Receive());
   }
   return result;
 }
@@ -100,10 +87,9 @@ std::optional<Pixels> ReadPixels(HBITMAP bitmap) {
   info.bmiHeader.biHeight = -pixels.height;
   info.bmiHeader.biPlanes = 1;
   info.bmiHeader.biBitCount = 32;
-  const HDC context = CreateCompatibleDC(nullptr);
-  const int rows = GetDIBits(context, bitmap, 0, static_cast<UINT>(pixels.height),
+  const Handle<HDC, DeleteDC> context(CreateCompatibleDC(nullptr));
+  const int rows = GetDIBits(context.Get(), bitmap, 0, static_cast<UINT>(pixels.height),
                              pixels.bytes.data(), &info, DIB_RGB_COLORS);
-  DeleteDC(context);
   if (rows != pixels.height) {
     return std::nullopt;
   }
@@ -141,16 +127,18 @@ ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::st
   if (SUCCEEDED(report.initialize)) {
     report.result = answer.result;
   }
-  if (answer.bitmap != nullptr) {
-    report.pixels = ReadPixels(answer.bitmap);
+  if (answer.bitmap) {
+    report.pixels = ReadPixels(answer.bitmap.Get());
     report.alpha = AlphaName(answer.alpha);
-    DeleteObject(answer.bitmap);
   }
   return report;
 }
 
 std::vector<std::byte> EncodePng(const Pixels& pixels) {
-  const GdiPlusSession session;
+  ULONG_PTR token = 0;
+  const Gdiplus::GdiplusStartupInput input;
+  Gdiplus::GdiplusStartup(&token, &input, nullptr);
+  const AtEnd shutDown([&] { Gdiplus::GdiplusShutdown(token); });
   const CLSID pngEncoder = {
       0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
   std::vector<std::byte> bytes = pixels.bytes;

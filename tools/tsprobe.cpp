@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "diag/log.h"
+#include "platform/handle.h"
 #include "tags/track_opening.h"
 #include "tools/arguments.h"
 #include "tools/console.h"
@@ -171,28 +172,26 @@ int Run(std::vector<std::string> arguments) {
   if (FAILED(CoInitialize(nullptr))) {
     return kFailedSome;
   }
+  const AtEnd leaveCom([] { CoUninitialize(); });
+  const HandlerSource handlers =
+      options.module ? HandlerSource(WidenUtf8(*options.module)) : HandlerSource();
   int status = kDoneAll;
   std::vector<FileReport> reports;  // for the page
-  {
-    const HandlerSource handlers =
-        options.module ? HandlerSource(WidenUtf8(*options.module)) : HandlerSource();
-    for (const std::string& file : *files) {
-      FileReport report = Ask(handlers, options, file);
-      (options.text ? PrintText : PrintJson)(report);
-      std::fflush(stdout);
-      if (!AreAllAnswered(report, options)) {
-        status = kFailedSome;
-      }
-      if (options.html) {
-        reports.push_back(std::move(report));
-      }
+  for (const std::string& file : *files) {
+    FileReport report = Ask(handlers, options, file);
+    (options.text ? PrintText : PrintJson)(report);
+    std::fflush(stdout);
+    if (!AreAllAnswered(report, options)) {
+      status = kFailedSome;
+    }
+    if (options.html) {
+      reports.push_back(std::move(report));
     }
   }
   if (options.html && !WritePage(*options.html, reports)) {
     std::fprintf(stderr, "tsprobe: %s could not be written\n", options.html->c_str());
     status = kFailedSome;
   }
-  CoUninitialize();
   return status;
 }
 

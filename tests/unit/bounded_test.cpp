@@ -11,9 +11,9 @@ class Buffer {
  public:
   explicit Buffer(std::size_t capacity) : capacity_(capacity) { characters_[0] = Char{}; }
   std::span<Char> Text() { return std::span(characters_).first(capacity_); }
-  std::basic_string<Char> Taken() const {
+  [[nodiscard]] std::basic_string<Char> Taken() const {
     EXPECT_EQ(characters_[capacity_], Char{'#'});
-    return characters_.c_str();
+    return characters_.substr(0, characters_.find(Char{}));
   }
 
  private:

@@ -1,5 +1,6 @@
 #include "tags/track_opening.h"
 
+#include "tags/text_helpers.h"
 #include "tests/unit/test_support.h"
 
 namespace tagsmith::test {
@@ -25,7 +26,7 @@ TEST(Opening, StreamsOfAllHabits) {
     int calls;  // at the most
     std::string size = "305.00 KB (312689 bytes)";
   };
-  const std::uint64_t end = content.size() - 128 - 30 * 417 + 412;
+  const std::uint64_t end = content.size() - 128 - std::size_t{30} * 417 + 412;
   const Case cases[] = {
       {"good", [](ProbeSource&) {}, true, true, true, 6},
       {"short reads", [](ProbeSource& s) { s.largestRead = 5000; }, true, true, true, 70},
@@ -51,7 +52,7 @@ TEST(Opening, StreamsOfAllHabits) {
                 source.throwsOnRead
                     ? Lines{"1 Failed to create the tag data for the stream 'folder.x/s.mp3'"}
                     : Lines{});
-      EXPECT_EQ(std::string(tag.title.text.c_str()), c.title ? "Song" : "");
+      EXPECT_EQ(UpToZero(tag.title.text), c.title ? "Song" : "");
       EXPECT_EQ(tag.v1Present, c.v1);
       EXPECT_EQ(tag.pictures.size(), c.title && keepsPictures ? 1U : 0U);
       EXPECT_LE(source.calls, c.calls);
