@@ -26,10 +26,7 @@ constexpr std::size_t kGenreOffset = 127;
 }  // namespace
 
 bool LoadV1Tag(ID3Tag& tag, SourceReader& reader) {
-  if (!reader.SeekFromEnd(kV1BlockSize)) {
-    return false;
-  }
-  const ByteView block = reader.Peek(kV1BlockSize);
+  const ByteView block = reader.Take(kV1BlockSize);
   if (block.size() < kV1BlockSize) {
     return false;
   }

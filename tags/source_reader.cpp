@@ -1,13 +1,14 @@
 #include "tags/source_reader.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
-#include <limits>
+#include <utility>
 
 namespace tagsmith {
 
-SourceReader::SourceReader(ByteSource& source, std::uint64_t sizeHint)
-    : source_(source), sizeHint_(sizeHint) {
+SourceReader::SourceReader(ByteSource& source, std::uint64_t claimedSize)
+    : source_(source), budget_(claimedSize), claimedSize_(claimedSize) {
   // The block itself is left as it is: only bytes that were read into it are ever handed out.
   window_ = Window(smallBlock_);
 }
@@ -36,7 +37,7 @@ ByteView SourceReader::Take(std::uint64_t count, std::size_t lookAhead) {
     return bytes;
   }
   const ByteView begun = Buffered(1);
-  const std::uint64_t expected = sizeHint_ > position_ ? sizeHint_ - position_ : 0;
+  const std::uint64_t expected = claimedSize_ > position_ ? claimedSize_ - position_ : 0;
   taken_ = GrowingBuffer(begun, std::min({wanted, expected, std::uint64_t{kTrustedSize}}), wanted);
   if (MoveSource(position_ + taken_.Length())) {
     Extend(taken_, wanted);
@@ -58,7 +59,7 @@ void SourceReader::Skip(std::int64_t count) {
 }
 
 bool SourceReader::SeekTo(std::uint64_t position) {
-  if (baseKnown_) {
+  if (start_ == 0U) {
     NotePosition();
     position_ = position;
     return true;
@@ -70,19 +71,13 @@ bool SourceReader::SeekFromEnd(std::uint64_t count) {
   return SeekAbsolute(-static_cast<std::int64_t>(count), SeekOrigin::kEnd);
 }
 
-void SourceReader::UseLargeBlocks() {
-  if (largeBlock_ != nullptr) {
-    return;
-  }
-  largeBlock_ = std::make_unique_for_overwrite<std::byte[]>(kLargeBlock);
-  window_.MoveTo({largeBlock_.get(), kLargeBlock});
-}
-
 void SourceReader::Settle() { MoveSource(position_); }
 
 /// Makes the window hold `atLeast` bytes from the position on, if the source has them.
 void SourceReader::Fill(std::size_t atLeast) {
   window_.BeginAt(position_);
+  GrowBlock(static_cast<std::size_t>(
+      std::bit_floor(std::min<std::uint64_t>(budget_.Delivered() / 8, kLargestBlock))));
   std::uint64_t needed = atLeast;
   const std::uint64_t gap = position_ - physical_;  // huge when the source stands further on
   if (window_.Length() == 0 && gap <= kLargestGapRead && gap + atLeast <= window_.Capacity()) {
@@ -98,6 +93,16 @@ void SourceReader::Fill(std::size_t atLeast) {
   if (window_.End() < position_ && !MoveSource(position_)) {
     StandBack();
   }
+}
+
+/// Gives the window a block of this size, unless it is as large already.
+void SourceReader::GrowBlock(std::size_t size) {
+  if (size <= window_.Capacity()) {
+    return;
+  }
+  std::unique_ptr<std::byte[]> block = std::make_unique_for_overwrite<std::byte[]>(size);
+  window_.MoveTo({block.get(), size});
+  grownBlock_ = std::move(block);
 }
 
 /// The seek that led to the position would have failed: stands where it was made, with nothing in
@@ -123,45 +128,69 @@ void SourceReader::Extend(Buffer& buffer, std::uint64_t length) {
 
 /// One read of the source; when reading ahead fails, another of just what is needed.
 std::size_t SourceReader::ReadSource(std::span<std::byte> into, std::size_t needed) {
-  if (atEnd_) {
-    return 0;
-  }
-  ReadResult result = source_.Read(into);
+  ReadResult result;
+  const auto read = [&](std::span<std::byte> part) {
+    if (atEnd_ || !budget_.SpendCall()) {
+      return;
+    }
+    result = source_.Read(part);
+    // No source can deliver more than was asked for, whatever it says.
+    result.count = std::min(result.count, part.size());
+    lastError_ = result.error;
+  };
+  read(into);
   if (result.error != 0 && result.count == 0 && needed < into.size()) {
-    result = source_.Read(into.first(needed));
+    read(into.first(needed));
   }
-  lastError_ = result.error;
+  budget_.CountBytes(result.count);
   physical_ += result.count;
   atEnd_ = result.count == 0;
   return result.count;
 }
 
+/// Moves the source; false when it does not end up there.
 bool SourceReader::MoveSource(std::uint64_t to) {
   if (to == physical_) {
     return true;
   }
-  const auto distance = static_cast<std::int64_t>(to - physical_);
-  if (!source_.Seek(distance, SeekOrigin::kCurrent)) {
-    return false;
+  const std::optional<std::uint64_t> reached =
+      CallSeek(static_cast<std::int64_t>(to - physical_), SeekOrigin::kCurrent);
+  if (reached && !start_) {
+    // The first move tells where the reader started, if it can be true.
+    start_ = *reached >= to ? *reached - to : 0;
   }
-  physical_ = to;
-  atEnd_ = false;
-  return true;
+  if (reached) {
+    physical_ = *reached - *start_;
+  }
+  return reached && physical_ == to;
 }
 
 bool SourceReader::SeekAbsolute(std::int64_t offset, SeekOrigin origin) {
-  const std::optional<std::uint64_t> reached = source_.Seek(offset, origin);
+  const std::optional<std::uint64_t> reached = CallSeek(offset, origin);
   if (!reached) {
     return false;
   }
-  if (!baseKnown_) {
+  if (start_ != 0U) {
     window_.Assign(*reached, {});
-    baseKnown_ = true;
+    start_ = 0;
+  }
+  physical_ = *reached;
+  if (origin == SeekOrigin::kBegin && *reached != static_cast<std::uint64_t>(offset)) {
+    return false;
   }
   position_ = *reached;
-  physical_ = *reached;
-  atEnd_ = false;
   return true;
+}
+
+std::optional<std::uint64_t> SourceReader::CallSeek(std::int64_t offset, SeekOrigin origin) {
+  if (!budget_.SpendCall()) {
+    return std::nullopt;
+  }
+  const std::optional<std::uint64_t> reached = source_.Seek(offset, origin);
+  if (reached) {
+    atEnd_ = false;
+  }
+  return reached;
 }
 
 }  // namespace tagsmith

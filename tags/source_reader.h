@@ -2,13 +2,20 @@
 //
 // It reads ahead in blocks and answers small reads and seeks from memory, so that few calls reach
 // the source. What it hands out, and where it stands, is as if every read and seek had been made on
-// the source one by one; Settle moves the source itself there.
+// the source one by one; Settle moves the source itself there. A move counts only when the source
+// reports to have ended where it was sent.
+//
+// Blocks grow with what has been read, so that a search through a whole file makes few calls: at
+// the most 128, and two for each kLargestBlock bytes of the file. A source that goes on and on has
+// its end, for the reader, where its CallBudget is spent.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "tags/byte_source.h"
@@ -16,20 +23,55 @@
 
 namespace tagsmith {
 
+/// How often a source may be called and how much it may deliver before it counts as one that never
+/// ends. Any source that delivers kBytesPerCall bytes a call, and not much more than it claims to
+/// have, is read to its end.
+class CallBudget {
+ public:
+  static constexpr std::uint64_t kFreeCalls = 100'000;
+  static constexpr std::uint64_t kBytesPerCall = 256;
+  /// More than the largest ID3v2 tag, for sources that claim no size.
+  static constexpr std::uint64_t kFreeBytes = std::uint64_t{288} << 20U;
+
+  explicit CallBudget(std::uint64_t claimedSize)
+      : claimedSize_(std::min(claimedSize, kLargestClaim)) {}
+
+  /// Whether another call may be made, which then counts.
+  bool SpendCall() {
+    if (calls_ >= kFreeCalls + (claimedSize_ + delivered_) / kBytesPerCall ||
+        delivered_ >= kFreeBytes + 2 * claimedSize_) {
+      return false;
+    }
+    ++calls_;
+    return true;
+  }
+  void CountBytes(std::size_t count) { delivered_ += count; }
+  [[nodiscard]] std::uint64_t Delivered() const { return delivered_; }
+
+ private:
+  static constexpr std::uint64_t kLargestClaim = std::uint64_t{1} << 60U;  // keeps sums in range
+
+  std::uint64_t claimedSize_;
+  std::uint64_t delivered_ = 0;
+  std::uint64_t calls_ = 0;
+};
+
 class SourceReader {
  public:
   /// A first block of one page costs no more than the reads that cannot be avoided.
   static constexpr std::size_t kSmallBlock = 4096;
   /// For walks over a whole file: large enough to make calls rare, small enough for the cache.
   static constexpr std::size_t kLargeBlock = std::size_t{64} * 1024;
+  /// Blocks grow to an eighth of what has been read, up to this size.
+  static constexpr std::size_t kLargestBlock = std::size_t{256} * 1024;
   static constexpr std::size_t kLargestGapRead = 4096;
   /// Memory for a read of a claimed size is allocated at once up to this many bytes, and only as
   /// far as the source says that it has them; beyond that it grows with what arrives.
   static constexpr std::size_t kTrustedSize = std::size_t{32} << 20U;
 
-  /// Starts at the source's current position. The source must outlive the reader. `sizeHint` is
-  /// the source's size in bytes as far as known; it only saves memory and copying.
-  SourceReader(ByteSource& source, std::uint64_t sizeHint);
+  /// Starts at the source's current position. The source must outlive the reader. `claimedSize`
+  /// is the source's size in bytes as far as known; it saves memory and limits the calls.
+  SourceReader(ByteSource& source, std::uint64_t claimedSize);
 
   /// The position, from the beginning once SeekTo or SeekFromEnd has succeeded; until then counted
   /// from where the reader started.
@@ -73,8 +115,8 @@ class SourceReader {
   /// Moves to the end.
   bool SeekToEnd() { return SeekFromEnd(0); }
 
-  /// Switches to large blocks.
-  void UseLargeBlocks();
+  /// Switches to large blocks from the next read on.
+  void UseLargeBlocks() { GrowBlock(kLargeBlock); }
 
   /// Moves the source to the reader's position.
   void Settle();
@@ -91,23 +133,27 @@ class SourceReader {
     }
   }
   void Fill(std::size_t atLeast);
+  void GrowBlock(std::size_t size);
   void StandBack();
   template <typename Buffer>
   void Extend(Buffer& buffer, std::uint64_t length);
   std::size_t ReadSource(std::span<std::byte> into, std::size_t needed);
   bool MoveSource(std::uint64_t to);
   bool SeekAbsolute(std::int64_t offset, SeekOrigin origin);
+  std::optional<std::uint64_t> CallSeek(std::int64_t offset, SeekOrigin origin);
 
   ByteSource& source_;
-  std::uint64_t sizeHint_;
+  CallBudget budget_;
+  std::uint64_t claimedSize_;
   std::uint64_t position_ = 0;     // of the reader
   std::uint64_t physical_ = 0;     // of the source
   std::uint64_t lastReached_ = 0;  // where the reader stood before moves that are still pending
-  bool baseKnown_ = false;         // positions count from the beginning
-  bool atEnd_ = false;             // the source has nothing at physical_
+  // The source's position that counts as 0, as far as known.
+  std::optional<std::uint64_t> start_;
+  bool atEnd_ = false;  // the source has nothing at physical_
   int lastError_ = 0;
   std::array<std::byte, kSmallBlock> smallBlock_;
-  std::unique_ptr<std::byte[]> largeBlock_;
+  std::unique_ptr<std::byte[]> grownBlock_;
   Window window_;
   GrowingBuffer taken_;  // what Take gives when the window is too small for it
 };

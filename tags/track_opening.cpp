@@ -22,6 +22,8 @@ namespace tagsmith {
 namespace {
 
 constexpr std::size_t kMagicSize = 4;
+/// A stream that claims more is taken for one of 4 GB: the claim limits how long it may be read.
+constexpr std::uint64_t kLargestStream = std::uint64_t{1} << 32U;
 
 /// What a track is by the extension of its name.
 struct TrackKind {
@@ -151,6 +153,7 @@ void FinishTexts(ID3Tag& tag, std::uint64_t fileSize) {
 void ReadFileTags(ID3Tag& tag, SourceReader& reader, ProgressCallback progress) {
   if (tag.isMpeg) {
     Report(progress, "Loading V1...", 20);
+    reader.SeekFromEnd(kV1BlockSize);  // when that fails, the next bytes are looked at
     if (!LoadV1Tag(tag, reader)) {
       WriteLogLine(kLogError, "Failed to load the V1 tag (error: %.255s)",
                    ErrorText(reader.LastError()));
@@ -202,6 +205,18 @@ void ReadFileTrack(ID3Tag& tag, ByteSource& source, const char* path, std::uint3
   Report(progress, "Finished", 90);
 }
 
+/// The result that `open` reached, even when it throws.
+template <typename Open>
+bool ContainFaults(const char* path, Open open) {
+  bool result = false;
+  try {
+    open(result);
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to open the ID3 data in the file '%s'", path);
+  }
+  return result;
+}
+
 /// Finds the first frame and analyses it. The byte at the reader's position must be the first half
 /// of its sync word; the second half is the next byte that fits, even if others come in between.
 bool AnalyseStreamFrame(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize) {
@@ -244,13 +259,13 @@ void ReadStreamTrack(ID3Tag& tag, ByteSource& source, bool& result) {
   const SourceStatus status = source.Status();
   MarkKind(tag, status.name, kStreamKinds);
   const auto fileSize = static_cast<std::int32_t>(status.size);
-  SourceReader reader(source, status.size);
+  SourceReader reader(source, std::min(status.size, kLargestStream));
 
   AiffCommon common;
   if (tag.isAiff) {
     common = ReadStreamChunks(tag, reader, fileSize);
   }
-  if (tag.isMpeg) {
+  if (tag.isMpeg && reader.SeekFromEnd(kV1BlockSize)) {
     LoadV1Tag(tag, reader);
   }
   if (const std::uint32_t size = ProbeV2Tag(tag, reader); size == 0) {
@@ -289,21 +304,23 @@ bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
   if (checkWritable) {
     tag.readOnly = IsReadOnly(path);
   }
-  bool result = false;
-  try {
+  return ContainFaults(path, [&](bool& result) {
     errno = 0;
     FilePointer file = OpenFile(path, "rb");
     if (file == nullptr) {
       WriteLogLine(kLogError, "Failed to open the file '%s' for reading (error: %s)", path,
                    ErrorText(errno));
-      return false;
+      return;
     }
     FileSource source(std::move(file), {});
     ReadFileTrack(tag, source, path, scanMode, progress, result);
-  } catch (...) {
-    WriteLogLine(kLogError, "Failed to open the ID3 data in the file '%s'", path);
-  }
-  return result;
+  });
+}
+
+bool ReadTrackFile(ID3Tag& tag, ByteSource& file, const char* path, std::uint32_t scanMode,
+                   ProgressCallback progress) {
+  return ContainFaults(
+      path, [&](bool& result) { ReadFileTrack(tag, file, path, scanMode, progress, result); });
 }
 
 bool OpenTrackFromStream(ByteSource* source, ID3Tag* tag) {

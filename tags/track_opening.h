@@ -19,6 +19,10 @@ namespace tagsmith {
 bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
                        ProgressCallback progress, bool checkWritable);
 
+/// What OpenTrackFromFile does with a file once it is open and `tag` knows what it is.
+bool ReadTrackFile(ID3Tag& tag, ByteSource& file, const char* path, std::uint32_t scanMode,
+                   ProgressCallback progress);
+
 /// Opens the track in `source` into a fresh `tag`; its name decides what it is. Of MPEG audio only
 /// the first frame is read; it must follow the ID3v2 tag at once or, where there is none, the ten
 /// bytes that would be the tag's header. The source is left after the last byte that was read, not

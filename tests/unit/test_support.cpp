@@ -162,8 +162,14 @@ ReadResult ProbeSource::Read(std::span<std::byte> into) {
   if (position + into.size() > failsFrom) {
     return {0, EIO};
   }
-  const ReadResult result = MemorySource::Read(into.first(std::min(into.size(), largestRead)));
+  into = into.first(std::min(into.size(), largestRead));
+  ReadResult result = MemorySource::Read(into);
+  if (repeats && result.count == 0) {
+    MemorySource::Seek(0, SeekOrigin::kBegin);
+    result = MemorySource::Read(into);
+  }
   position += result.count;
+  bytesRead += result.count;
   return result;
 }
 
@@ -173,8 +179,16 @@ std::optional<std::uint64_t> ProbeSource::Seek(std::int64_t offset, SeekOrigin o
     return std::nullopt;
   }
   const std::uint64_t before = position;
+  if (repeats && origin == SeekOrigin::kCurrent) {
+    return position += static_cast<std::uint64_t>(offset);
+  }
+  if (seekModulus != 0 && origin == SeekOrigin::kCurrent) {
+    const std::uint64_t target = before + static_cast<std::uint64_t>(offset);
+    offset = static_cast<std::int64_t>(target % seekModulus);
+    origin = SeekOrigin::kBegin;
+  }
   const std::optional<std::uint64_t> reached = MemorySource::Seek(offset, origin);
-  if (reached && *reached > lastSeekable) {
+  if (reached && (*reached < firstSeekable || *reached > lastSeekable)) {
     MemorySource::Seek(static_cast<std::int64_t>(before), SeekOrigin::kBegin);
     return std::nullopt;
   }

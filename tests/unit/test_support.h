@@ -98,10 +98,14 @@ class ProbeSource : public MemorySource {
   std::size_t largestRead = SIZE_MAX;       // what one call delivers at the most
   std::uint64_t failsFrom = UINT64_MAX;     // reads that reach this position fail
   bool failsSeeks = false;                  // every move does
-  std::uint64_t lastSeekable = UINT64_MAX;  // moves behind this position fail
+  std::uint64_t firstSeekable = 0;          // moves in front of this position fail
+  std::uint64_t lastSeekable = UINT64_MAX;  // moves beyond this one do
+  std::uint64_t seekModulus = 0;            // moves wrap there; 0: they do not
+  bool repeats = false;                     // the content begins again at its end, for ever
   bool throwsOnRead = false;
   std::uint64_t size;  // as told
   int calls = 0;
+  std::uint64_t bytesRead = 0;
   std::uint64_t position = 0;
 };
 

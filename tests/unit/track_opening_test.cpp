@@ -65,6 +65,122 @@ TEST(Opening, StreamsOfAllHabits) {
   }
 }
 
+/// A 32-bit seek forward over a chunk of almost 4 GB lands before the chunk.
+TEST(Opening, DoesNotBelieveThatAMoveWentWhereItWasSent) {
+  const std::string content =
+      "FORM\0\0\0\x2E"s + "AIFF" + CommChunk(2, 441000, 16) + "SSND\xFF\xFF\xFF\xF8"s + "12345678";
+  for (const bool asFile : {false, true}) {
+    ProbeSource source(content, "s.aif");
+    source.seekModulus = std::uint64_t{1} << 32U;
+    ID3Tag tag;
+    CheckExtension("s.aif", &tag);
+    EXPECT_TRUE(asFile ? ReadTrackFile(tag, source, "s.aif", kScanAll, nullptr)
+                       : OpenTrackFromStream(&source, &tag));
+    EXPECT_EQ(tag.details.duration, 10U);
+    EXPECT_LE(source.calls, 10);
+  }
+}
+
+/// Whatever is searched for, and whatever size the source claims, a search ends.
+TEST(Opening, EndsWithSourcesThatDoNot) {
+  const std::pair<const char*, std::string> contents[] = {
+      {"s.mp3", "ID3\3\0\0\0\0\0\0\xFF"s + std::string(100'000, '\0')},
+      {"s.aif", "FORM\0\0\0\0AIFF"s + std::string(100'000, '\0')},
+  };
+  struct Habit {
+    std::uint64_t claimed;
+    std::size_t largestRead;
+    bool asFile;
+  };
+  const Habit habits[] = {{0, 1, false}, {100'000, 1, true}, {0, SIZE_MAX, true}};
+  for (const auto& [name, content] : contents) {
+    for (const Habit& habit : habits) {
+      SCOPED_TRACE(::testing::PrintToString(content.substr(0, 24)));
+      ProbeSource source(content, name);
+      source.repeats = true;
+      source.size = habit.claimed;
+      source.largestRead = habit.largestRead;
+      ID3Tag tag;
+      CheckExtension(name, &tag);
+      tag.ignoreSizeErrors = true;
+      habit.asFile ? ReadTrackFile(tag, source, name, kScanAll, nullptr)
+                   : OpenTrackFromStream(&source, &tag);
+      const std::uint64_t most = CallBudget::kFreeBytes + 2 * habit.claimed;
+      EXPECT_LE(source.bytesRead, most + SourceReader::kLargestBlock);
+      EXPECT_LE(static_cast<std::uint64_t>(source.calls),
+                CallBudget::kFreeCalls + (habit.claimed + most) / CallBudget::kBytesPerCall + 3);
+    }
+  }
+}
+
+/// Files of 8 MB that are searched to the end: the calls are those of the largest blocks, and no
+/// byte is read much more than once.
+TEST(Opening, SearchesInBlocksThatGrow) {
+  const std::size_t size = std::size_t{8} << 20U;
+  const auto chain = [&](std::uint32_t chunkSize) {
+    const std::string chunk = Chunk("abcd", std::string(chunkSize, '\0'));
+    std::string chunks;
+    while (chunks.size() < size) {
+      chunks += chunk;
+    }
+    return Aiff("AIFF", chunks);
+  };
+  const std::pair<const char*, std::string> contents[] = {
+      {"s.mp3", V2Tag(3, "") + '\xFF' + std::string(size, '\0')},
+      {"s.mp3", V2Tag(3, "") + std::string(size, '\0')},
+      {"s.mp3", MpegFrames(k128, size / 417)},
+      {"s.mp3", MpegFrame(k128) +
+                    [&] {
+                      std::string rejected;
+                      while (rejected.size() < size) {
+                        rejected += "\xFF\xFB\xFF\0\0"s;
+                      }
+                      return rejected;
+                    }()},
+      {"s.aif", chain(0)},
+      {"s.aif", chain(3000)},
+      {"s.aif", chain(5000)},
+      {"s.aif", chain(70'000)},
+      {"s.aif", chain(300'000)},
+  };
+  for (const auto& [name, content] : contents) {
+    for (const bool asFile : {false, true}) {
+      SCOPED_TRACE(name + ::testing::PrintToString(content.substr(0, 24)));
+      ProbeSource source(content, name);
+      ID3Tag tag;
+      CheckExtension(name, &tag);
+      asFile ? ReadTrackFile(tag, source, name, kScanAll, nullptr)
+             : OpenTrackFromStream(&source, &tag);
+      EXPECT_LE(static_cast<std::size_t>(source.calls),
+                128 + 2 * content.size() / SourceReader::kLargestBlock);
+      EXPECT_LE(source.bytesRead, content.size() + (std::size_t{64} << 10U));
+    }
+  }
+}
+
+/// A seek to the beginning that fails after the ID3v1 step leaves the source after the last 128
+/// bytes. A file that cannot be moved is looked at where it stands, and goes on after that.
+TEST(Opening, GoesOnWhereAFailedSeekLeavesIt) {
+  const std::string v2 = V2Tag(3, Frame(3, "TIT2", "\0Song"s));
+  {
+    const std::string content = v2 + MpegFrame(k128) + V1Block("Old", 2, 17);
+    ProbeSource source(content, "s.mp3");
+    source.firstSeekable = 1;
+    ID3Tag tag;
+    EXPECT_FALSE(OpenTrackFromStream(&source, &tag));
+    EXPECT_TRUE(tag.v1Present);
+    EXPECT_FALSE(tag.v2Present);
+    EXPECT_EQ(source.position, content.size());
+  }
+  const std::string content = "ID3" + std::string(125, '\0') + v2 + MpegFrame(k128);
+  ProbeSource source(content, "");
+  source.failsSeeks = true;
+  ID3Tag tag;
+  CheckExtension("s.mp3", &tag);
+  EXPECT_TRUE(ReadTrackFile(tag, source, "s.mp3", kScanAll, nullptr));
+  EXPECT_EQ(std::string(tag.title.text.c_str()), "Song");
+}
+
 /// The bits of the audio are counted in 32 bits with a sign.
 TEST(Opening, DurationsWrap) {
   const std::pair<std::uint64_t, std::uint64_t> cases[] = {
