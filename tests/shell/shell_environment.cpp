@@ -1,17 +1,14 @@
 #include "tests/shell/shell_environment.h"
 
-#include <psapi.h>
 #include <shlwapi.h>
 
-#include <algorithm>
+#include <cstdarg>
 #include <cstring>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
-#include "platform/system_library.h"
-#include "shellext/base/module.h"
-#include "shellext/base/registry.h"
-#include "shellext/class_objects.h"
+#include "tags/unicode.h"
+#include "tools/report_text.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith::test {
@@ -26,105 +23,22 @@ struct Hive {
   HKEY key;
   const wchar_t* name;
 };
-const Hive kHives[] = {{HKEY_LOCAL_MACHINE, L"Machine"},
-                       {HKEY_CURRENT_USER, L"User"},
-                       {HKEY_CLASSES_ROOT, L"Classes"}};
+constexpr std::size_t kHivesWithoutClasses = 2;
+const Hive kHives[] = {
+    {HKEY_LOCAL_MACHINE, L"\\M"}, {HKEY_CURRENT_USER, L"\\U"}, {HKEY_CLASSES_ROOT, L"\\C"}};
 
-}  // namespace
+constexpr const wchar_t* kSettingsKey = L"Software\\Corvane\\Tagsmith\\Settings";
 
-ScratchSystem::ScratchSystem(Classes classes) : folder_("unused", "") {
-  std::vector<std::pair<const Hive*, HKEY>> scratch;
-  for (const Hive& hive : kHives) {
-    if (hive.key == HKEY_CLASSES_ROOT && classes == kSystemClasses) {
-      continue;
-    }
-    HKEY key = nullptr;
-    const std::wstring path = ScratchKey() + L"\\" + hive.name;
-    RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                    nullptr);
-    scratch.emplace_back(&hive, key);
-  }
-  for (const auto& [hive, key] : scratch) {
-    RegOverridePredefKey(hive->key, key);
-    RegCloseKey(key);
-    replaced_.push_back(hive->key);
-  }
-  SetStringValue(HKEY_CURRENT_USER,
-                 L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
-                 L"Local AppData", AppData().c_str());
-}
-
-ScratchSystem::~ScratchSystem() {
-  for (const HKEY hive : replaced_) {
-    RegOverridePredefKey(hive, nullptr);
-  }
-  SHDeleteKeyW(HKEY_CURRENT_USER, ScratchKey().c_str());
-}
-
-std::filesystem::path ScratchSystem::AppData() const {
-  return std::filesystem::path(folder_.Path()).parent_path() / "AppData";
-}
-
-std::filesystem::path ScratchSystem::LogFolder() const {
-  return AppData() / "Corvane" / "Tagsmith";
-}
-
-std::string ScratchSystem::Log() const {
-  std::ostringstream content;
-  content << std::ifstream(LogFolder() / "tsmithsx.log").rdbuf();
-  return content.str();
-}
-
-void SetSetting(HKEY hive, const wchar_t* name, DWORD value) {
-  ASSERT_EQ(SetDwordValue(hive, kSettingsKey, name, value), ERROR_SUCCESS);
-}
-
-void SetSetting(HKEY hive, const wchar_t* name, const wchar_t* text) {
-  ASSERT_EQ(SetStringValue(hive, kSettingsKey, name, text), ERROR_SUCCESS);
-}
-
-LoadedModule::LoadedModule(const wchar_t* copyName) {
-  std::wstring path = ProgramFolder() + L"tsshell.dll";
-  if (copyName != nullptr) {
-    const std::wstring copy = ProgramFolder() + copyName;
-    CopyFileW(path.c_str(), copy.c_str(), FALSE);
-    path = copy;
-  }
-  module_ = LoadLibraryW(path.c_str());
-  EXPECT_NE(module_, nullptr);
-}
-
-LoadedModule::~LoadedModule() { FreeLibrary(module_); }
-
-HRESULT LoadedModule::GetClassObject(REFCLSID clsid, REFIID riid, void** object) const {
-  using Getter = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
-  return FindFunction<Getter>(module_, "DllGetClassObject")(clsid, riid, object);
-}
-
-bool LoadedModule::CanUnload() const {
-  using Asker = HRESULT(WINAPI*)();
-  return FindFunction<Asker>(module_, "DllCanUnloadNow")() == S_OK;
-}
-
-ComPointer<IInitializeWithStream>& MakeHandler(const LoadedModule& module,
-                                               ComPointer<IInitializeWithStream>& handler) {
-  return MakeHandler(module, kPropertyHandlerClsid, L"Add property handler", handler);
-}
-
-std::string TagOfAllFields() {
-  const auto frame = [](std::string_view id, std::string_view text) {
-    return Frame(4, id, '\0' + std::string(text));
-  };
-  return V2Tag(4, frame("TIT2", "Title") + frame("TIT3", "Sub") + Frame(4, "POPM", "e\0\x80"s) +
-                      Frame(4, "COMM", "\0eng\0Comment"s) + frame("TPE1", "Artist") +
-                      frame("TPE2", "AA") + frame("TALB", "Album") + frame("TYER", "1999") +
-                      frame("TRCK", "3/9") + frame("TCON", "(17)") + frame("TPUB", "Pub") +
-                      frame("TENC", "Enc") + Frame(4, "WXXX", "\0\0http://u/"s) +
-                      Frame(4, "WOAR", "http://a/") + frame("TCOP", "Copy") +
-                      frame("TCOM", "Comp") + frame("TPE3", "Cond") + frame("TIT1", "Group") +
-                      frame("TPOS", "2/3") + frame("TKEY", "Am") + frame("TBPM", "120") +
-                      frame("TCMP", "1") + Frame(4, "TOPE", "\1\xFF\xFE" + Utf16Le(u"Ö")) +
-                      Frame(4, "PCST", "\0\0\0\0"s));
+/// What a leak would raise.
+struct Usage {
+  std::uintptr_t nextHandle = 0;  // the value of a fresh handle: lower ones are in use
+  std::size_t gdiObjects = 0;
+  std::size_t blocks = 0;  // of all heaps
+  bool operator==(const Usage&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const Usage& usage) {
+  return out << "next handle " << usage.nextHandle << ", GDI objects " << usage.gdiObjects
+             << ", blocks " << usage.blocks;
 }
 
 Usage CurrentUsage() {
@@ -144,10 +58,104 @@ Usage CurrentUsage() {
       usage.gdiObjects += table[24 * entry + 14] != std::byte{0} ? 1 : 0;
     }
   }
-  PROCESS_MEMORY_COUNTERS counters{};
-  GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
-  usage.memory = counters.PagefileUsage;
+  std::array<HANDLE, 64> heaps{};
+  const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+  for (DWORD i = 0; i < count; ++i) {
+    PROCESS_HEAP_ENTRY entry{};
+    while (HeapWalk(heaps[i], &entry) != FALSE) {
+      usage.blocks += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1 : 0;
+    }
+  }
   return usage;
+}
+
+}  // namespace
+
+ScratchSystem::ScratchSystem(Classes classes) : file_("unused", "") {
+  std::array<HKEY, std::size(kHives)> keys{};
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    RegCreateKeyW(HKEY_CURRENT_USER, (ScratchKey() + kHives[i].name).c_str(), &keys[i]);
+  }
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if ((i < kHivesWithoutClasses || classes == kWithClasses) &&
+        RegOverridePredefKey(kHives[i].key, keys[i]) != ERROR_SUCCESS) {
+      std::abort();  // before anything is done to the real ones
+    }
+    RegCloseKey(keys[i]);
+  }
+  const std::wstring folder = (Folder() / "AppData").wstring();
+  RegSetKeyValueW(HKEY_CURRENT_USER,
+                  L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
+                  L"Local AppData", REG_SZ, folder.c_str(),
+                  static_cast<DWORD>(2 * folder.size() + 2));
+}
+
+ScratchSystem::~ScratchSystem() {
+  for (const Hive& hive : kHives) {
+    RegOverridePredefKey(hive.key, nullptr);
+  }
+  SHDeleteKeyW(HKEY_CURRENT_USER, ScratchKey().c_str());
+}
+
+std::filesystem::path ScratchSystem::Folder() const {
+  return std::filesystem::path(file_.Path()).parent_path();
+}
+std::filesystem::path ScratchSystem::LogFolder() const {
+  return Folder() / "AppData" / "Corvane" / "Tagsmith";
+}
+std::string ScratchSystem::Log() const { return Content(LogFolder() / "tsmithsx.log"); }
+
+Lines ScratchSystem::NewMessages() {
+  Lines messages;
+  const std::string log = Log();
+  std::size_t end = 0;
+  for (std::size_t at = std::exchange(seen_, log.size()); at < log.size(); at = end + 1) {
+    end = log.find('\n', at);
+    const std::string line = log.substr(at, end - at);
+    if (!line.empty() && line.front() != '#') {
+      messages.push_back(line.substr(std::min(line.size(), sizeof("2026-11-21 10:20:30:"))));
+    }
+  }
+  return messages;
+}
+
+void ScratchSystem::FillLog() const {
+  std::filesystem::create_directories(LogFolder());
+  std::ofstream(LogFolder() / "tsmithsx.log") << std::string(103'000, 'x');
+}
+
+void SetSetting(HKEY hive, const wchar_t* name, DWORD value) {
+  ASSERT_EQ(RegSetKeyValueW(hive, kSettingsKey, name, REG_DWORD, &value, sizeof(value)), 0);
+}
+
+void SetSetting(HKEY hive, const wchar_t* name, const wchar_t* text) {
+  ASSERT_EQ(RegSetKeyValueW(hive, kSettingsKey, name, REG_SZ, text,
+                            static_cast<DWORD>(2 * std::wcslen(text) + 2)),
+            0);
+}
+
+void SwitchOn() {
+  for (const wchar_t* setting : kSettings) {
+    SetSetting(HKEY_LOCAL_MACHINE, setting, DWORD{1});
+  }
+}
+
+LoadedModule::LoadedModule() : module_(LoadLibraryW((ProgramFolder() + L"tsshell.dll").c_str())) {
+  EXPECT_NE(module_, nullptr);
+}
+
+LoadedModule::~LoadedModule() { FreeLibrary(module_); }
+
+void ExpectNothingIsLeft(const std::function<void()>& request) {
+  constexpr int kRounds = 20;  // first and second ones fill caches
+  for (int i = 0; i < 2 * kRounds; ++i) {
+    request();
+  }
+  const Usage before = CurrentUsage();
+  for (int i = 0; i < kRounds; ++i) {
+    request();
+  }
+  EXPECT_EQ(CurrentUsage(), before);
 }
 
 void TestStream::FaultIfIn(std::string_view method) const {
@@ -159,129 +167,78 @@ void TestStream::FaultIfIn(std::string_view method) const {
 
 STDMETHODIMP TestStream::QueryInterface(REFIID riid, void** object) {
   FaultIfIn("QueryInterface");
-  if (failsQuery || (riid != IID_IUnknown && riid != IID_IStream)) {
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
-  *object = static_cast<IStream*>(this);
-  AddRef();
-  return S_OK;
+  *object = !failsQuery && riid == IID_IStream ? static_cast<IStream*>(this) : nullptr;
+  references += *object != nullptr ? 1 : 0;
+  return *object != nullptr ? S_OK : E_NOINTERFACE;
 }
 
 STDMETHODIMP TestStream::Read(void* data, ULONG wanted, ULONG* count) {
   FaultIfIn("Read");
-  ++calls;
-  *count = 0;
-  if (throws) {
-    throw std::runtime_error("read");
-  }
-  if (position + wanted > failsFrom) {
-    *count = wanted;  // a lie
-    return STG_E_READFAULT;
-  }
-  const std::uint64_t left = position < content_.size() ? content_.size() - position : 0;
-  const auto given = static_cast<ULONG>(std::min<std::uint64_t>({wanted, left, largestRead}));
-  if (given != 0) {
-    std::memcpy(data, content_.data() + position, given);
-  }
-  position += given;
-  *count = overstatesCount && given == wanted ? given + 1000 : given;
-  return given < wanted ? endResult : S_OK;
+  const ReadResult result = source.Read({static_cast<std::byte*>(data), wanted});
+  const auto given = static_cast<ULONG>(result.count);
+  // What a failing read says of its count is a lie.
+  *count = result.error != 0 ? wanted : overstatesCount && given == wanted ? given + 1000 : given;
+  return result.error != 0 ? STG_E_READFAULT : given < wanted ? endResult : S_OK;
 }
 
 STDMETHODIMP TestStream::Seek(LARGE_INTEGER distance, DWORD origin, ULARGE_INTEGER* reached) {
   FaultIfIn("Seek");
-  ++calls;
-  const std::uint64_t base = origin == STREAM_SEEK_SET   ? 0
-                             : origin == STREAM_SEEK_CUR ? position
-                                                         : content_.size();
-  const std::int64_t target = static_cast<std::int64_t>(base) + distance.QuadPart;
-  if (failsSeek || target < 0) {
-    return STG_E_INVALIDFUNCTION;
-  }
-  position = static_cast<std::uint64_t>(target);
-  if (reached != nullptr) {
-    reached->QuadPart = position;
-  }
-  return S_OK;
+  constexpr SeekOrigin kOrigins[] = {SeekOrigin::kBegin, SeekOrigin::kCurrent, SeekOrigin::kEnd};
+  const auto position = source.Seek(distance.QuadPart, kOrigins[origin]);
+  reached->QuadPart = position.value_or(0);
+  return position ? S_OK : STG_E_INVALIDFUNCTION;
 }
 
 STDMETHODIMP TestStream::Stat(STATSTG* status, DWORD flags) {
   FaultIfIn("Stat");
-  ++calls;
   *status = {};
-  if (failsStat) {
-    return STG_E_ACCESSDENIED;
-  }
-  status->cbSize.QuadPart = size;
+  status->cbSize.QuadPart = source.Status().size;
   if (hasName && flags == STATFLAG_DEFAULT) {
-    const std::size_t bytes = (name_.size() + 1) * sizeof(wchar_t);
-    status->pwcsName = static_cast<wchar_t*>(CoTaskMemAlloc(bytes));
-    std::memcpy(status->pwcsName, name_.c_str(), bytes);
+    SHStrDupW(name_.c_str(), &status->pwcsName);
   }
-  return S_OK;
+  return failsStat ? STG_E_ACCESSDENIED : S_OK;
 }
 
-std::vector<std::string> Shown(const std::vector<PropertyItem>& items) {
-  std::vector<std::string> shown;
-  shown.reserve(items.size());
-  for (const PropertyItem& item : items) {
-    shown.push_back(NameOf(item.key) + "=" +
-                    (item.value.type == VT_EMPTY ? "-" : ToText(item.value.content)));
-  }
-  std::sort(shown.begin(), shown.end());
-  return shown;
+std::string Content(const std::filesystem::path& path, std::ios::openmode mode) {
+  std::ifstream file(path, mode);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
-namespace {
-
-constexpr const wchar_t* kHeldEvent = L"TagsmithTestFileIsHeld";
-constexpr const wchar_t* kReleaseEvent = L"TagsmithTestReleaseFile";
-
-}  // namespace
-
-/// The child's side: opens the file for itself alone until it is told to let go.
-static int HoldFile(const char* path) {
-  HANDLE file = CreateFileA(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  HANDLE held = OpenEventW(EVENT_MODIFY_STATE, FALSE, kHeldEvent);
-  HANDLE release = OpenEventW(SYNCHRONIZE, FALSE, kReleaseEvent);
-  SetEvent(held);
-  WaitForSingleObject(release, 30'000);
-  return file != INVALID_HANDLE_VALUE ? 0 : 1;
+std::string Format(const char* format, ...) {
+  std::array<char, 1000> text{};
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  va_end(arguments);
+  return text.data();
 }
 
-FileHolder::FileHolder(const char* path)
-    : held_(CreateEventW(nullptr, TRUE, FALSE, kHeldEvent)),
-      release_(CreateEventW(nullptr, TRUE, FALSE, kReleaseEvent)) {
-  std::array<char, 1024> program{};
-  GetModuleFileNameA(nullptr, program.data(), static_cast<DWORD>(program.size()));
-  std::string command = std::string(program.data()) + " --hold " + path;
-  STARTUPINFOA startup{};
-  startup.cb = sizeof(startup);
-  PROCESS_INFORMATION process{};
-  EXPECT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                             &startup, &process));
-  CloseHandle(process.hThread);
-  process_ = process.hProcess;
-  EXPECT_EQ(WaitForSingleObject(held_, 30'000), WAIT_OBJECT_0);
+std::string Narrow(std::wstring_view text) { return Utf16ToUtf8(Utf16(text)); }
+
+std::string Shortened(const std::string& text) {
+  return text.size() < 70 ? text : text.substr(0, 40) + "... (" + std::to_string(text.size()) + ")";
 }
 
-FileHolder::~FileHolder() {
-  SetEvent(release_);
-  WaitForSingleObject(process_, 30'000);
-  DWORD code = 1;
-  GetExitCodeProcess(process_, &code);
-  EXPECT_EQ(code, 0U);
-  for (HANDLE handle : {held_, release_, process_}) {
-    CloseHandle(handle);
+std::string GuidText(const GUID& guid) {
+  std::array<wchar_t, 40> text{};
+  StringFromGUID2(guid, text.data(), static_cast<int>(text.size()));
+  return Narrow(text.data());
+}
+
+void ExpectFile(const std::string& name, const std::string& seen) {
+  const std::string expected = Content(std::string(TAGSMITH_EXPECTED) + name);
+  EXPECT_EQ(seen, expected) << name;
+  if (seen != expected) {
+    std::ofstream(std::filesystem::path(ProgramFolder()) / ("seen-" + name), std::ios::binary)
+        << seen;
   }
 }
 
 }  // namespace tagsmith::test
 
 int main(int argc, char** argv) {
-  if (argc > 2 && argv[1] == std::string("--hold")) {
-    return tagsmith::test::HoldFile(argv[2]);
+  if (argc == 4 && argv[1] == std::string("--child")) {
+    return tagsmith::test::RunChild(argv[2], argv[3]);
   }
   ::testing::InitGoogleTest(&argc, argv);
   const std::string variant =

@@ -1,22 +1,26 @@
-// A scratch registry and folders around the module, and streams that misbehave.
+// A scratch registry and folders around the module, streams that misbehave, and texts to compare
+// with.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <objidl.h>
 #include <propsys.h>
 
-#include <atomic>
+#include <array>
 #include <functional>
 #include <string>
-#include <vector>
 
+#include "platform/system_library.h"
 #include "platform/windows_handles.h"
+#include "shellext/base/handler_ids.h"
 #include "tests/unit/test_support.h"
-#include "tools/property_report.h"
 
 namespace tagsmith::test {
+
+using Results = std::vector<HRESULT>;
+
+constexpr unsigned k128 = 9;  // the index of 128 kbps in a frame's header
 
 /// Registry hives of the test's own, in place of the machine's and the user's, on request also of
 /// the classes, and a folder for local application data. Made anew for each test.
@@ -28,81 +32,87 @@ class ScratchSystem {
   ScratchSystem(const ScratchSystem&) = delete;
   ScratchSystem& operator=(const ScratchSystem&) = delete;
 
-  /// The folder of local application data.
-  [[nodiscard]] std::filesystem::path AppData() const;
+  [[nodiscard]] std::filesystem::path Folder() const;
   [[nodiscard]] std::filesystem::path LogFolder() const;
   [[nodiscard]] std::string Log() const;
+  /// The messages of the lines that were written since the last call, without the header.
+  Lines NewMessages();
+  /// Fills the log, so that it is longer than it may be by default.
+  void FillLog() const;
 
  private:
-  std::vector<HKEY> replaced_;
-  TemporaryFile folder_;
+  TemporaryFile file_;
+  std::size_t seen_ = 0;
 };
 
 void SetSetting(HKEY hive, const wchar_t* name, DWORD value);
 void SetSetting(HKEY hive, const wchar_t* name, const wchar_t* text);
 
+/// All four settings that registration and class objects look at.
+constexpr const wchar_t* kSettings[] = {L"Add property handler", L"Add AIFF association",
+                                        L"Add thumbnail handler", L"Add column handler"};
+void SwitchOn();
+
 /// The module, loaded for as long as this lives.
 class LoadedModule {
  public:
-  /// A copy under another name is a module of its own.
-  explicit LoadedModule(const wchar_t* copyName = nullptr);
+  LoadedModule();
   ~LoadedModule();
   LoadedModule(const LoadedModule&) = delete;
   LoadedModule& operator=(const LoadedModule&) = delete;
 
-  HRESULT GetClassObject(REFCLSID clsid, REFIID riid, void** object) const;
-  [[nodiscard]] bool CanUnload() const;
+  template <typename... Arguments>
+  HRESULT Call(const char* name, Arguments... arguments) const {
+    return FindFunction<HRESULT(WINAPI*)(Arguments...)>(module_, name)(arguments...);
+  }
+  HRESULT GetClassObject(REFCLSID clsid, REFIID riid, void** object) const {
+    return Call<REFCLSID, REFIID, void**>("DllGetClassObject", clsid, riid, object);
+  }
+  [[nodiscard]] bool CanUnload() const { return Call("DllCanUnloadNow") == S_OK; }
   [[nodiscard]] HMODULE Get() const { return module_; }
+
+  /// A fresh handler of the class, with all settings switched on.
+  template <typename Interface>
+  Interface& Make(REFCLSID clsid, REFIID riid, ComPointer<Interface>& handler) const {
+    SwitchOn();
+    ComPointer<IClassFactory> factory;
+    EXPECT_EQ(GetClassObject(clsid, IID_IClassFactory, factory.ReceiveVoid()), S_OK);
+    EXPECT_EQ(factory->CreateInstance(nullptr, riid, handler.ReceiveVoid()), S_OK);
+    return *handler;
+  }
+  IInitializeWithStream& Make(REFCLSID clsid, ComPointer<IInitializeWithStream>& handler) const {
+    return Make(clsid, __uuidof(IInitializeWithStream), handler);
+  }
 
  private:
   HMODULE module_;
 };
 
-/// A fresh handler of the class, whose setting is switched on.
-template <typename Interface>
-ComPointer<Interface>& MakeHandler(const LoadedModule& module, const CLSID& clsid,
-                                   const wchar_t* setting, ComPointer<Interface>& handler) {
-  SetSetting(HKEY_LOCAL_MACHINE, setting, 1);
-  ComPointer<IClassFactory> factory;
-  EXPECT_EQ(module.GetClassObject(clsid, IID_IClassFactory, factory.ReceiveVoid()), S_OK);
-  EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(Interface), handler.ReceiveVoid()), S_OK);
-  return handler;
-}
-
-/// A fresh, not yet initialised property handler.
-ComPointer<IInitializeWithStream>& MakeHandler(const LoadedModule& module,
-                                               ComPointer<IInitializeWithStream>& handler);
-
-/// An ID3v2.4 tag with a value for each property and column.
-std::string TagOfAllFields();
-
-/// What a leak would raise.
-struct Usage {
-  std::uintptr_t nextHandle = 0;  // the value of a fresh handle: lower ones are in use
-  std::size_t gdiObjects = 0;
-  std::size_t memory = 0;  // committed, in bytes
-};
-Usage CurrentUsage();
-
-/// Another process that has a file open for itself alone, as long as this lives. One at a time.
-class FileHolder {
+/// Without a folder for temporary files, where no dump can be written, while this lives.
+class NoTemporaryFolder {
  public:
-  explicit FileHolder(const char* path);
-  ~FileHolder();
-  FileHolder(const FileHolder&) = delete;
-  FileHolder& operator=(const FileHolder&) = delete;
+  NoTemporaryFolder() {
+    GetTempPathW(MAX_PATH, before_.data());
+    SetEnvironmentVariableW(L"TMP", L"C:\\no\\such");
+  }
+  ~NoTemporaryFolder() { SetEnvironmentVariableW(L"TMP", before_.data()); }
+  NoTemporaryFolder(const NoTemporaryFolder&) = delete;
+  NoTemporaryFolder& operator=(const NoTemporaryFolder&) = delete;
 
  private:
-  HANDLE held_;
-  HANDLE release_;
-  HANDLE process_ = nullptr;
+  std::array<wchar_t, MAX_PATH> before_{};
 };
+
+/// Expects that requests leave no memory, handle or GDI object behind.
+void ExpectNothingIsLeft(const std::function<void()>& request);
 
 /// A stream over bytes that counts calls and can misbehave.
 class TestStream : public IStream {
+  const std::string content_;  // before the source, which shows it
+
  public:
-  TestStream(std::string content, std::wstring name)
-      : size(content.size()), content_(std::move(content)), name_(std::move(name)) {}
+  explicit TestStream(std::string content, std::wstring name = L"s.mp3")
+      : content_(std::move(content)), name_(std::move(name)) {}
   virtual ~TestStream() = default;
 
   STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
@@ -122,29 +132,33 @@ class TestStream : public IStream {
   STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
   STDMETHODIMP Clone(IStream**) override { return E_NOTIMPL; }
 
-  std::atomic<ULONG> references = 1;
-  int calls = 0;
-  std::uint64_t position = 0;
-  std::uint64_t size;  // as told
+  ProbeSource source{content_, ""};
+  ULONG references = 1;
   bool hasName = true;
   bool failsStat = false;
-  bool failsSeek = false;
   bool failsQuery = false;
-  bool throws = false;
   bool overstatesCount = false;
   const char* faultIn = "";  // the method that ends in an access violation
   HRESULT endResult = S_FALSE;
-  ULONG largestRead = 0xFFFFFFFF;
-  std::uint64_t failsFrom = ~std::uint64_t{0};  // reads that reach this position fail
 
  private:
   void FaultIfIn(std::string_view method) const;
 
-  std::string content_;
   std::wstring name_;
 };
 
-/// "System.Title=..." for each item, empty ones as "System.Title=-"; sorted by name.
-std::vector<std::string> Shown(const std::vector<PropertyItem>& items);
+std::string Content(const std::filesystem::path& path, std::ios::openmode mode = std::ios::in);
+std::string Narrow(std::wstring_view text);
+std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
+/// Of a long text the beginning, and how many bytes there are.
+std::string Shortened(const std::string& text);
+/// "{7C1F2A90-...}"
+std::string GuidText(const GUID& guid);
+
+/// Compares with a file of the folder "expected"; what is seen instead is kept beside the program.
+void ExpectFile(const std::string& name, const std::string& seen);
+
+/// For the tests of crash reports: runs as a process that ends in the way of this name.
+int RunChild(const std::string& name, const char* log);
 
 }  // namespace tagsmith::test
