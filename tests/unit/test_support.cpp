@@ -156,6 +156,7 @@ std::vector<std::string> LogWatch::Messages() {
 
 ReadResult ProbeSource::Read(std::span<std::byte> into) {
   ++calls;
+  largestRequest = std::max(largestRequest, into.size());
   if (throwsOnRead) {
     throw std::runtime_error("read");
   }
