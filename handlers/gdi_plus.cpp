@@ -4,9 +4,11 @@
 #include <utility>
 
 #include "diag/structured_guard.h"
+#include "handlers/gdi_plus_manifest.h"
 #include "handlers/memory_dc.h"
 #include "platform/critical_section.h"
 #include "platform/system_library.h"
+#include "shellext/base/module.h"
 
 namespace tagsmith {
 namespace {
@@ -26,7 +28,11 @@ Decoder& TheDecoder() {
 
 /// The library stays loaded, so that its functions are looked up once.
 bool LoadFunctions(GdiPlusFunctions& functions) {
-  const HMODULE library = LoadSystemLibrary(L"gdiplus.dll");
+  constexpr const wchar_t* kName = L"gdiplus.dll";
+  HMODULE library = LoadSystemLibrary(kName);
+  if (library == nullptr) {  // before Windows Vista
+    library = LoadSideBySideLibrary(kName, Module().instance, TAGSMITH_GDI_PLUS_MANIFEST);
+  }
   bool hasAll = true;
 #define TAGSMITH_FIND(scope, name)                                         \
   functions.name = FindFunction<decltype(functions.name)>(library, #name); \

@@ -9,6 +9,10 @@ namespace tagsmith {
 /// is loaded once more by each call and never freed.
 HMODULE LoadSystemLibrary(const wchar_t* name);
 
+/// Loads a library that older systems keep side by side: where the manifest says, which is the
+/// resource `manifest` of `module`. Null where that is not known.
+HMODULE LoadSideBySideLibrary(const wchar_t* name, HMODULE module, WORD manifest);
+
 /// The exported function as `Function`, a pointer type; null when the library is null or has none.
 template <typename Function>
 Function FindFunction(HMODULE library, const char* name) {
