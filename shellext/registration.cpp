@@ -12,6 +12,7 @@
 #include "format/bounded.h"
 #include "shellext/base/handler_ids.h"
 #include "shellext/base/module.h"
+#include "shellext/base/registered_keys.h"
 #include "shellext/base/registry.h"
 #include "shellext/base/settings.h"
 #include "shellext/base/version_info.h"
@@ -36,22 +37,9 @@ constexpr Handler kThumbnailHandler = {kThumbnailHandlerClsid, L"Tagsmith thumbn
 constexpr Handler kColumnHandler = {kColumnHandlerClsid, L"Tagsmith column handler", kColumnSetting,
                                     false};
 
-constexpr const wchar_t* kAiffSetting = L"Add AIFF association";
-
-constexpr const wchar_t* kExtensions[] = {L".aif", L".aiff", L".mp3"};
-
 constexpr const wchar_t* kApprovedKey =
     L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Approved";
-constexpr const wchar_t* kPropertyHandlersKey =
-    L"Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem\\PropertyHandlers\\";
 constexpr const wchar_t* kAssociationsKey = L"SystemFileAssociations\\";
-constexpr const wchar_t* kColumnHandlersKey = L"Folder\\shellex\\ColumnHandlers\\";
-constexpr const wchar_t* kThumbnailProviderKey =
-    L"\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
-constexpr const wchar_t* kExtractImageKey = L"\\ShellEx\\{BB2E617C-0920-11d1-9A0B-00C04FC2D6C1}";
-
-/// Where a replaced default value is kept, and what the names of other replaced values end in.
-constexpr const wchar_t* kBackup = L"tsmithbak";
 
 std::wstring Join(const wchar_t* left, const wchar_t* right) { return std::wstring(left) + right; }
 

@@ -47,7 +47,8 @@ Option Text(const char* name, std::optional<std::string>& text) {
 
 std::optional<std::vector<std::string>> ParseArguments(const char* tool, const char* usage,
                                                        std::span<const Option> options,
-                                                       std::vector<std::string> arguments) {
+                                                       std::vector<std::string> arguments,
+                                                       const bool& needsNoFile) {
   const auto refuse = [&](const std::string& reason) {
     std::fprintf(stderr, "%s: %s\n\n%s", tool, reason.c_str(), usage);
     return std::nullopt;
@@ -75,7 +76,7 @@ std::optional<std::vector<std::string>> ParseArguments(const char* tool, const c
       return refuse(std::string("--") + option.name + " takes " + option.value);
     }
   }
-  if (optind == count) {
+  if (optind == count && !needsNoFile) {
     return refuse("no file given");
   }
   return std::vector<std::string>(list.begin() + optind, list.end() - 1);

@@ -30,9 +30,11 @@ Option Text(const char* name, std::optional<std::string>& text);
 
 /// Hands the options among the arguments to their receivers, in order, and returns the files: all
 /// other arguments, and whatever comes after "--". Nothing, with a message and `usage` on standard
-/// error, when there is no file or an option is not understood.
+/// error, when an option is not understood or there is no file; none is needed where an option has
+/// set `needsNoFile`.
 std::optional<std::vector<std::string>> ParseArguments(const char* tool, const char* usage,
                                                        std::span<const Option> options,
-                                                       std::vector<std::string> arguments);
+                                                       std::vector<std::string> arguments,
+                                                       const bool& needsNoFile = false);
 
 }  // namespace tagsmith

@@ -19,6 +19,7 @@
 #include "tools/file_report.h"
 #include "tools/html_report.h"
 #include "tools/log_capture.h"
+#include "tools/registration_report.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith {
@@ -27,6 +28,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: tsprobe [--properties] [--thumbnail] [--columns] [--png DIR] [--html FILE] [--text]\n"
     "               [--module PATH | --registered] FILE...\n"
+    "       tsprobe --registration [--text]\n"
     "\n"
     "  --properties   ask the property handler\n"
     "  --thumbnail    ask the thumbnail handler\n"
@@ -35,13 +37,15 @@ constexpr const char* kUsage =
     "  --html FILE    write a page that shows all of it as the shell would\n"
     "  --text         print for people, not as JSON Lines\n"
     "  --module PATH  load the module at PATH and use its class objects\n"
-    "  --registered   use the registered handlers (the default)\n";
+    "  --registered   use the registered handlers (the default)\n"
+    "  --registration show what is registered, and who answers because of it\n";
 
 struct Options {
   bool asksProperties = false;
   bool asksThumbnail = false;
   bool asksColumns = false;
   bool text = false;
+  bool registration = false;
   std::optional<std::string> png;
   std::optional<std::string> html;
   std::optional<std::string> module;
@@ -57,6 +61,7 @@ std::optional<std::vector<std::string>> ParseArguments(Options& options,
       Text("png", options.png),
       Text("html", options.html),
       Flag("text", options.text),
+      Flag("registration", options.registration),
       Text("module", options.module),
       {"registered", nullptr,
        [&](const char* /*none*/) {
@@ -64,7 +69,7 @@ std::optional<std::vector<std::string>> ParseArguments(Options& options,
          return true;
        }},
   };
-  auto files = ParseArguments("tsprobe", kUsage, known, std::move(arguments));
+  auto files = ParseArguments("tsprobe", kUsage, known, std::move(arguments), options.registration);
   if (!options.asksProperties && !options.asksThumbnail && !options.asksColumns) {
     options.asksProperties = true;
     options.asksThumbnail = true;
@@ -153,6 +158,13 @@ void PrintJson(const FileReport& report) {
   std::printf("%s\n", json.Result().c_str());
 }
 
+void PrintRegistration(bool asText) {
+  const RegistrationReport report = ReadRegistration();
+  JsonWriter json;
+  WriteJson(json, report);
+  std::printf("%s\n", asText ? ToText(report).c_str() : json.Result().c_str());
+}
+
 bool WritePage(const std::string& path, std::span<const FileReport> reports) {
   std::ofstream file(std::filesystem::path(std::u8string(path.begin(), path.end())),
                      std::ios::binary);
@@ -167,6 +179,10 @@ int Run(std::vector<std::string> arguments) {
     return kWrongUsage;
   }
   UseBinaryOutput();
+  if (options.registration) {
+    PrintRegistration(options.text);
+    return kDoneAll;
+  }
   StartLogCapture();
   UsePropertySystemDouble();
   if (FAILED(CoInitialize(nullptr))) {

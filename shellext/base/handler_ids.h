@@ -18,5 +18,6 @@ inline constexpr CLSID kColumnHandlerClsid = {
 inline constexpr const wchar_t* kPropertySetting = L"Add property handler";
 inline constexpr const wchar_t* kThumbnailSetting = L"Add thumbnail handler";
 inline constexpr const wchar_t* kColumnSetting = L"Add column handler";
+inline constexpr const wchar_t* kAiffSetting = L"Add AIFF association";
 
 }  // namespace tagsmith

@@ -14,8 +14,6 @@
 namespace tagsmith {
 namespace {
 
-constexpr DWORD kDefaultLogSize = 102400;
-
 ModuleValues values;
 std::atomic<std::int32_t> liveObjects;
 
@@ -65,7 +63,7 @@ std::int32_t LiveObjectCount() { return liveObjects; }
 void StartModule(HINSTANCE instance) {
   values.instance = instance;
   values.maximumLogSize = static_cast<std::int32_t>(
-      ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, L"Max log size", kDefaultLogSize));
+      ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, kLogSizeSetting, kDefaultLogSize));
   FindLogFolder(values.logPath);
   AppendBounded(values.logPath, "tsmithsx.log");
   ConfigureLog(kLogWarning, std::fopen(values.logPath.data(), "a+"), nullptr, false,

@@ -12,6 +12,10 @@ namespace tagsmith {
 inline constexpr const wchar_t* kProductKey = L"Software\\Corvane\\Tagsmith";
 inline constexpr const wchar_t* kSettingsKey = L"Software\\Corvane\\Tagsmith\\Settings";
 
+/// The user's; in bytes.
+inline constexpr const wchar_t* kLogSizeSetting = L"Max log size";
+inline constexpr DWORD kDefaultLogSize = 102400;
+
 /// Set once by StartModule, read everywhere.
 struct ModuleValues {
   HINSTANCE instance = nullptr;

@@ -37,6 +37,19 @@ DEFAULT = {'Properties', 'Aiff', 'Thumbnails'}
 OLD, NEW, BROKEN = '1.26.43', '1.27.0', 'broken'
 REFUSED, FAILED = 1603 % 256, 1627 % 256
 
+WINDOWS = r'Software\Microsoft\Windows\CurrentVersion'
+# What else decides who answers, key by key; and who does then.
+IN_THE_WAY = [
+    (rf'HKLM\{WINDOWS}\PropertySystem\SystemPropertyHandlers', '.mp3', 'REG_SZ', '{windows}'),
+    (rf'HKCU\{SETTINGS}', 'Add property handler', 'REG_DWORD', '0'),
+    (rf'HKCU\{WINDOWS}\Policies\Explorer', 'DisableThumbnails', 'REG_DWORD', '1'),
+    (rf'HKLM\{WINDOWS}\PropertySystem\PropertyHandlers\.aiff', 'tsmithbak', 'REG_SZ', 'earlier'),
+]
+ANSWERS = {'properties of .aif': ('ours', 'nobody: switched off for this user'),
+           'properties of .mp3': ('ours', "Windows' own handler"),
+           'thumbnails of .mp3': ('ours', 'nobody: DisableThumbnails switches thumbnails off'),
+           'columns': ('not asked for since Windows Vista',) * 2}
+
 # What is done: name, arguments of msiexec, its exit code, the version and features there are then;
 # Windows version, and what is set or broken before, where that matters.
 Step = collections.namedtuple('Step', 'name arguments code version features windows before',
@@ -70,6 +83,8 @@ LEFT = re.compile(r'machine\\Software\\Classes\\(\.(aiff?|mp3)(\\ShellEx)?|Syste
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem(\\.*)?$'
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions'
                   r'(\\Approved)?$'
+                  r'|user\\Software\\Corvane(\\.*)?$'
+                  r'|user\\Software\\Microsoft\\Windows\\CurrentVersion\\Policies(\\Explorer)?$'
                   r'|user\\Software\\Wine\\AppDefaults(\\msiexec.exe)?$'
                   # Windows Installer's own book-keeping.
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\'
@@ -150,6 +165,28 @@ def check(tree, version, features, windows):
     assert entry['InstallLocation'] == FOLDER and entry['HelpLink'] and entry['Contact'], entry
     assert 300 < int(entry['Size']) < 3000, entry
     assert any(values.get('ProductIcon', '').endswith('tagsmith.ico') for values in tree.values())
+
+
+def check_answers(prefix, folder):
+    """Who answers by what tsprobe reads in the registry, before and after something else decides."""
+    def registration():
+        answer = json.loads(prefix.wine(0, TSPROBE, '--registration'))
+        return answer, {verdict['subject']: verdict['answer'] for verdict in answer['verdicts']}
+
+    answer, verdicts = registration()
+    assert verdicts.items() >= {(what, then[0]) for what, then in ANSWERS.items()}, answer
+    assert [found['version'] for found in answer['classes']] == [OLD + '.0'] * 2 + [''], answer
+    assert [setting['machine'] for setting in answer['settings']] == [1, 1, None, 1, None], answer
+    assert answer['types'][2]['properties']['backup'] == FOREIGN, answer
+    for name, action in (('set', '@reg add "{}" /v "{}" /t {} /d {} /f'),
+                         ('unset', '@reg delete "{}" /v "{}" /f')):
+        (folder / f'{name}.cmd').write_text('\n'.join(action.format(*row) for row in IN_THE_WAY))
+    prefix.wine(0, 'cmd', '/c', folder / 'set.cmd')
+    answer, verdicts = registration()
+    assert verdicts.items() >= {(what, then[1]) for what, then in ANSWERS.items()}, answer
+    assert answer['settings'][0]['user'] == 0 and len(answer['policies']) == 1, answer
+    assert answer['types'][1]['properties']['backup'] == 'earlier', answer
+    prefix.wine(0, 'cmd', '/c', folder / 'unset.cmd')
 
 
 def make_packages(folder):
@@ -248,6 +285,7 @@ def main():
             if step.name == 'install':
                 answer = json.loads(prefix.wine(0, TSPROBE, '--registered', '--properties', track))
                 assert answer['properties']['items'][0]['value'] == 'Installed', answer
+                check_answers(prefix, folder)
             if step.windows:
                 prefix.wine(0, 'reg', 'delete', VERSIONS, '/f')
             tree = prefix.tree()

@@ -1,0 +1,25 @@
+// Where handlers are registered: for registration, and for who looks what is registered.
+#pragma once
+
+namespace tagsmith {
+
+/// The file types that the handlers are registered for.
+inline constexpr const wchar_t* kExtensions[] = {L".aif", L".aiff", L".mp3"};
+
+/// Below the local machine; an extension follows, whose default value is the handler.
+inline constexpr const wchar_t* kPropertyHandlersKey =
+    L"Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem\\PropertyHandlers\\";
+
+/// After an extension below classes root: the thumbnail handler since Windows Vista, and before.
+inline constexpr const wchar_t* kThumbnailProviderKey =
+    L"\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
+inline constexpr const wchar_t* kExtractImageKey =
+    L"\\ShellEx\\{BB2E617C-0920-11d1-9A0B-00C04FC2D6C1}";
+
+/// Below classes root; an identifier follows.
+inline constexpr const wchar_t* kColumnHandlersKey = L"Folder\\shellex\\ColumnHandlers\\";
+
+/// Where a replaced default value is kept, and what the names of other replaced values end in.
+inline constexpr const wchar_t* kBackup = L"tsmithbak";
+
+}  // namespace tagsmith
