@@ -15,6 +15,9 @@ template <typename... Cases>
 struct Overloaded : Cases... {
   using Cases::operator()...;
 };
+// The compiler of the linter does not deduce this by itself.
+template <typename... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
 
 std::string Show(const std::wstring& text) { return Utf16ToUtf8(Utf16(text)); }
 std::string Show(bool flag) { return flag ? "yes" : "no"; }
