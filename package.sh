@@ -15,7 +15,7 @@ check() {
   local folder releases=()
   git -C "$here" diff --quiet HEAD || echo "The last commit is checked, without the changes since." >&2
   folder=$(mktemp -d)
-  trap 'rm -rf "$folder"' EXIT
+  trap "rm -rf '$folder'" EXIT  # now: the trap runs where the name is gone
   for clone in "$folder/one" "$folder/another/with a longer path"; do
     git clone -q "$here" "$clone"
     "$clone/package.sh" >/dev/null
