@@ -51,7 +51,7 @@ STDMETHODIMP CMP3ColumnProvider::GetItemData(LPCSHCOLUMNID column, LPCSHCOLUMNDA
     }
     WriteLogLine(kLogInformation, "Opening: %s", path->data());
     ID3Tag tag;
-    tag.keepPictures = false;
+    static_cast<TagOptions&>(tag) = kFieldOptions;
     const bool isOpened = OpenTrackFromFile(tag, path->data(), kScanQuick, nullptr, false);
     const VARIANT answer = ReadColumn(*column, tag, isOpened);
     if (answer.vt == VT_EMPTY) {

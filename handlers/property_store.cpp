@@ -126,7 +126,7 @@ HRESULT CMP3PropertyStore::FillCache(IStream& stream) {
   }
   return Guarded("Failed to create the tag data property store cache", result, [&] {
     ID3Tag tag;
-    tag.keepPictures = false;
+    static_cast<TagOptions&>(tag) = kFieldOptions;
     ComStreamSource source(stream);
     if (!OpenTrackFromStream(&source, &tag)) {
       tag.Clear(true);

@@ -66,6 +66,7 @@ STDMETHODIMP CMP3ThumbExtractor::Extract(HBITMAP* bitmap) {
     *bitmap = nullptr;
     return art_.GetBitmap(
         [&](ID3Tag& tag) {
+          static_cast<TagOptions&>(tag) = kPictureOptions;
           const auto path = ToUtf8Path(path_.data());
           return path && OpenTrackFromFile(tag, path->data(), kScanAll, nullptr, false);
         },

@@ -30,6 +30,7 @@ STDMETHODIMP CMP3ThumbProvider::GetThumbnail(UINT /*size*/, HBITMAP* bitmap,
     PruneModuleLog();
     const HRESULT result = art_.GetBitmap(
         [&](ID3Tag& tag) {
+          static_cast<TagOptions&>(tag) = kPictureOptions;
           if (!held_.stream) {
             return false;
           }

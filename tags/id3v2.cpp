@@ -1,7 +1,6 @@
 #include "tags/id3v2.h"
 
 #include <limits>
-#include <vector>
 
 #include "diag/log.h"
 #include "tags/id3v2_frame.h"
@@ -37,7 +36,7 @@ bool IsLetterOrDigit(std::byte byte) {
 /// The walk over the frames of one tag.
 class TagWalk {
  public:
-  TagWalk(ID3Tag& tag, ByteView buffer, TextReduction mode)
+  TagWalk(ID3Tag& tag, std::span<std::byte> buffer, TextReduction mode)
       : tag_(tag), buffer_(buffer), mode_(mode) {}
 
   [[nodiscard]] std::uint64_t Position() const { return position_; }
@@ -95,7 +94,7 @@ class TagWalk {
     if (!Fits(offset + Count)) {
       throw BeyondTag{};
     }
-    return buffer_.subspan(static_cast<std::size_t>(position_ + offset)).first<Count>();
+    return ByteView(buffer_).subspan(static_cast<std::size_t>(position_ + offset)).first<Count>();
   }
 
   [[nodiscard]] bool Fits(std::uint64_t count) const { return position_ + count <= buffer_.size(); }
@@ -185,7 +184,7 @@ class TagWalk {
                    static_cast<int>(capacity_), static_cast<int>(left));
       return DataResult::kEnd;
     }
-    frame.body = TakeBytes(size);
+    TakeBody(size, frame);
     if (Is24() && header.size != header.plainSize && !IsAtFrame()) {
       // The size was written as a plain number.
       position_ -= size;
@@ -194,7 +193,7 @@ class TagWalk {
                      SizeForMessage(), PositionForMessage(header.plainSize));
         return DataResult::kEnd;
       }
-      frame.body = TakeBytes(header.plainSize);
+      TakeBody(header.plainSize, frame);
       if (!IsAtFrame()) {
         WriteLogLine(kLogError, "Failed to validate the tag position after a non-syncsafe frame");
         return DataResult::kLostPosition;
@@ -206,10 +205,10 @@ class TagWalk {
     return DataResult::kRead;
   }
 
-  ByteView TakeBytes(std::uint32_t size) {
-    const ByteView bytes = buffer_.subspan(static_cast<std::size_t>(position_), size);
+  void TakeBody(std::uint32_t size, V2Frame& frame) {
+    body_ = buffer_.subspan(static_cast<std::size_t>(position_), size);
+    frame.body = body_;
     position_ += size;
-    return bytes;
   }
 
   /// Whether the position is the end, padding, or letters and digits as a frame ID has them. Of a
@@ -223,18 +222,18 @@ class TagWalk {
     return id[0] == std::byte{0} || std::all_of(id.begin(), id.end(), IsLetterOrDigit);
   }
 
-  /// Drops each zero byte after an FF byte (ID3v2.4.0 structure, 6.1).
+  /// Drops each zero byte after an FF byte (ID3v2.4.0 structure, 6.1), in place.
   void RemoveUnsynchronisation(V2Frame& frame) {
-    scratch_.clear();
-    scratch_.reserve(frame.body.size());
+    std::size_t kept = 0;
     bool isAfterFf = false;
-    for (const std::byte byte : frame.body) {
+    for (const std::byte byte : body_) {
       if (!isAfterFf || byte != std::byte{0}) {
-        scratch_.push_back(byte);
+        body_[kept++] = byte;
       }
       isAfterFf = byte == std::byte{0xFF};
     }
-    frame.body = scratch_;
+    body_ = body_.first(kept);
+    frame.body = body_;
   }
 
   /// Reads the encoding byte of the frames that begin with one; false when the frame is skipped.
@@ -260,25 +259,24 @@ class TagWalk {
     }
   }
 
+  /// Puts the mark between encoding byte and text; room for it is where the frame's header was.
   void PrependMark(V2Frame& frame) {
-    std::vector<std::byte> marked;
-    marked.reserve(frame.body.size() + 3);
-    marked.push_back(frame.At(0));
-    marked.push_back(std::byte{0xFE});
-    marked.push_back(std::byte{0xFF});
-    const ByteView text = frame.Text();
-    marked.insert(marked.end(), text.begin(), text.end());
-    scratch_ = std::move(marked);
-    frame.body = scratch_;
+    constexpr std::size_t kMarkSize = 2;
+    const auto start = static_cast<std::size_t>(body_.data() - buffer_.data()) - kMarkSize;
+    body_ = buffer_.subspan(start, body_.size() + kMarkSize);
+    body_[0] = body_[kMarkSize];
+    body_[1] = std::byte{0xFE};
+    body_[2] = std::byte{0xFF};
+    frame.body = body_;
   }
 
   ID3Tag& tag_;
-  ByteView buffer_;
+  std::span<std::byte> buffer_;
+  std::span<std::byte> body_;  // of the current frame
   TextReduction mode_;
   int version_ = 0;
   std::uint64_t position_ = 0;  // wide enough never to wrap
   std::uint32_t capacity_ = kFrameBufferCapacity;
-  std::vector<std::byte> scratch_;  // frame data that is not in the tag as it is needed
 };
 
 }  // namespace
@@ -309,11 +307,11 @@ std::uint32_t ProbeV2Tag(const ID3Tag& tag, SourceReader& reader) {
 
 bool LoadV2Tag(ID3Tag& tag, SourceReader& reader, std::uint32_t size, bool keepUnicode,
                std::size_t lookAhead) {
-  const ByteView bytes = reader.Take(size, lookAhead);
+  const std::span<std::byte> bytes = reader.Take(size, lookAhead);
   return bytes.size() == size && ParseV2Tag(tag, bytes, keepUnicode);
 }
 
-bool ParseV2Tag(ID3Tag& tag, ByteView buffer, bool keepUnicode) {
+bool ParseV2Tag(ID3Tag& tag, std::span<std::byte> buffer, bool keepUnicode) {
   TagWalk walk(tag, buffer, keepUnicode ? TextReduction::kKeepUnicode : TextReduction::kLatin1);
   try {
     if (walk.Run()) {

@@ -1,4 +1,5 @@
 // Which frame fills which field, and how: one table, in the order in which frames are matched.
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -21,7 +22,7 @@ bool StoreText(ID3Tag& tag, const V2Frame& frame) {
   if ((tag.*Field).IsPresent()) {
     return false;
   }
-  Tag::SetText(frame.Text(), frame.encoding, frame.mode, &(tag.*Field));
+  Tag::SetText(frame.Text(), frame.encoding, frame.mode, &(tag.*Field), tag.longestText);
   return true;
 }
 
@@ -30,13 +31,15 @@ bool StoreLatin1(ID3Tag& tag, const V2Frame& frame) {
   if (tag.*Field) {
     return false;
   }
-  tag.*Field = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1);
+  tag.*Field =
+      ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1, tag.longestText);
   return true;
 }
 
 template <NarrowText V2Values::*Field>
 bool StoreAscii(ID3Tag& tag, const V2Frame& frame) {
-  tag.*Field = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii);
+  tag.*Field =
+      ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii, tag.longestText);
   return true;
 }
 
@@ -123,13 +126,17 @@ bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
     return false;
   }
   const auto set = [&](std::string_view text, std::uint32_t encoding) {
-    Tag::SetText(std::as_bytes(std::span(text)), encoding, TextReduction::kLatin1, &tag.genre);
+    Tag::SetText(std::as_bytes(std::span(text)), encoding, TextReduction::kLatin1, &tag.genre,
+                 tag.longestText);
   };
   if (const auto name = ReferencedGenre(UpToZero(AsText(frame.Text())))) {
     set(*name, kLatin1);
     return true;
   }
-  const std::string narrow = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1);
+  // A parenthesis is looked for further on than a text is kept.
+  constexpr std::size_t kSearched = std::size_t{128} << 10U;
+  const std::string narrow = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1,
+                                             std::max(kSearched, tag.longestText));
   const std::size_t closing = narrow.find(')');
   if (closing == std::string::npos) {
     return StoreText<&V2Values::genre>(tag, frame);
@@ -223,7 +230,8 @@ bool StoreLanguageText(ID3Tag& tag, const V2Frame& frame) {
     return true;
   }
   if (IsReadableText(frame, *data)) {
-    Tag::SetText(frame.From(data->start), data->encoding, frame.mode, &(tag.*Field));
+    Tag::SetText(frame.From(data->start), data->encoding, frame.mode, &(tag.*Field),
+                 tag.longestText);
   }
   return true;
 }
@@ -232,7 +240,7 @@ bool StoreUserText(ID3Tag& tag, const V2Frame& frame) {
   if (tag.extraFramesMode == ExtraFramesMode::kIgnore) {
     return false;
   }
-  if (const auto data = FindDescription(frame, 1)) {
+  if (const auto data = FindDescription(frame, 1); data && tag.keepExtraFrames) {
     TagUserText& entry = tag.userTexts.emplace_back();
     Tag::SetText(data->description, data->encoding, frame.mode, &entry.description);
     Tag::SetText(frame.From(data->start), data->encoding, frame.mode, &entry.value);
@@ -246,7 +254,8 @@ bool StoreUserUrl(ID3Tag& tag, const V2Frame& frame) {
   }
   if (const auto data = FindDescription(frame, 1)) {
     // The URL is ISO-8859-1 whatever the description's encoding is (ID3v2.4.0 frames, 4.3.2).
-    tag.userUrl = ConvertToNarrow(frame.From(data->start), kLatin1, TextReduction::kLatin1);
+    tag.userUrl =
+        ConvertToNarrow(frame.From(data->start), kLatin1, TextReduction::kLatin1, tag.longestText);
   }
   return true;
 }
@@ -320,7 +329,7 @@ bool StoreFileIdentifier(ID3Tag& tag, const V2Frame& frame) {
   if (tag.ufidOwner) {
     return false;
   }
-  tag.ufidOwner = ConvertToNarrow(frame.body, kLatin1, TextReduction::kLatin1);
+  tag.ufidOwner = ConvertToNarrow(frame.body, kLatin1, TextReduction::kLatin1, tag.longestText);
   const ByteView identifier = frame.From(UpToZero(AsText(frame.body)).size() + 1);
   if (!identifier.empty()) {
     tag.ufidSize = static_cast<std::uint32_t>(std::min(identifier.size(), tag.ufidData.size()));
@@ -333,7 +342,7 @@ bool StoreRating(ID3Tag& tag, const V2Frame& frame) {
   if (tag.ratingEmail) {
     return false;
   }
-  tag.ratingEmail = ConvertToNarrow(frame.body, kLatin1, TextReduction::kLatin1);
+  tag.ratingEmail = ConvertToNarrow(frame.body, kLatin1, TextReduction::kLatin1, tag.longestText);
   tag.rating = std::to_integer<std::uint8_t>(frame.At(UpToZero(AsText(frame.body)).size() + 1));
   return true;
 }
@@ -357,6 +366,9 @@ void KeepRawFrame(ID3Tag& tag, const V2Frame& frame) {
                    "Copying all tag data is not supported for frame ID %s in version 2.%d",
                    id.data(), frame.version);
     }
+    return;
+  }
+  if (!tag.keepExtraFrames) {
     return;
   }
   TagRawFrame& raw = tag.rawFrames.emplace_back();

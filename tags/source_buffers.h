@@ -26,7 +26,7 @@ class Window {
   /// Whether the position is that of a byte in memory, or the end.
   [[nodiscard]] bool Reaches(std::uint64_t position) const { return position - start_ <= length_; }
   /// The bytes from the position on; none where the window does not reach.
-  [[nodiscard]] ByteView From(std::uint64_t position) const {
+  [[nodiscard]] std::span<std::byte> From(std::uint64_t position) const {
     return memory_.first(length_).last(CountFrom(position));
   }
 
@@ -66,22 +66,24 @@ class GrowingBuffer {
  public:
   GrowingBuffer() = default;
   /// Begins with `bytes`, with room for `expected` bytes in all; never grows beyond `limit`.
-  GrowingBuffer(ByteView bytes, std::size_t expected, std::uint64_t limit) : limit_(limit) {
-    Reserve(std::max(expected, bytes.size()));
+  GrowingBuffer(ByteView bytes, std::uint64_t expected, std::uint64_t limit) : limit_(limit) {
+    Reserve(std::max(static_cast<std::size_t>(expected), bytes.size()));
     std::copy(bytes.begin(), bytes.end(), memory_.get());
     length_ = bytes.size();
   }
 
   [[nodiscard]] std::size_t Length() const { return length_; }
-  [[nodiscard]] ByteView View() const { return {memory_.get(), length_}; }
+  [[nodiscard]] std::span<std::byte> View() const { return {memory_.get(), length_}; }
 
   /// The memory after the last byte; there is some as long as the limit is not reached.
   std::span<std::byte> Room() {
     if (length_ == capacity_) {
-      // More is there than expected: a small block proves it before much is allocated.
-      constexpr std::size_t kProof = 4096;
+      // More is there than expected. Small memory is doubled, large memory grows by a quarter.
+      constexpr std::size_t kSmallest = 4096;
+      constexpr std::size_t kLarge = std::size_t{1} << 20U;
+      const std::size_t growth = capacity_ < kLarge ? capacity_ : capacity_ / 4;
       Reserve(static_cast<std::size_t>(
-          std::min<std::uint64_t>(limit_, std::max(2 * capacity_, length_ + kProof))));
+          std::min<std::uint64_t>(limit_, length_ + std::max(growth, kSmallest))));
     }
     return {memory_.get() + length_, capacity_ - length_};
   }

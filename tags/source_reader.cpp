@@ -28,25 +28,52 @@ std::size_t SourceReader::Read(std::span<std::byte> into) {
   return total;
 }
 
-ByteView SourceReader::Take(std::uint64_t count, std::size_t lookAhead) {
-  const std::uint64_t wanted = count + lookAhead;
+std::span<std::byte> SourceReader::Take(std::uint64_t count, std::size_t lookAhead) {
+  std::uint64_t wanted = count + lookAhead;
   if (wanted <= window_.Capacity()) {
-    const ByteView view = Peek(static_cast<std::size_t>(wanted));
-    const ByteView bytes = view.first(std::min<std::size_t>(view.size(), count));
+    Buffered(static_cast<std::size_t>(wanted));
+    const std::span<std::byte> all = window_.From(position_);
+    const std::span<std::byte> bytes = all.first(std::min<std::size_t>(all.size(), count));
     Skip(static_cast<std::int64_t>(bytes.size()));
     return bytes;
   }
+  std::uint64_t expected = claimedSize_ > position_ ? claimedSize_ - position_ : 0;
+  if (count > std::min<std::uint64_t>(expected, kTrustedSize)) {
+    if (const std::optional<std::uint64_t> there = BytesThere(count)) {
+      expected = *there;
+      wanted = expected + lookAhead;
+    } else {
+      expected = 0;
+    }
+  }
   const ByteView begun = Buffered(1);
-  const std::uint64_t expected = claimedSize_ > position_ ? claimedSize_ - position_ : 0;
-  taken_ = GrowingBuffer(begun, std::min({wanted, expected, std::uint64_t{kTrustedSize}}), wanted);
+  taken_ = GrowingBuffer(begun, std::min(wanted, expected + lookAhead), wanted);
   if (MoveSource(position_ + taken_.Length())) {
     Extend(taken_, wanted);
   }
-  const ByteView all = taken_.View();
-  const ByteView bytes = all.first(std::min<std::uint64_t>(all.size(), count));
+  const std::span<std::byte> all = taken_.View();
+  const std::span<std::byte> bytes = all.first(std::min<std::uint64_t>(all.size(), count));
   position_ += bytes.size();
   window_.Assign(position_, all.subspan(bytes.size()));
   return bytes;
+}
+
+/// How many bytes, `most` at the most, the source has from the position on; nothing where it does
+/// not let itself be moved. Looks at the last of them first.
+std::optional<std::uint64_t> SourceReader::BytesThere(std::uint64_t most) {
+  std::byte last{};
+  if (!MoveSource(position_ + most - 1)) {
+    return std::nullopt;
+  }
+  if (ReadSource({&last, 1}, 1) == 1) {
+    return most;
+  }
+  const std::optional<std::uint64_t> end = CallSeek(0, SeekOrigin::kEnd);
+  if (!end) {
+    return std::nullopt;
+  }
+  physical_ = *end - start_.value_or(0);
+  return physical_ > position_ ? std::min(most, physical_ - position_) : 0;
 }
 
 void SourceReader::Skip(std::int64_t count) {

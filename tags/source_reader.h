@@ -65,8 +65,8 @@ class SourceReader {
   /// Blocks grow to an eighth of what has been read, up to this size.
   static constexpr std::size_t kLargestBlock = std::size_t{256} * 1024;
   static constexpr std::size_t kLargestGapRead = 4096;
-  /// Memory for a read of a claimed size is allocated at once up to this many bytes, and only as
-  /// far as the source says that it has them; beyond that it grows with what arrives.
+  /// Up to this size a read is believed when the source says that it has the bytes; before a larger
+  /// one its last byte is looked at.
   static constexpr std::size_t kTrustedSize = std::size_t{32} << 20U;
 
   /// Starts at the source's current position. The source must outlive the reader. `claimedSize`
@@ -97,10 +97,11 @@ class SourceReader {
     return window_.From(position_);
   }
 
-  /// Reads `count` bytes as one view, good until the next call; fewer only at the end. Memory is
-  /// allocated only for bytes that arrive. The `lookAhead` bytes after them (kSmallBlock at the
-  /// most) are fetched in the same read of the source, to be read next.
-  ByteView Take(std::uint64_t count, std::size_t lookAhead = 0);
+  /// Reads `count` bytes as one view, good until the next call; fewer only at the end. The caller
+  /// may change them. Memory is allocated only for bytes that are there. The `lookAhead` bytes
+  /// after them (kSmallBlock at the most) are fetched in the same read of the source, to be read
+  /// next.
+  std::span<std::byte> Take(std::uint64_t count, std::size_t lookAhead = 0);
 
   /// Moves forward, or back as far as the beginning; always works, even beyond the end.
   void Skip(std::int64_t count);
@@ -133,6 +134,7 @@ class SourceReader {
     }
   }
   void Fill(std::size_t atLeast);
+  std::optional<std::uint64_t> BytesThere(std::uint64_t most);
   void GrowBlock(std::size_t size);
   void StandBack();
   template <typename Buffer>

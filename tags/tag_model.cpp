@@ -17,11 +17,11 @@ void Tag::SetFileName(const char* name) {
 }
 
 std::uint64_t Tag::SetText(ByteView source, std::uint32_t encoding, TextReduction mode,
-                           TagText* field) {
+                           TagText* field, std::size_t longest) {
   if (field == nullptr) {
     return 0;
   }
-  ConvertedText converted = ConvertText(source, encoding, mode);
+  ConvertedText converted = ConvertText(source, encoding, mode, longest);
   field->text = std::move(converted.bytes);
   field->length = converted.length;
   field->encoding = mode == TextReduction::kKeepUnicode && encoding != kLatin1 ? kUtf16 : kLatin1;

@@ -66,7 +66,15 @@ struct TagOptions {
   bool keepUnicode = true;        // by path; false narrows texts to Latin-1
   bool keepPictures = true;       // most of a tag's bytes: false where none is shown
   bool ignoreSizeErrors = false;  // by path; a wrong AIFF size does not end the opening
+  bool keepExtraFrames = true;    // user texts and raw frames; without them only the log tells
+  std::size_t longestText = kWholeText;  // characters that are kept of a text
 };
+
+/// For hosts that show single fields: nothing that takes more memory than the fields do.
+inline constexpr TagOptions kFieldOptions{
+    .keepPictures = false, .keepExtraFrames = false, .longestText = 1023};
+/// For hosts that show a picture.
+inline constexpr TagOptions kPictureOptions{.keepExtraFrames = false, .longestText = 1023};
 
 enum class PicturePlace { kLast, kFirst };
 
@@ -143,7 +151,7 @@ class Tag : public TagOptions, public V2Values {
   /// Converts `source` (see ConvertText) into `field`; null: nothing happens and the result is 0.
   /// Returns (length + 1) times 2 when the source encoding is not 0, else times 1.
   static std::uint64_t SetText(ByteView source, std::uint32_t encoding, TextReduction mode,
-                               TagText* field);
+                               TagText* field, std::size_t longest = kWholeText);
 
   /// Keeps at most 4 characters of `text` as the year.
   void SetYear(std::string_view text);

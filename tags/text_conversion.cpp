@@ -37,22 +37,70 @@ void Narrow(std::string& bytes, TextReduction mode) {
   std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(kept), bytes.end(), '\0');
 }
 
-/// UTF-8 as UTF-16LE with a mark, in a zeroed buffer of the size that is always enough.
-std::string MarkedUtf16(std::string_view source, std::size_t workingSize) {
-  const std::string_view text = UpToZero(source);
-  std::optional<std::u16string> wide = Utf8ToUtf16(text);
-  if (!wide) {
-    wide = WidenSystemText(text);
+/// The bytes of a 16-bit text from which Narrow makes its first `longest` characters.
+ByteView CutToNarrow(ByteView source, TextReduction mode, std::size_t longest) {
+  const bool isBigEndian =
+      !source.empty() && (source[0] == std::byte{0xFE} || source[0] == std::byte{0});
+  const unsigned last = mode == TextReduction::kAscii ? 126 : 254;
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i + 1 < source.size(); i += 2) {
+    const auto low = std::to_integer<unsigned>(source[i + (isBigEndian ? 1 : 0)]);
+    const bool isNarrow = source[i + (isBigEndian ? 0 : 1)] == std::byte{0};
+    kept += isNarrow && low >= 32 && low <= last ? 1U : 0U;
+    if (kept > longest) {
+      return source.first(i + 2);
+    }
   }
-  std::string bytes(2 * workingSize + 2, '\0');
+  return source;
+}
+
+/// The first `count` bytes, or all.
+ByteView UpTo(ByteView source, std::size_t count) {
+  return source.first(std::min(source.size(), count));
+}
+
+/// At least the first `longest` characters. UTF-8 that is not well-formed in any place is widened
+/// as a whole.
+std::u16string Widen(std::string_view text, std::size_t longest) {
+  std::size_t characters = 0;
+  std::size_t size = 0;
+  for (std::string_view rest = text; !rest.empty();) {
+    if (!TakeUtf8(rest)) {
+      return WidenSystemText(
+          text.substr(0, longest <= text.size() / 2 ? 2 * longest : text.size()));
+    }
+    if (characters < longest) {
+      ++characters;
+      size = text.size() - rest.size();
+    }
+  }
+  return Utf8ToUtf16(text.substr(0, size)).value_or(std::u16string());
+}
+
+/// UTF-8 as UTF-16LE with a mark and zeros after it.
+std::string MarkedUtf16(std::string_view source, std::size_t longest) {
+  const std::u16string wide = Widen(UpToZero(source), longest);
+  const std::size_t size = longest == kWholeText ? 2 * source.size() + 6 : 2 * wide.size() + 6;
+  std::string bytes(std::max(size, 2 * wide.size() + 4), '\0');
   std::size_t position = 0;
   const auto append = [&](char16_t unit) {
     bytes[position++] = static_cast<char>(unit & 0xFFU);
     bytes[position++] = static_cast<char>(unit >> 8U);
   };
   append(kByteOrderMark);
-  std::for_each(wide->begin(), wide->end(), append);
+  std::for_each(wide.begin(), wide.end(), append);
   return bytes;
+}
+
+/// Ends the text after `longest` characters.
+void CutText(ConvertedText& text, std::size_t unit, std::size_t longest) {
+  if (text.length <= longest) {
+    return;
+  }
+  const bool hasMark = unit == 2 && Utf16UnitAt(text.bytes, 0) == kByteOrderMark;
+  text.bytes.resize((longest + (hasMark ? 1 : 0)) * unit);
+  text.bytes.append(unit, '\0');
+  text.length = longest;
 }
 
 /// Makes CR LF pairs of the single line breaks. Only the first byte of each unit is looked at.
@@ -86,18 +134,23 @@ void NormaliseLineBreaks(std::string& bytes, std::size_t unit) {
 
 }  // namespace
 
-ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction mode) {
+ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction mode,
+                          std::size_t longest) {
   const bool narrows = encoding != kLatin1 && mode != TextReduction::kKeepUnicode;
   const std::size_t sourceUnit = encoding == kLatin1 ? 1 : 2;
-  const std::size_t workingSize = source.size() + sourceUnit;
+  if (narrows) {
+    source = CutToNarrow(source, mode, longest);
+  } else if (encoding != kUtf8 && longest < source.size()) {
+    source = UpTo(source, (longest + 2) * sourceUnit);  // with the mark, and one too many
+  }
 
   ConvertedText result;
   if (encoding == kUtf8 && !narrows) {
-    result.bytes = MarkedUtf16(AsText(source), workingSize);
+    result.bytes = MarkedUtf16(AsText(source), longest);
   } else {
-    result.bytes.reserve(workingSize);
+    result.bytes.reserve(source.size() + sourceUnit);
     result.bytes = AsText(source);
-    result.bytes.resize(workingSize);
+    result.bytes.resize(source.size() + sourceUnit);
     if (narrows) {
       Narrow(result.bytes, mode);
     } else if (encoding != kLatin1 && result.bytes.front() == '\xFE') {
@@ -107,11 +160,13 @@ ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction
   const bool isNarrow = encoding == kLatin1 || narrows;
   NormaliseLineBreaks(result.bytes, isNarrow ? 1 : 2);
   result.length = isNarrow ? UpToZero(result.bytes).size() : DecodeUtf16(result.bytes).size();
+  CutText(result, isNarrow ? 1 : 2, longest);
   return result;
 }
 
-std::string ConvertToNarrow(ByteView source, std::uint32_t encoding, TextReduction mode) {
-  std::string text = ConvertText(source, encoding, mode).bytes;
+std::string ConvertToNarrow(ByteView source, std::uint32_t encoding, TextReduction mode,
+                            std::size_t longest) {
+  std::string text = ConvertText(source, encoding, mode, longest).bytes;
   text.resize(UpToZero(text).size());
   return text;
 }

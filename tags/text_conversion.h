@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "tags/byte_order.h"
@@ -23,6 +24,8 @@ enum class TextReduction : std::uint32_t {
   kLatin1 = 2,       // narrow, of each 16-bit unit only 32 to 254
 };
 
+inline constexpr std::size_t kWholeText = std::numeric_limits<std::size_t>::max();
+
 struct ConvertedText {
   std::string bytes;         // with its terminator; in whole or more than the text needs
   std::uint64_t length = 0;  // characters (UTF-16: units) before the terminator, without the mark
@@ -34,9 +37,14 @@ struct ConvertedText {
 /// big-endian only when it is narrowed and begins with a zero byte. A line feed among the first two
 /// units is left alone. Line breaks in UTF-16 are recognised by the low byte of a unit. UTF-8 that
 /// is not well-formed is widened as text of the system's own encoding.
-ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction mode);
+///
+/// Of a text of more than `longest` characters only so many are given, and no memory is taken for
+/// the others.
+ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction mode,
+                          std::size_t longest = kWholeText);
 
 /// ConvertText's result as a narrow string: the bytes before the first zero byte.
-std::string ConvertToNarrow(ByteView source, std::uint32_t encoding, TextReduction mode);
+std::string ConvertToNarrow(ByteView source, std::uint32_t encoding, TextReduction mode,
+                            std::size_t longest = kWholeText);
 
 }  // namespace tagsmith
