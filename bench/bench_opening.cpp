@@ -83,7 +83,7 @@ class SystemSource : public ByteSource {
 };
 
 /// What a reader of a stream needs, and nothing else: the last 128 bytes, the tag's header, the
-/// tag, 412 bytes behind it.
+/// tag, 412 bytes after it.
 void ReadUnavoidable(const std::string& path, std::uint64_t tagStart, std::uint32_t tagSize,
                      std::vector<std::byte>& buffer) {
   const int file = ::open(path.c_str(), O_RDONLY);

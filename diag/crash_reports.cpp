@@ -142,7 +142,7 @@ void RemoveSignals(std::span<const SignalSlot<Record>> slots, Record& saved) {
   }
 }
 
-/// Lets an abort be reported as a fault, where the run-time library knows of that.
+/// Has an abort reported as a fault, where the run-time library can do that.
 void SetAbortBehaviour() {
   using Setter = unsigned(__cdecl*)(unsigned flags, unsigned mask);
   constexpr unsigned kReportFault = 2;
@@ -152,7 +152,7 @@ void SetAbortBehaviour() {
   }
 }
 
-// The hook still exists, only its standard declaration is on its way out.
+// The hook still works; only its declaration in the standard is deprecated.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 std::terminate_handler SetUnexpected(std::terminate_handler handler) {

@@ -18,7 +18,7 @@ void AlbumArt::Decode(const ID3Tag& tag) {
   }
   const auto size = ReadPictureSize(picture->data);
   if (!size || !DecodedImage::IsAffordable(*size)) {
-    return;  // no decoder can do without a size, nor is one to find out what it costs
+    return;  // nothing decodes a picture without a size, or may try one that is too large
   }
   const GlobalMemory copy(GlobalAlloc(GMEM_FIXED, picture->data.size()));
   if (!copy) {

@@ -18,9 +18,9 @@ bool IsServed(const SHCOLUMNDATA& item) {
   if ((item.dwFileAttributes & kRefused) != 0 || item.pwszExt == nullptr) {
     return false;
   }
-  constexpr const wchar_t* kExtensions[] = {L".mp3", L".aif"};
-  return std::any_of(std::begin(kExtensions), std::end(kExtensions), [&](const wchar_t* extension) {
-    return _wcsnicmp(item.pwszExt, extension, std::wcslen(extension)) == 0;
+  constexpr const wchar_t* kPrefixes[] = {L".mp3", L".aif"};
+  return std::any_of(std::begin(kPrefixes), std::end(kPrefixes), [&](const wchar_t* prefix) {
+    return _wcsnicmp(item.pwszExt, prefix, std::wcslen(prefix)) == 0;
   });
 }
 

@@ -22,7 +22,7 @@ class CShellContextMenu : public ComObject<IContextMenu, IShellExtInit> {
   STDMETHODIMP Initialize(PCIDLIST_ABSOLUTE folder, IDataObject* object, HKEY progId) override;
 };
 
-/// The work side, of which there is none.
+/// The work side, which has nothing to do.
 class CShellMenu : public CShellContextMenu {};
 
 }  // namespace tagsmith

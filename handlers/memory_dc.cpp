@@ -8,8 +8,8 @@ namespace {
 
 std::array<std::atomic<HDC>, 4> slots{};
 
-/// What one of the slots held; the slot is empty then. A context goes with the thread that made it,
-/// so some of them may be gone.
+/// Empties a slot and returns what it held; null when no slot holds a context. The system deletes a
+/// context when the thread that made it ends, so some of them may be gone.
 HDC TakeFromSlots() {
   for (std::atomic<HDC>& slot : slots) {
     HDC context = slot.exchange(nullptr);
@@ -29,7 +29,7 @@ MemoryDc::MemoryDc() : context_(TakeFromSlots()) {
 }
 
 void MemoryDc::GiveBack(HDC context) {
-  // Each slot takes what comes and gives back what it held, until one was empty.
+  // Each slot takes the context and passes on the one that it held, up to the first empty slot.
   for (std::atomic<HDC>& slot : slots) {
     if (context == nullptr) {
       return;

@@ -26,8 +26,8 @@ class CShellThumbExtractor : public ComObject<IPersistFile, IExtractImage2> {
   STDMETHODIMP SaveCompleted(LPCOLESTR path) override;
   STDMETHODIMP GetCurFile(LPOLESTR* path) override;
 
-  /// Keeps the requested size. E_PENDING when the flags ask for extraction in the background, which
-  /// is to happen then; else S_OK. Path buffer, priority and flags stay as they are.
+  /// Keeps the requested size. E_PENDING, which has the shell extract in the background, when the
+  /// flags ask for that; else S_OK. Path buffer, priority and flags stay as they are.
   STDMETHODIMP GetLocation(LPWSTR pathBuffer, DWORD capacity, DWORD* priority, const SIZE* size,
                            DWORD colourDepth, DWORD* flags) override;
   /// The file's last-write time; S_FALSE without a path, E_FAIL when the file cannot be asked.

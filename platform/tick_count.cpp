@@ -1,6 +1,6 @@
-// GetTickCount64 is exported since Windows Vista only, and the compiler's thread library imports
-// it. Here is what the import would be: calls go through this pointer instead, the library's own,
-// too, and the module can be loaded by every 64-bit Windows.
+// GetTickCount64 exists only since Windows Vista, and the compiler's thread library imports it.
+// This file defines the import's pointer itself, so that all calls, the library's included, go
+// through it and every 64-bit Windows can load the module.
 #include <windows.h>
 
 #include <atomic>
@@ -11,8 +11,8 @@ namespace {
 
 using TickCounter = ULONGLONG(WINAPI*)();
 
-/// Of a system without the function. Goes on counting where GetTickCount starts again at 0, when it
-/// is called at least once in the 49 days that this takes.
+/// The count of a system without the function. It goes on where GetTickCount starts again at 0,
+/// provided that it is called at least once in the 49 days that this takes.
 ULONGLONG WINAPI CountTicks() {
   constexpr ULONGLONG kRound = 1ULL << 32U;
   static std::atomic<ULONGLONG> last{0};
@@ -37,7 +37,7 @@ TickCounter importedTickCount = FindCounter;
 
 namespace {
 
-/// What is called first. Threads that call at the same time find the same.
+/// The first call comes here. Threads that call at the same time find the same function.
 ULONGLONG WINAPI FindCounter() {
   const auto found =
       tagsmith::FindFunction<TickCounter>(GetModuleHandleW(L"kernel32.dll"), "GetTickCount64");

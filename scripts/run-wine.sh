@@ -2,8 +2,8 @@
 # Runs a Windows program under Wine in the project's own prefix (WINEPREFIX when it is set), which
 # is made on first use. Output, exit code and paths are those of the program.
 # run-wine.sh [--windows-version NAME] PROGRAM [ARGUMENT...]; the version sticks to PROGRAM's name.
-# TAGSMITH_WINE_OVERRIDES adds to the DLL overrides; TAGSMITH_DISPLAY names a display, of which there
-# is none otherwise.
+# TAGSMITH_WINE_OVERRIDES adds to the DLL overrides; TAGSMITH_DISPLAY names a display; without
+# it programs run without any.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 

@@ -55,8 +55,7 @@ HRESULT MakeClassObject(const ServedClass& served, REFIID riid, void** object) {
     return CLASS_E_CLASSNOTAVAILABLE;
   }
   (void)handler.release();
-  // Where this fails, factory and handler stay and keep the module loaded, for a host that asks a
-  // class object for another interface has lost its way.
+  // When this fails, factory and handler stay, and keep the module loaded.
   return factory->QueryInterface(riid, object);
 }
 

@@ -5,9 +5,9 @@
 
 namespace tagsmith {
 
-/// Registers the property description file beside the module, or unregisters it. What the property
-/// system answers; S_FALSE, and COM stays initialised, without a property system; a
-/// failure of COM as it is. An exception is logged.
+/// Registers the property description file beside the module, or unregisters it. Returns what the
+/// property system answers, S_FALSE when there is none (COM then stays initialised), or the failure
+/// of COM's initialisation. An exception is logged.
 HRESULT RegisterPropertySchema(bool registers);
 
 }  // namespace tagsmith

@@ -118,7 +118,7 @@ LSTATUS TakeOver(HKEY hive, const std::wstring& key, const Handler& handler) {
   return SetStringValue(hive, key.c_str(), nullptr, ClsidText(handler).c_str());
 }
 
-/// Gives a key that is ours back to the handler before, or deletes it when there was none.
+/// Gives a key that is ours back to the earlier handler, or deletes it when there was none.
 void GiveBack(HKEY hive, const std::wstring& key, const Handler& handler) {
   std::optional<std::wstring> current;
   ReadStringValue(hive, key.c_str(), nullptr, current);
@@ -242,7 +242,7 @@ class Registration {
   }
 
   void AddAiffAssociation() {
-    status_ = ERROR_SUCCESS;  // whatever an exception before has left
+    status_ = ERROR_SUCCESS;  // an exception in the part before may have left a code
     if (!IsOnForMachine(kPropertyHandler.setting)) {
       return;
     }

@@ -27,7 +27,7 @@ enum class TextReduction : std::uint32_t {
 inline constexpr std::size_t kWholeText = std::numeric_limits<std::size_t>::max();
 
 struct ConvertedText {
-  std::string bytes;         // with its terminator; in whole or more than the text needs
+  std::string bytes;         // with its terminator; more bytes may follow
   std::uint64_t length = 0;  // characters (UTF-16: units) before the terminator, without the mark
 };
 

@@ -122,7 +122,7 @@ std::optional<AiffCommon> ReadFileChunks(ID3Tag& tag, SourceReader& reader,
   return chunks.common;
 }
 
-/// Reads the chunks of an AIFF stream, compressed ones not.
+/// Reads the chunks of an AIFF stream; those of a compressed one (AIFF-C) are left alone.
 AiffCommon ReadStreamChunks(ID3Tag& tag, SourceReader& reader, std::int32_t fileSize) {
   if (!BeginsWithWord(reader.Take(kMagicSize), "FORM")) {
     return {};

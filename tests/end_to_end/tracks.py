@@ -74,7 +74,7 @@ def make(folder):
     (folder / 'cut-frame.mp3').write_bytes(broken[:70000])
     (folder / 'empty.mp3').write_bytes(b'')
     (folder / 'zeros.mp3').write_bytes(bytes(100000))
-    # Longer than quick walks look, with another bit rate behind that.
+    # Longer than quick walks look, with another bit rate after that.
     low, high, long = (folder / name for name in ('low-rate.mp3', 'high-rate.mp3', 'long.wav'))
     run('sox', '-n', '-r', '44100', long, 'synth', '16', 'pinknoise')
     run('lame', '--quiet', '-t', '-b', '64', long, low)
