@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Makes the release: ./package.sh [--version X.Y.Z] [FOLDER]; without a folder, in build/release.
+# --tests adds a zip with the Windows test programs, for who has a Windows machine.
 # --check makes it of the last commit in two folders instead, and compares the two.
 # TAGSMITH_SIGN=COMMAND is run with the path of each program before packing and of the installer
 # after. Time stamps are the commit's, or SOURCE_DATE_EPOCH when that is set.
@@ -7,7 +8,7 @@ set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 usage() {
-  echo "usage: ./package.sh [--version X.Y.Z] [FOLDER] | --check" >&2
+  echo "usage: ./package.sh [--version X.Y.Z] [--tests] [FOLDER] | --check" >&2
   exit 2
 }
 
@@ -28,9 +29,11 @@ check() {
 
 version=$(sed -n 's/^project(tsshell VERSION \([0-9.]*\).*/\1/p' "$here/CMakeLists.txt")
 arguments=(--module-version "$version")
+targets=(tsshell tsprobe)
 while [[ ${1:-} == --* ]]; do
   case $1 in
     --version) version=${2:?} && shift ;;
+    --tests) arguments+=(--tests) && targets=() ;;
     --check) [[ $# -eq 1 ]] || usage; check; exit ;;
     *) usage ;;
   esac
@@ -39,7 +42,10 @@ done
 [[ $# -le 1 ]] || usage
 
 "$here/scripts/setup.sh"
-"$here/scripts/build.sh" windows tsshell tsprobe
+"$here/scripts/build.sh" windows "${targets[@]}"
+if [[ ${#targets[@]} -eq 0 ]]; then
+  "$here/scripts/register-module.sh" "$here/build/windows/bin/tsshell.dll"
+fi
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$here" log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C.UTF-8
 exec python3 "$here/packaging/package.py" "${arguments[@]}" --version "$version" \

@@ -1,5 +1,5 @@
 """Makes the release out of the finished Windows build:
-package.py --version X.Y.Z --module-version X.Y.Z FOLDER
+package.py --version X.Y.Z --module-version X.Y.Z [--tests] FOLDER
 
 The same build, commit and tools give the same bytes: SOURCE_DATE_EPOCH is the only time that is
 used, and identifiers come from the content."""
@@ -18,7 +18,8 @@ import tempfile
 import uuid
 
 PACKAGING = pathlib.Path(__file__).resolve().parent
-BIN = PACKAGING.parent / 'build/windows/bin'
+ROOT = PACKAGING.parent
+BIN = ROOT / 'build/windows/bin'
 EPOCH = int(os.environ['SOURCE_DATE_EPOCH'])
 UPGRADE_CODE = '{5D0C7B0E-6E7C-4B57-9B0A-2F4E1C98A7D3}'
 
@@ -26,6 +27,13 @@ UPGRADE_CODE = '{5D0C7B0E-6E7C-4B57-9B0A-2F4E1C98A7D3}'
 PROGRAMS = ['tsshell.dll', 'tsprobe.exe']
 TEXTS = {'Tagsmith.propdesc': 'Tagsmith.propdesc', 'NOTICE': 'NOTICE.txt',
          'tagsmith.ico': 'tagsmith.ico', 'tsshell.wxs': 'tsshell.wxs'}
+
+# In the archive of tests: its programs, and the pictures of its samples, of which Windows may make
+# something else than Wine does.
+TEST_PROGRAMS = ['format_test', 'diag_test', 'tags_test', 'shell_test', 'same_text']
+PICTURES = {'opaque.png': ['gradient:red-blue'], 'alpha.png': ['xc:#ff000080'],
+            'cut.jpg': ['plasma:red-blue', '-seed', '7'],
+            'grey.jpg': ['gradient:', '-colorspace', 'Gray']}
 
 # What is linked in: name, Debian package that it comes from, licence, copyright.
 LINKED = [
@@ -180,10 +188,48 @@ def bill_of_materials(files, version, folder):
         'packages': packages, 'files': listed, 'relationships': relations}, indent=1) + '\n'
 
 
+def make_tests(staged, archive):
+    """The test programs, samples, and what the handlers answer of them under Wine."""
+    with tempfile.TemporaryDirectory() as temporary:
+        folder = pathlib.Path(temporary)
+        for name in ('bin/propsys_double', 'samples', 'expected'):
+            (folder / name).mkdir(parents=True)
+        for name in TEST_PROGRAMS:
+            run('x86_64-w64-mingw32-strip', BIN / f'{name}.exe', '-o', folder / f'bin/{name}.exe')
+        for name in (*PROGRAMS, 'Tagsmith.propdesc'):
+            shutil.copyfile(staged / name, folder / 'bin' / name)
+        # Only Wine needs it; there the archive is tried.
+        shutil.copyfile(BIN / 'propsys_double/propsys.dll', folder / 'bin/propsys_double/propsys.dll')
+        shutil.copyfile(PACKAGING / 'run-tests.cmd', folder / 'run-tests.cmd')
+        shutil.copyfile(PACKAGING / 'NOTICE', folder / 'NOTICE')
+        for path in (ROOT / 'tests/shell/expected').iterdir():
+            shutil.copyfile(path, folder / 'expected' / path.name)
+        run(ROOT / 'scripts/make-samples.sh', folder / 'samples')
+        chord = folder / 'samples/chord.mp3'
+        for name, arguments in PICTURES.items():
+            picture, sample = folder / name, folder / 'samples' / f'{name}.mp3'
+            run('convert', '-size', '60x40', *arguments, picture)
+            if name.startswith('cut'):
+                picture.write_bytes(picture.read_bytes()[:-200])
+            shutil.copyfile(chord, sample)
+            run('eyeD3', '--remove-all-images', sample)
+            run('eyeD3', '--add-image', f'{picture}:FRONT_COVER', sample)
+            picture.unlink()
+        for sample in sorted((folder / 'samples').iterdir()):
+            answer = subprocess.run(
+                [ROOT / 'scripts/run-wine.sh', 'bin/tsprobe.exe', '--module', r'bin\tsshell.dll',
+                 rf'samples\{sample.name}'], cwd=folder, stdout=subprocess.PIPE, check=False)
+            assert answer.returncode in (0, 1) and answer.stdout, answer
+            (folder / 'expected' / f'{sample.name}.json').write_bytes(answer.stdout)
+        archive.unlink(missing_ok=True)
+        shutil.make_archive(str(archive.with_suffix('')), 'zip', folder)
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument('--version', required=True)
     parser.add_argument('--module-version', required=True)
+    parser.add_argument('--tests', action='store_true')
     parser.add_argument('folder', type=pathlib.Path)
     options = parser.parse_args()
     release = options.folder
@@ -198,6 +244,9 @@ def main():
         make_installer(folder, options.version, options.module_version, files[0])
         shutil.copyfile(BIN / 'tsshell.dll.debug', files[1])
         shutil.copyfile(PACKAGING / 'NOTICE', files[2])
+        if options.tests:
+            files.append(release / f'{name}-tests.zip')
+            make_tests(folder, files[-1])
         files[3].write_text(bill_of_materials(files, options.version, folder))
     (release / 'SHA256SUMS').write_text(
         ''.join(f'{sha256(path)}  {path.name}\n' for path in files))

@@ -1,0 +1,46 @@
+@echo off
+rem Runs the test programs, and compares what the handlers answer of the samples with what they
+rem answered under Wine: run-tests.cmd [PROGRAM...], as administrator; without a name, all programs.
+rem What they print is in report.txt.
+setlocal
+cd /d "%~dp0"
+set passed=0
+set failed=0
+set programs=%*
+if "%programs%"=="" set programs=format_test diag_test tags_test shell_test
+set shell_test=--gtest_filter=-PropertySystem.*:OldSystem.*
+set TAGSMITH_EXPECTED=%~dp0expected\
+ver > report.txt
+for %%p in (%programs%) do call :program %%p
+rem The module serves a handler only where its setting is on.
+set settings=HKLM\Software\Corvane\Tagsmith\Settings
+reg query "%settings%" >nul 2>&1
+set added=%errorlevel%
+if not %added%==0 for %%h in (property thumbnail column) do reg add "%settings%" /v "Add %%h handler" /t REG_DWORD /d 1 /f >nul
+for %%f in (samples\*) do call :answers %%f %%~nxf
+bin\tsprobe.exe --registration --text >> report.txt
+if not %added%==0 reg delete HKLM\Software\Corvane\Tagsmith /f >nul
+echo %passed% passed, %failed% failed >> report.txt
+echo %passed% passed, %failed% failed
+if not %failed%==0 exit /b 1
+exit /b 0
+
+:program
+echo == %1 >> report.txt
+if %1==shell_test bin\%1.exe %shell_test% >> report.txt 2>&1
+if not %1==shell_test bin\%1.exe >> report.txt 2>&1
+set code=%errorlevel%
+goto count
+
+:answers
+bin\tsprobe.exe --module bin\tsshell.dll %1 > seen.json
+bin\same_text.exe expected\%2.json seen.json >> report.txt
+set code=%errorlevel%
+goto count
+
+:count
+if %code%==0 set /a passed+=1
+if not %code%==0 set /a failed+=1
+if %code%==0 echo passed %1
+if not %code%==0 echo FAILED %1
+goto :eof
