@@ -1,7 +1,7 @@
 @echo off
 rem Runs the test programs, and compares what the handlers answer of the samples with what they
 rem answered under Wine: run-tests.cmd [PROGRAM...], as administrator; without a name, all programs.
-rem What they print is in report.txt.
+rem What they print is in PROGRAM.txt, the rest in report.txt.
 setlocal
 cd /d "%~dp0"
 set passed=0
@@ -26,9 +26,8 @@ if not %failed%==0 exit /b 1
 exit /b 0
 
 :program
-echo == %1 >> report.txt
-if %1==shell_test bin\%1.exe %shell_test% >> report.txt 2>&1
-if not %1==shell_test bin\%1.exe >> report.txt 2>&1
+if %1==shell_test bin\%1.exe %shell_test% > %1.txt 2>&1
+if not %1==shell_test bin\%1.exe > %1.txt 2>&1
 set code=%errorlevel%
 goto count
 
@@ -41,6 +40,8 @@ goto count
 :count
 if %code%==0 set /a passed+=1
 if not %code%==0 set /a failed+=1
-if %code%==0 echo passed %1
-if not %code%==0 echo FAILED %1
+set outcome=passed
+if not %code%==0 set outcome=FAILED
+echo %outcome% %1
+echo %outcome% %1 >> report.txt
 goto :eof
