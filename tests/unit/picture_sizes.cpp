@@ -15,7 +15,11 @@ int main(int argc, char** argv) {
     std::ifstream file(argv[i], std::ios::binary);
     const std::string picture{std::istreambuf_iterator<char>(file), {}};
     const auto size = ReadPictureSize(std::as_bytes(std::span(picture)));
-    std::printf(size ? "%ux%ux%u\n" : "none\n", size->width, size->height, size->bitsPerPixel);
+    if (size) {
+      std::printf("%ux%ux%u\n", size->width, size->height, size->bitsPerPixel);
+    } else {
+      std::puts("none");
+    }
     for (std::size_t length = 0; length < picture.size(); ++length) {
       // Its beginnings in memory of their own, so that the sanitizers see a byte too far.
       const auto cut = std::make_unique<std::byte[]>(length);
