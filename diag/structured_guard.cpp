@@ -16,6 +16,14 @@ bool IsLanguageException(DWORD code) {
   return code == kThrow || code == kUnwind || code == kForced;
 }
 
+/// Whether this is how another compiler's program throws, or how a program writes to a debugger: no
+/// fault of this module, nor of its stream.
+bool IsForeignException(DWORD code) {
+  constexpr DWORD kForeignThrow = 0xE06D7363;
+  constexpr DWORD kDebuggerText = 0x40010006;
+  return code == kForeignThrow || code == kDebuggerText;
+}
+
 }  // namespace
 
 /// Named in the guard's handler data, so neither inlined nor dropped nor renamed.
@@ -25,7 +33,7 @@ extern "C" __attribute__((used)) LONG WINAPI TagsmithContainFault(EXCEPTION_POIN
   if (IsLanguageException(code)) {
     return EXCEPTION_CONTINUE_SEARCH;
   }
-  if (threadTranslator != nullptr) {
+  if (threadTranslator != nullptr && !IsForeignException(code)) {
     threadTranslator(code, exception);
   }
   return EXCEPTION_EXECUTE_HANDLER;

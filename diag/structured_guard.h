@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <exception>
+
 namespace tagsmith {
 
 /// Told of a structured exception that a guard contains: its code and data.
@@ -17,5 +19,20 @@ StructuredTranslator SetStructuredTranslator(StructuredTranslator translator);
 /// called once, if there is one, and the destructors of the frames between fault and guard have NOT
 /// run, so nothing in them may hold a lock. C++ exceptions pass through as always.
 bool RunContained(void (*body)(void*), void* context);
+
+/// The same for anything that can be called without arguments.
+template <typename Body>
+bool RunContained(Body& body) {
+  return RunContained([](void* context) { (*static_cast<Body*>(context))(); }, &body);
+}
+
+/// Calls into foreign code. A structured exception there goes on as a C++ exception, which runs the
+/// destructors that it would have skipped.
+template <typename Body>
+void CallForeign(Body body) {
+  if (!RunContained(body)) {
+    throw std::bad_exception();
+  }
+}
 
 }  // namespace tagsmith

@@ -21,10 +21,7 @@ struct Decoder {
   GdiPlusFunctions functions{};  // all of them, once it is loaded
 };
 
-Decoder& TheDecoder() {
-  static Decoder decoder;
-  return decoder;
-}
+Decoder theDecoder;
 
 /// The library stays loaded, so that its functions are looked up once.
 bool LoadFunctions(GdiPlusFunctions& functions) {
@@ -45,18 +42,9 @@ bool LoadFunctions(GdiPlusFunctions& functions) {
 /// Runs `body` with the section held, and leaves it whatever becomes of the foreign code in it.
 template <typename Body>
 void WithDecoder(Body body) {
-  struct Call {
-    Body& body;
-    Decoder& decoder;
-  };
-  Call call{body, TheDecoder()};
-  const std::lock_guard lock(call.decoder.section);
-  RunContained(
-      [](void* context) {
-        auto& inner = *static_cast<Call*>(context);
-        inner.body(inner.decoder);
-      },
-      &call);
+  const std::lock_guard lock(theDecoder.section);
+  auto call = [&] { body(theDecoder); };
+  RunContained(call);
 }
 
 }  // namespace
@@ -92,10 +80,10 @@ const GdiPlusFunctions* GdiPlusUse::Start() {
   return started;
 }
 
-void DisposeOfBitmap(Gdiplus::GpBitmap* bitmap) { TheDecoder().functions.GdipDisposeImage(bitmap); }
+void DisposeOfBitmap(Gdiplus::GpBitmap* bitmap) { theDecoder.functions.GdipDisposeImage(bitmap); }
 
 void DeleteGraphics(Gdiplus::GpGraphics* graphics) {
-  TheDecoder().functions.GdipDeleteGraphics(graphics);
+  theDecoder.functions.GdipDeleteGraphics(graphics);
 }
 
 }  // namespace tagsmith

@@ -22,9 +22,10 @@ struct HeldStream {
     if (given == nullptr) {
       return E_POINTER;
     }
-    const HRESULT result = given->QueryInterface(IID_IStream, stream.ReceiveVoid());
-    if (FAILED(result)) {
-      (void)stream.Release();  // whatever a failed call has left there is no reference
+    void* received = nullptr;
+    const HRESULT result = given->QueryInterface(IID_IStream, &received);
+    if (SUCCEEDED(result)) {  // what a failed call or a fault leaves there is no reference
+      stream.Reset(static_cast<IStream*>(received));
     }
     return result;
   }

@@ -120,10 +120,12 @@ HRESULT CMP3PropertyStore::FillCache(IStream& stream) {
   if (makeCache == nullptr) {
     return S_FALSE;
   }
-  const HRESULT result = makeCache(__uuidof(IPropertyStoreCache), cache_.ReceiveVoid());
+  void* made = nullptr;
+  const HRESULT result = makeCache(__uuidof(IPropertyStoreCache), &made);
   if (FAILED(result)) {
     return result;
   }
+  cache_.Reset(static_cast<IPropertyStoreCache*>(made));
   return Guarded("Failed to create the tag data property store cache", result, [&] {
     ID3Tag tag;
     static_cast<TagOptions&>(tag) = kFieldOptions;

@@ -7,17 +7,28 @@
 #include "shellext/base/module.h"
 #include "shellext/class_objects.h"
 #include "shellext/registration.h"
+#include "shellext/thread_storage.h"
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* /*reserved*/) {
+namespace __gnu_cxx {
+// Of the language run-time library, for leak checkers: frees the memory that it keeps for
+// exceptions when there is none left. NOLINTNEXTLINE(bugprone-reserved-identifier)
+void __freeres() noexcept;
+}  // namespace __gnu_cxx
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* reserved) {
   // No failure may keep the module from being loaded.
-  tagsmith::Guarded("The module's entry point failed", TRUE, [&] {
-    if (reason == DLL_PROCESS_ATTACH) {
-      tagsmith::StartModule(instance);
-    } else if (reason == DLL_PROCESS_DETACH) {
-      tagsmith::StopModule();
-    }
-    return TRUE;
-  });
+  if (reason == DLL_PROCESS_ATTACH || reason == DLL_PROCESS_DETACH) {
+    tagsmith::Guarded("The module's entry point failed", TRUE, [&] {
+      reason == DLL_PROCESS_ATTACH ? tagsmith::StartModule(instance) : tagsmith::StopModule();
+      return TRUE;
+    });
+  }
+  if (reason == DLL_THREAD_DETACH) {
+    tagsmith::ReleaseThreadStorage();
+  } else if (reason == DLL_PROCESS_DETACH && reserved == nullptr) {  // else the process ends
+    tagsmith::ReleaseAllThreadStorage();
+    __gnu_cxx::__freeres();
+  }
   return TRUE;
 }
 
