@@ -32,7 +32,8 @@ endif()
 
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
-  add_compile_options(-ffunction-sections -fdata-sections)
+  add_compile_definitions(_FORTIFY_SOURCE=2)
+  add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong)
   # Statically: no run-time library of the compiler may be needed beside what we ship.
   add_link_options(-static -Wl,--gc-sections -Wl,--no-insert-timestamp)
 else()
