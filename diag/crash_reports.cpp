@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <span>
 #include <utility>
 
 #include "diag/log.h"
+#include "diag/log_lock.h"
 #include "diag/minidump.h"
 #include "format/bounded.h"
 #include "platform/system_library.h"
@@ -30,6 +32,7 @@ std::size_t threadFunctionCount;
 enum class Dump { kNo, kYes };
 
 void ReportAndDump(EXCEPTION_POINTERS* exception, std::uint32_t code, const char* kind, Dump dump) {
+  const UnlimitedLog unlimited;
   ReportException(exception, code, kind);
   if (dump == Dump::kNo) {
     return;
@@ -47,8 +50,27 @@ LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* exception) {
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
+/// The addresses whose faults have been dumped; when all places are taken, none is dumped any more.
+std::array<std::atomic<const void*>, 64> dumpedFaults;
+
+bool IsFirstFaultAt(const void* address) {
+  for (std::atomic<const void*>& place : dumpedFaults) {
+    const void* known = nullptr;
+    if (place.compare_exchange_strong(known, address)) {
+      return true;
+    }
+    if (known == address) {
+      return false;
+    }
+  }
+  return false;
+}
+
+/// A host that goes on after a fault may run into it again with each call: a dump takes seconds.
 void OnHandledException(unsigned int code, EXCEPTION_POINTERS* exception) {
-  ReportAndDump(exception, code, "Handled exception", Dump::kYes);
+  ReportAndDump(
+      exception, code, "Handled exception",
+      IsFirstFaultAt(exception->ExceptionRecord->ExceptionAddress) ? Dump::kYes : Dump::kNo);
 }
 
 void OnInvalidParameter(const wchar_t* /*expression*/, const wchar_t* /*function*/,

@@ -1,13 +1,12 @@
 #include "diag/log.h"
 
-#include <sys/stat.h>
-
 #include <array>
 #include <cstdarg>
 #include <string_view>
 
 #include "diag/clock.h"
 #include "diag/log_file.h"
+#include "diag/log_stream.h"
 #include "format/bounded.h"
 
 namespace tagsmith {
@@ -29,9 +28,29 @@ struct LogState {
   LogObserver observer = nullptr;
   LogLineCallback callback = nullptr;
   LogHooks hooks{nullptr, nullptr};
+  std::time_t second = 0;  // that `now` is the local time of
+  std::tm now{};
 };
 
 LogState state;
+
+/// The hooks' lock, as long as it lives.
+class HookLock {
+ public:
+  HookLock() : hooks_(state.hooks), isHeld_(hooks_.lock == nullptr || hooks_.lock()) {}
+  HookLock(const HookLock&) = delete;
+  HookLock& operator=(const HookLock&) = delete;
+  ~HookLock() {
+    if (isHeld_ && hooks_.unlock != nullptr) {
+      hooks_.unlock();
+    }
+  }
+  [[nodiscard]] bool IsHeld() const { return isHeld_; }
+
+ private:
+  LogHooks hooks_;
+  bool isHeld_;
+};
 
 std::FILE* Stream() { return state.file != nullptr ? state.file : stderr; }
 
@@ -49,9 +68,19 @@ bool ShowsLetter(std::int32_t level) {
   return false;
 }
 
+/// Converted once a second: that costs more than the rest of a line.
+const std::tm& LocalTime() {
+  const std::time_t second = std::time(nullptr);
+  if (second != state.second) {
+    state.second = second;
+    state.now = LocalTimeNow();
+  }
+  return state.now;
+}
+
 /// Writes the prefix and begins the last line with it; negative on a stream error.
 int WritePrefix(std::int32_t level) {
-  const std::tm now = LocalTimeNow();
+  const std::tm& now = LocalTime();
   if (state.renewal != nullptr) {
     state.renewal(now, state.look);
   }
@@ -110,18 +139,8 @@ std::int32_t WriteLine(std::int32_t level, const char* format, std::va_list argu
   return result;
 }
 
-bool Exists(const char* path) {
-  struct stat status {};
-  return ::stat(path, &status) == 0;
-}
-
-/// The size as a 32-bit number; 0 when there is no such file.
-std::int32_t FileSize(const char* path) {
-  struct stat status {};
-  return ::stat(path, &status) == 0 ? static_cast<std::int32_t>(status.st_size) : 0;
-}
-
-void RotateLogFile(const char* path) {
+/// `file`: the one that has grown too large.
+void RotateLogFile(const char* path, const FileFacts& file) {
   const std::tm now = LocalTimeNow();
   Text<260> oldLog{};
   const std::size_t length = CopyBounded(oldLog, path);
@@ -132,13 +151,18 @@ void RotateLogFile(const char* path) {
   AppendBounded(oldLog, suffix.data());
 
   CloseLog();
+  const auto atPath = AskFile(path);
+  // Another process may have renamed the file already; this one then follows it to the fresh one.
+  const bool isStillThere = atPath && atPath->IsSameFile(file);
   // A second rotation within the minute finds the name taken; the log then simply goes on. Not
   // every system's rename refuses to replace a file.
-  if (!Exists(oldLog.data())) {
+  if (isStillThere && !AskFile(oldLog.data())) {
     std::rename(path, oldLog.data());
   }
-  ConfigureLog(kLogInformation, std::fopen(path, "a+"), nullptr, false, LogLetters::kNone);
-  WriteLogLine(kLogAlways, "Pruning log file (old log is now %s)", oldLog.data());
+  ConfigureLog(kLogInformation, OpenLogStream(path), nullptr, false, LogLetters::kNone);
+  if (isStillThere) {
+    WriteLogLine(kLogAlways, "Pruning log file (old log is now %s)", oldLog.data());
+  }
   SetLogEcho(0);
 }
 
@@ -148,17 +172,14 @@ std::int32_t WriteLogLine(std::int32_t level, const char* format, ...) {
   if (level > state.look.maximumLevel) {
     return 0;
   }
-  const LogHooks hooks = state.hooks;
-  if (hooks.lock != nullptr && !hooks.lock()) {
+  const HookLock lock;
+  if (!lock.IsHeld()) {
     return -1;
   }
   std::va_list arguments;
   va_start(arguments, format);
   const std::int32_t result = WriteLine(level, format, arguments);
   va_end(arguments);
-  if (hooks.unlock != nullptr) {
-    hooks.unlock();
-  }
   return result;
 }
 
@@ -203,9 +224,14 @@ void SetLogHooks(LogHooks hooks) { state.hooks = hooks; }
 const char* LastLogLine() { return state.lastLine.data(); }
 
 void PruneLogFile(const char* path, std::int32_t maximumSize) {
+  const HookLock lock;
+  if (!lock.IsHeld()) {
+    return;
+  }
   try {
-    if (FileSize(path) > maximumSize) {
-      RotateLogFile(path);
+    const auto file = state.file != nullptr ? AskFile(state.file) : AskFile(path);
+    if (file && file->size > maximumSize) {
+      RotateLogFile(path, *file);
     }
   } catch (...) {
     WriteLogLine(kLogError, "Failed to prune the log file");

@@ -37,8 +37,8 @@ using LogObserver = void (*)(std::int32_t level, std::string_view message);
 /// the most.
 using LogLineCallback = void (*)(int zero, const char* line);
 
-/// The single place where a lock would be taken around a line. A lock hook that answers false
-/// drops the line.
+/// The single place where a lock is taken around a line; lines may be written within it. A lock
+/// hook that answers false drops the line.
 struct LogHooks {
   bool (*lock)();
   void (*unlock)();
@@ -71,9 +71,10 @@ void SetLogHooks(LogHooks hooks);
 /// The line that was written last, at most 1023 characters; owned by the log.
 const char* LastLogLine();
 
-/// When the file at `path` (in the run-time library's narrow encoding) is larger than
+/// When the log file, opened at `path` (in the run-time library's narrow encoding), is larger than
 /// `maximumSize` bytes, gives it a name with date and time in place of its last four characters
-/// and goes on with a fresh file at `path`. From then on lines of level 3 are written too.
+/// and goes on with a fresh file at `path`. From then on lines of level 3 are written too. Within
+/// the hooks' lock, like a line.
 void PruneLogFile(const char* path, std::int32_t maximumSize);
 
 }  // namespace tagsmith

@@ -6,6 +6,8 @@
 
 #include "diag/crash_reports.h"
 #include "diag/log.h"
+#include "diag/log_lock.h"
+#include "diag/log_stream.h"
 #include "format/bounded.h"
 #include "shellext/base/registry.h"
 #include "shellext/base/version.h"
@@ -66,7 +68,8 @@ void StartModule(HINSTANCE instance) {
       ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, kLogSizeSetting, kDefaultLogSize));
   FindLogFolder(values.logPath);
   AppendBounded(values.logPath, "tsmithsx.log");
-  ConfigureLog(kLogWarning, std::fopen(values.logPath.data(), "a+"), nullptr, false,
+  InstallLogLock();
+  ConfigureLog(kLogWarning, OpenLogStream(values.logPath.data()), nullptr, false,
                LogLetters::kNone);
   WriteHeader();
   SetLogEcho(0);
@@ -78,8 +81,12 @@ void StopModule() {
   RemoveThreadHandlers();
   RemoveProcessHandlers();
   CloseLog();
+  RemoveLogLock();
 }
 
-void PruneModuleLog() { PruneLogFile(values.logPath.data(), values.maximumLogSize); }
+void PruneModuleLog() {
+  const UnlimitedLog unlimited;
+  PruneLogFile(values.logPath.data(), values.maximumLogSize);
+}
 
 }  // namespace tagsmith

@@ -1,0 +1,58 @@
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include "diag/log_stream.h"
+#include "platform/windows_handles.h"
+
+namespace tagsmith {
+namespace {
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+/// By the handle: a directory entry keeps the size of an open file from before.
+std::optional<FileFacts> Facts(HANDLE file) {
+  BY_HANDLE_FILE_INFORMATION facts{};
+  if (GetFileInformationByHandle(file, &facts) == FALSE) {
+    return std::nullopt;
+  }
+  const auto join = [](DWORD high, DWORD low) { return std::uint64_t{high} << 32U | low; };
+  return FileFacts{
+      .volume = facts.dwVolumeSerialNumber,
+      .number = join(facts.nFileIndexHigh, facts.nFileIndexLow),
+      .size = static_cast<std::int64_t>(join(facts.nFileSizeHigh, facts.nFileSizeLow))};
+}
+
+}  // namespace
+
+std::optional<FileFacts> AskFile(std::FILE* stream) {
+  return Facts(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))));
+}
+
+std::optional<FileFacts> AskFile(const char* path) {
+  HANDLE file = CreateFileA(path, FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
+                            FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return std::nullopt;
+  }
+  const KernelHandle closer(file);
+  return Facts(file);
+}
+
+std::FILE* OpenLogStream(const char* path) {
+  // Appending without the right to write elsewhere: the system then finds the end with each write.
+  HANDLE file = CreateFileA(path, GENERIC_READ | FILE_APPEND_DATA, kShareAll, nullptr, OPEN_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return nullptr;
+  }
+  const int descriptor =
+      _open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_APPEND | _O_TEXT | _O_NOINHERIT);
+  std::FILE* stream = descriptor >= 0 ? _fdopen(descriptor, "a+") : nullptr;
+  if (stream == nullptr) {
+    descriptor >= 0 ? static_cast<void>(_close(descriptor)) : static_cast<void>(CloseHandle(file));
+  }
+  return stream;
+}
+
+}  // namespace tagsmith
