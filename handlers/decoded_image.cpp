@@ -6,6 +6,7 @@
 #include <span>
 
 #include "diag/log.h"
+#include "diag/structured_guard.h"
 #include "handlers/memory_dc.h"
 
 namespace tagsmith {
@@ -95,6 +96,16 @@ HRESULT CopyRows(const GdiPlusFunctions& gdiPlus, GpBitmap* source, Gdiplus::Pix
   return S_OK;
 }
 
+/// The shell is told of an alpha channel whatever the picture had, and shows nothing where it is 0.
+void FillAlpha(const DibSection& section) {
+  for (int row = 0; row < section.Height(); ++row) {
+    std::byte* pixel = section.Row(row);
+    for (int column = 0; column < section.Width(); ++column, pixel += 4) {
+      pixel[3] = std::byte{255};
+    }
+  }
+}
+
 /// Draws the source into the section, seen as a bitmap of `format`.
 HRESULT Draw(const GdiPlusFunctions& gdiPlus, GpBitmap* source, Gdiplus::PixelFormat format,
              const DibSection& target) {
@@ -158,11 +169,11 @@ bool DibSection::Create(int width, int height, int bitsPerPixel, bool is565) {
 // ---- DecodedImage -----------------------------------------------------------------------------
 
 bool DecodedImage::IsAffordable(const PictureSize& size) {
-  if (size.BitmapBytes() <= kLargestBitmap) {
+  if (size.DecodedBytes() <= kLargestPicture) {
     return true;
   }
-  WriteLogLine(kLogWarning, "The picture is too large to be decoded (%u x %u pixels of %u bits)",
-               size.width, size.height, size.bitsPerPixel);
+  WriteLogLine(kLogWarning, "The picture is too large to be decoded (%u x %u pixels)", size.width,
+               size.height);
   return false;
 }
 
@@ -173,7 +184,9 @@ HRESULT DecodedImage::Load(IStream& stream) {
     return E_FAIL;
   }
   GdiPlusBitmap source;
-  if (gdiPlus->GdipCreateBitmapFromStream(&stream, source.Receive()) != Gdiplus::Ok) {
+  Gdiplus::GpStatus status = Gdiplus::GenericError;
+  CallForeign([&] { status = gdiPlus->GdipCreateBitmapFromStream(&stream, source.Receive()); });
+  if (status != Gdiplus::Ok) {
     return E_FAIL;
   }
   return Load(*gdiPlus, source.Get());
@@ -190,7 +203,7 @@ HRESULT DecodedImage::Load(const GdiPlusFunctions& gdiPlus, GpBitmap* source) {
     return E_FAIL;
   }
   const TargetFormat target = ChooseTarget(format);
-  if (!IsAffordable({width, height, static_cast<std::uint32_t>(target.bitsPerPixel)})) {
+  if (!IsAffordable({width, height})) {
     return E_FAIL;
   }
   DibSection section;
@@ -211,6 +224,9 @@ HRESULT DecodedImage::Load(const GdiPlusFunctions& gdiPlus, GpBitmap* source) {
   const HRESULT result = target.format == format ? CopyRows(gdiPlus, source, format, section)
                                                  : Draw(gdiPlus, source, target.format, section);
   if (SUCCEEDED(result)) {
+    if (target.bitsPerPixel == 32 && !target.hasAlpha) {
+      FillAlpha(section);
+    }
     section_ = std::move(section);
     hasAlpha_ = target.hasAlpha;
   }

@@ -47,10 +47,10 @@ class DibSection {
 
 class DecodedImage {
  public:
-  /// Pictures whose bitmap would be larger are taken for undecodable.
-  static constexpr std::uint64_t kLargestBitmap = std::uint64_t{256} << 20U;
+  /// Pictures that would be larger when decoded, in bytes, are taken for undecodable.
+  static constexpr std::uint64_t kLargestPicture = std::uint64_t{128} << 20U;
 
-  /// Whether a bitmap for a picture of this size is small enough; logs when it is not.
+  /// Whether a picture of this size is small enough to be decoded; logs when it is not.
   static bool IsAffordable(const PictureSize& size);
 
   /// Decodes the picture in `stream` from its position on. A grey, paletted or 24-bit picture

@@ -48,18 +48,7 @@ FoundSize ReadPng(ByteView picture) {
   if (!AsText(fields.From(12)).starts_with("IHDR")) {
     return std::nullopt;
   }
-  constexpr std::uint32_t kGrey = 0;
-  constexpr std::uint32_t kColour = 2;
-  constexpr std::uint32_t kPalette = 3;
-  const std::uint32_t depth = fields.Get8(24);
-  const std::uint32_t colourType = fields.Get8(25);
-  std::uint32_t bits = 32;
-  if (colourType == kPalette || (colourType == kGrey && depth < 8)) {
-    bits = depth;
-  } else if (colourType == kColour && depth == 8) {
-    bits = 24;
-  }
-  return PictureSize{fields.Get32(16), fields.Get32(20), bits};
+  return PictureSize{fields.Get32(16), fields.Get32(20)};
 }
 
 /// T.81, B.1 and B.2.2: the first frame header among the marker segments.
@@ -80,11 +69,7 @@ FoundSize ReadJpeg(ByteView picture) {
     ++at;
     const bool isTable = marker == 0xC4 || marker == 0xC8 || marker == 0xCC;
     if (marker >= 0xC0 && marker <= 0xCF && !isTable) {
-      const std::uint32_t components = fields.Get8(at + 7);
-      return PictureSize{fields.Get16(at + 5), fields.Get16(at + 3),
-                         components == 1   ? 8U
-                         : components == 3 ? 24U
-                                           : 32U};
+      return PictureSize{fields.Get16(at + 5), fields.Get16(at + 3)};
     }
     constexpr std::uint32_t kEndOfImage = 0xD9;
     constexpr std::uint32_t kStartOfScan = 0xDA;
@@ -97,12 +82,11 @@ FoundSize ReadJpeg(ByteView picture) {
   return std::nullopt;
 }
 
-/// Logical screen and image descriptors. Decoders give up the palette when there are several
-/// images.
+/// Logical screen and image descriptors.
 FoundSize ReadGif(ByteView picture) {
   const Fields fields(picture, false);
   const auto sizeAt = [&](std::size_t at) {
-    return PictureSize{fields.Get16(at), fields.Get16(at + 2), 8};
+    return PictureSize{fields.Get16(at), fields.Get16(at + 2)};
   };
   const auto tableBytes = [](std::uint32_t flags) {
     return (flags & 0x80U) != 0 ? std::size_t{3} << ((flags & 7U) + 1) : 0;
@@ -114,7 +98,6 @@ FoundSize ReadGif(ByteView picture) {
     return at + 1;
   };
   PictureSize largest = sizeAt(6);
-  int images = 0;
   std::size_t at = 13 + tableBytes(fields.Get8(10));
   while (!fields.IsAtEnd(at)) {
     const std::uint32_t block = fields.Get8(at);
@@ -124,7 +107,6 @@ FoundSize ReadGif(ByteView picture) {
       const PictureSize size = sizeAt(at + 5);
       largest.width = std::max(largest.width, size.width);
       largest.height = std::max(largest.height, size.height);
-      largest.bitsPerPixel = ++images > 1 ? 32 : 8;
       at = skipBlocks(at + 11 + tableBytes(fields.Get8(at + 9)));
     } else {
       break;
@@ -133,26 +115,17 @@ FoundSize ReadGif(ByteView picture) {
   return largest;
 }
 
-std::uint32_t BmpBits(std::uint32_t bits) {
-  const bool isKept = bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24;
-  return isKept ? bits : 32;
-}
-
 std::uint32_t Magnitude(std::uint32_t number) {
   return static_cast<std::int32_t>(number) < 0 ? 0 - number : number;
 }
 
-/// Run-length coded rows become 32-bit ones.
 FoundSize ReadBmp(ByteView picture) {
   const Fields fields(picture, false);
   constexpr std::uint32_t kCoreHeader = 12;
   if (fields.Get32(14) == kCoreHeader) {
-    return PictureSize{fields.Get16(18), fields.Get16(20), BmpBits(fields.Get16(24))};
+    return PictureSize{fields.Get16(18), fields.Get16(20)};
   }
-  const std::uint32_t compression = fields.Get32(30);
-  const bool isRunLength = compression == 1 || compression == 2;
-  return PictureSize{Magnitude(fields.Get32(18)), Magnitude(fields.Get32(22)),
-                     isRunLength ? 32 : BmpBits(fields.Get16(28))};
+  return PictureSize{Magnitude(fields.Get32(18)), Magnitude(fields.Get32(22))};
 }
 
 /// TIFF 6.0, section 2: the first directory. Of an entry that is there twice the larger value
@@ -161,10 +134,7 @@ FoundSize ReadTiff(ByteView picture) {
   const Fields fields(picture);
   const std::size_t directory = fields.Get32(4);
   PictureSize size;
-  std::uint32_t bitsPerSample = 1;
-  std::uint32_t samples = 1;
-  const std::pair<std::uint32_t, std::uint32_t&> known[] = {
-      {256, size.width}, {257, size.height}, {258, bitsPerSample}, {277, samples}};
+  const std::pair<std::uint32_t, std::uint32_t&> known[] = {{256, size.width}, {257, size.height}};
   const std::size_t end = directory + 2 + std::size_t{12} * fields.Get16(directory);
   for (std::size_t entry = directory + 2; entry < end && !fields.IsAtEnd(entry); entry += 12) {
     constexpr std::uint32_t kShort = 3;
@@ -176,8 +146,6 @@ FoundSize ReadTiff(ByteView picture) {
       }
     }
   }
-  // The depths of several samples are stored elsewhere; they are mostly 8 bits each.
-  size.bitsPerPixel = samples == 3 ? 24 : samples == 1 && bitsPerSample <= 8 ? bitsPerSample : 32;
   return size;
 }
 
@@ -193,10 +161,10 @@ constexpr Format kFormats[] = {
 
 }  // namespace
 
-std::uint64_t PictureSize::BitmapBytes() const {
-  const std::uint64_t rowBytes = (std::uint64_t{width} * bitsPerPixel + 31) / 32 * 4;
+std::uint64_t PictureSize::DecodedBytes() const {
+  const std::uint64_t pixels = std::uint64_t{width} * height;
   constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
-  return rowBytes != 0 && height > kLargest / rowBytes ? kLargest : rowBytes * height;
+  return pixels > kLargest / 4 ? kLargest : pixels * 4;
 }
 
 FoundSize ReadPictureSize(ByteView picture) {

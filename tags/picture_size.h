@@ -11,11 +11,10 @@ namespace tagsmith {
 struct PictureSize {
   std::uint32_t width = 0;   // pixels, not checked
   std::uint32_t height = 0;  // pixels, not checked
-  /// Of the bitmap that a decoder makes of the picture, as far as the header tells.
-  std::uint32_t bitsPerPixel = 0;
 
-  /// Bytes of a bitmap whose rows are padded to four bytes; saturates.
-  [[nodiscard]] std::uint64_t BitmapBytes() const;
+  /// Bytes of the decoded picture: decoders, and those who show it, take four a pixel whatever its
+  /// own depth is; saturates.
+  [[nodiscard]] std::uint64_t DecodedBytes() const;
 };
 
 /// Reads the header of a JPEG (ITU-T T.81), PNG, GIF (89a), BMP or big-endian TIFF (6.0) picture,

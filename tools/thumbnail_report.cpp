@@ -66,7 +66,7 @@ HRESULT AskExtractor(IPersistFile& handler, const std::wstring& path, BitmapAnsw
 
 }  // namespace
 
-std::optional<Pixels> ReadPixels(HBITMAP bitmap) {
+std::optional<Pixels> ReadPixels(HBITMAP bitmap, WTS_ALPHATYPE alpha) {
   BITMAP shape{};
   if (GetObjectW(bitmap, sizeof(shape), &shape) == 0) {
     return std::nullopt;
@@ -93,10 +93,7 @@ std::optional<Pixels> ReadPixels(HBITMAP bitmap) {
   if (rows != pixels.height) {
     return std::nullopt;
   }
-  bool hasAlpha = false;  // where the fourth bytes are all zero they are not used
-  for (std::size_t i = 3; i < pixels.bytes.size(); i += 4) {
-    hasAlpha = hasAlpha || (pixels.bitsPerPixel == 32 && pixels.bytes[i] != std::byte{0});
-  }
+  const bool hasAlpha = pixels.bitsPerPixel == 32 && alpha == WTSAT_ARGB;
   for (std::size_t i = 3; !hasAlpha && i < pixels.bytes.size(); i += 4) {
     pixels.bytes[i] = std::byte{255};
   }
@@ -128,7 +125,7 @@ ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::st
     report.result = answer.result;
   }
   if (answer.bitmap) {
-    report.pixels = ReadPixels(answer.bitmap.Get());
+    report.pixels = ReadPixels(answer.bitmap.Get(), answer.alpha);
     report.alpha = AlphaName(answer.alpha);
   }
   return report;

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <thumbcache.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,8 +31,10 @@ struct ThumbnailReport {
   std::optional<std::string> png;         // where it was written
 };
 
-/// Nothing when it is no bitmap of this process, or too large to be looked at.
-std::optional<Pixels> ReadPixels(HBITMAP bitmap);
+/// As a shell shows them that was told `alpha`: of 32-bit bitmaps with WTSAT_ARGB the fourth bytes
+/// count, all zeros too. Nothing when it is no bitmap of this process, or too large to be looked
+/// at.
+std::optional<Pixels> ReadPixels(HBITMAP bitmap, WTS_ALPHATYPE alpha = WTSAT_ARGB);
 
 /// Asks the handler, as a thumbnail provider or else as an image extractor, for the bitmap of the
 /// file, which is deleted as the shell does it.

@@ -1,10 +1,13 @@
 #include "diag/log.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iomanip>
 #include <map>
+#include <mutex>
 #include <regex>
 #include <sstream>
+#include <thread>
 
 #include "diag/clock.h"
 #include "diag/date_named_log.h"
@@ -158,7 +161,6 @@ TEST_F(Log, PrunesWhenLargerThanTheLimit) {
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");  // pruning ends the echo
   PruneLogFile(path.c_str(), 10);  // within the minute there is no other name
   WriteLogLine(1, "goes on");
-  PruneLogFile((path + "-missing").c_str(), 0);
   const auto files = Files();
   ASSERT_LE(files.size(), 3U);
   const std::string name =
@@ -173,6 +175,35 @@ TEST_F(Log, PrunesWhenLargerThanTheLimit) {
       files.at("tsmithsx.log"),
       std::regex(notice + kStamp + ": written now\n" + notice + kStamp + ": goes on\n")))
       << files.at("tsmithsx.log");
+}
+
+TEST_F(Log, KeepsTheLinesOfThreadsWhilePruning) {
+  static std::recursive_mutex mutex;
+  SetLogHooks({[] { return mutex.lock(), true; }, [] { mutex.unlock(); }});
+  constexpr int kLines = 500;
+  const auto write = [&] {
+    for (int i = 0; i < kLines; ++i) {
+      PruneLogFile(file.Path(), 5000);
+      WriteLogLine(1, "line");
+    }
+  };
+  {
+    std::vector<std::jthread> threads(8);
+    std::generate(threads.begin(), threads.end(), [&] { return std::jthread(write); });
+  }
+  // Another process gives the file its name: this one follows, and tells nobody.
+  const std::filesystem::path other = Folder() / "other.log";
+  std::filesystem::rename(file.Path(), other);
+  PruneLogFile(file.Path(), 10);
+  WriteLogLine(1, "followed");
+  CloseLog();
+  const std::regex line(kStamp + ": line\n"s);
+  std::ptrdiff_t lines = 0;
+  for (const auto& [name, content] : Files()) {
+    lines += std::distance(std::sregex_iterator(content.begin(), content.end(), line), {});
+  }
+  EXPECT_EQ(lines, 8 * kLines);
+  EXPECT_TRUE(std::regex_match(Files().at("tsmithsx.log"), std::regex(kStamp + ": followed\n"s)));
 }
 
 TEST_F(Log, OpensDateNamedFiles) {

@@ -1,4 +1,4 @@
-// Prints the size that the header of each picture tells, WIDTHxHEIGHTxBITS or "none":
+// Prints the size that the header of each picture tells, WIDTHxHEIGHT or "none":
 // picture_sizes FILE...
 #include "tags/picture_size.h"
 
@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
     const std::string picture{std::istreambuf_iterator<char>(file), {}};
     const auto size = ReadPictureSize(std::as_bytes(std::span(picture)));
     if (size) {
-      std::printf("%ux%ux%u\n", size->width, size->height, size->bitsPerPixel);
+      std::printf("%ux%u\n", size->width, size->height);
     } else {
       std::puts("none");
     }

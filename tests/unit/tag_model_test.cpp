@@ -54,13 +54,11 @@ TEST(TagModel, ClearsValuesAndKeepsSettings) {
   EXPECT_FALSE(tag.fileName.has_value());
 }
 
-TEST(PictureSizes, TellTheBitmapsBytes) {
-  EXPECT_EQ((PictureSize{3, 2, 24}.BitmapBytes()), 24U);
-  EXPECT_EQ((PictureSize{33, 1, 1}.BitmapBytes()), 8U);
-  EXPECT_EQ((PictureSize{32, 3, 1}.BitmapBytes()), 12U);
-  EXPECT_EQ((PictureSize{0, 5, 8}.BitmapBytes()), 0U);
-  EXPECT_EQ((PictureSize{0x40000000, 0xFFFFFFFF, 32}.BitmapBytes()), 0xFFFFFFFF00000000U);
-  EXPECT_EQ((PictureSize{0x40000001, 0xFFFFFFFF, 32}.BitmapBytes()), UINT64_MAX);
+TEST(PictureSizes, TellTheDecodedBytes) {
+  EXPECT_EQ((PictureSize{3, 2}.DecodedBytes()), 24U);
+  EXPECT_EQ((PictureSize{0, 5}.DecodedBytes()), 0U);
+  EXPECT_EQ((PictureSize{0x40000000, 0xFFFFFFFF}.DecodedBytes()), 0xFFFFFFFF00000000U);
+  EXPECT_EQ((PictureSize{0x40000001, 0xFFFFFFFF}.DecodedBytes()), UINT64_MAX);
 }
 
 TEST(TagModel, SampleRates) {
