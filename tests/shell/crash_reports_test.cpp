@@ -84,6 +84,8 @@ const Child kChildren[] = {
        const auto handler = _set_invalid_parameter_handler(nullptr);
        handler(nullptr, nullptr, nullptr, 0, 0);
        int sum = Guard(Read) + Guard([] { throw 1; });
+       sum += Guard(Read);  // reported, but not dumped again
+       sum += Guard([] { RaiseException(0xE06D7363, 0, 0, nullptr); });
        std::thread([&] {
          sum += Guard(Divide);  // on this thread faults are not reported
          RemoveThreadHandlers();

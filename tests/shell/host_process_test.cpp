@@ -1,0 +1,330 @@
+// The host's process: what the module takes from it comes back, and nothing weakens it.
+#include <shlobj.h>
+
+#include <thumbcache.h>
+
+#include <algorithm>
+#include <latch>
+#include <regex>
+#include <set>
+#include <span>
+#include <thread>
+
+#include "platform/system_library.h"
+#include "shellext/base/handler_ids.h"
+#include "tests/shell/shell_environment.h"
+
+namespace tagsmith::test {
+namespace {
+
+// ---- What a process has -----------------------------------------------------------------------
+
+std::size_t FreeTlsIndices() {
+  std::vector<DWORD> taken;
+  for (DWORD index = TlsAlloc(); index != TLS_OUT_OF_INDEXES; index = TlsAlloc()) {
+    taken.push_back(index);
+  }
+  std::for_each(taken.begin(), taken.end(), TlsFree);
+  return taken.size();
+}
+
+std::size_t HeapBytes() {
+  std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
+  heaps.resize(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
+  std::size_t bytes = 0;
+  for (const HANDLE heap : heaps) {
+    PROCESS_HEAP_ENTRY entry{};
+    while (HeapWalk(heap, &entry) != FALSE) {
+      bytes += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? entry.cbData : 0;
+    }
+  }
+  return bytes;
+}
+
+/// A new handle takes the lowest free place.
+std::uintptr_t NextHandle() {
+  const HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  CloseHandle(handle);
+  return reinterpret_cast<std::uintptr_t>(handle);
+}
+
+struct Belongings {
+  std::size_t tlsIndices = FreeTlsIndices();
+  std::uintptr_t handle = NextHandle();
+  std::size_t heap = HeapBytes();
+
+  /// Since these were counted nothing is gone, and less than 1 KB of heap is taken.
+  void ExpectBack() const {
+    EXPECT_LT(HeapBytes(), heap + 1024);
+    EXPECT_EQ(FreeTlsIndices(), tlsIndices);
+    EXPECT_EQ(NextHandle(), handle);
+  }
+};
+
+// ---- Requests ---------------------------------------------------------------------------------
+
+/// A stream whose calls number `trouble` and beyond end in a way that a host's may.
+class TroubledStream : public TestStream {
+ public:
+  enum Kind { kError, kShort, kOverstated, kException, kForeignException, kFault, kKinds };
+  TroubledStream(const std::string& content, Kind kind, int trouble)
+      : TestStream(content, L"s.mp3"), kind_(kind), left_(trouble) {}
+
+  STDMETHODIMP Read(void* data, ULONG wanted, ULONG* count) override {
+    if (!IsDue()) {
+      return TestStream::Read(data, wanted, count);
+    }
+    const HRESULT result = TestStream::Read(data, kind_ == kShort ? wanted / 2 : wanted, count);
+    *count += kind_ == kOverstated ? 100'000 : 0;
+    return kind_ == kError ? STG_E_READFAULT : result;
+  }
+  STDMETHODIMP Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* reached) override {
+    return IsDue() && kind_ == kError ? STG_E_SEEKERROR : TestStream::Seek(move, origin, reached);
+  }
+  [[nodiscard]] bool WasCalledOften() const { return left_ < 0; }
+
+ private:
+  __attribute__((noinline)) bool IsDue() {
+    if (--left_ >= 0) {
+      return false;
+    }
+    if (kind_ == kException) {
+      throw std::runtime_error("stream");
+    }
+    if (kind_ == kForeignException) {
+      RaiseException(0xE06D7363, 0, 0, nullptr);
+    }
+    if (kind_ == kFault) {
+      static int* volatile nowhere = reinterpret_cast<int*>(0x10);
+      *nowhere = 1;
+    }
+    return true;
+  }
+
+  Kind kind_;
+  int left_;
+};
+
+/// A small track with a picture.
+std::string Track() {
+  return V2Tag(3, Frame(3, "TIT2", "\0Title"s) +
+                      PictureFrame("image/bmp", BmpPicture(2, 2, 32, "", std::string(16, 'p')))) +
+         MpegFrames(9, 4);
+}
+
+template <typename Interface>
+void Make(const LoadedModule& module, REFCLSID clsid, REFIID riid, ComPointer<Interface>& handler) {
+  ComPointer<IClassFactory> factory;
+  module.GetClassObject(clsid, IID_IClassFactory, factory.ReceiveVoid());
+  if (factory) {
+    factory->CreateInstance(nullptr, riid, handler.ReceiveVoid());
+  }
+}
+
+HRESULT AskForProperties(const LoadedModule& module, IStream& stream) {
+  ComPointer<IInitializeWithStream> store;
+  Make(module, kPropertyHandlerClsid, __uuidof(IInitializeWithStream), store);
+  return store ? store->Initialize(&stream, STGM_READ) : E_OUTOFMEMORY;
+}
+
+HRESULT AskForPicture(const LoadedModule& module, IStream& stream) {
+  ComPointer<IInitializeWithStream> handler;
+  Make(module, kThumbnailHandlerClsid, __uuidof(IInitializeWithStream), handler);
+  ComPointer<IThumbnailProvider> provider;
+  if (!handler || FAILED(handler->Initialize(&stream, STGM_READ)) ||
+      FAILED(handler->QueryInterface(__uuidof(IThumbnailProvider), provider.ReceiveVoid()))) {
+    return E_OUTOFMEMORY;
+  }
+  HBITMAP bitmap = nullptr;
+  WTS_ALPHATYPE alpha = WTSAT_UNKNOWN;
+  const HRESULT result = provider->GetThumbnail(96, &bitmap, &alpha);
+  EXPECT_EQ(bitmap != nullptr, result == S_OK);
+  DeleteObject(bitmap);
+  return result;
+}
+
+using Request = HRESULT (*)(const LoadedModule& module, IStream& stream);
+constexpr Request kRequests[] = {AskForProperties, AskForPicture};
+
+void AskAll(const LoadedModule& module, TroubledStream::Kind kind, int trouble) {
+  for (const Request request : kRequests) {
+    TroubledStream stream(Track(), kind, trouble);
+    request(module, stream);
+  }
+}
+
+class HostProcess : public ::testing::Test {
+ protected:
+  HostProcess() {
+    SwitchOn();
+    SetSetting(HKEY_CURRENT_USER, L"Max log size", 0x7FFFFFFF);  // pruning moves a handle
+  }
+  ScratchSystem scratch;
+};
+
+/// Has the module contain exceptions on this thread and on `otherThreads`, all alive together.
+void LoadAskAndUnload(int otherThreads) {
+  const LoadedModule module;
+  AskAll(module, TroubledStream::kException, 1);
+  AskAll(module, TroubledStream::kError, 1000);
+  std::latch asked(otherThreads);
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < otherThreads; ++i) {
+    threads.emplace_back([&] {
+      AskAll(module, TroubledStream::kException, 1);
+      asked.arrive_and_wait();
+    });
+  }
+}
+
+TEST_F(HostProcess, GetsBackWhatALoadTook) {
+  for (const int threads : {0, 10}) {
+    LoadAskAndUnload(threads);
+    const Belongings before;
+    for (int load = 0; load < (threads == 0 ? 20 : 2); ++load) {
+      LoadAskAndUnload(threads);
+    }
+    before.ExpectBack();
+  }
+}
+
+// ---- Trouble ----------------------------------------------------------------------------------
+
+TEST_F(HostProcess, LosesNothingToTroubledStreams) {
+  const LoadedModule module;
+  const std::string track = Track();
+  const NoTemporaryFolder none;
+  for (int kind = 0; kind < TroubledStream::kKinds; ++kind) {
+    AskAll(module, static_cast<TroubledStream::Kind>(kind), 1);  // what is made once
+  }
+  for (int kind = 0; kind < TroubledStream::kKinds; ++kind) {
+    for (const Request request : kRequests) {
+      SCOPED_TRACE(kind);
+      const Belongings before;
+      bool isReached = true;
+      for (int trouble = 0; isReached; ++trouble) {
+        TroubledStream stream(track, static_cast<TroubledStream::Kind>(kind), trouble);
+        request(module, stream);
+        EXPECT_EQ(stream.references, 1U);
+        isReached = stream.WasCalledOften();
+      }
+      before.ExpectBack();
+    }
+  }
+  const std::string log = scratch.Log();
+  EXPECT_EQ(log.find("E06D7363"), std::string::npos);
+}
+
+/// Rounds of each thread; more of them from the environment.
+int Rounds() {
+  const char* rounds = std::getenv("TAGSMITH_SOAK_ROUNDS");
+  return rounds != nullptr ? std::atoi(rounds) : 20;
+}
+
+TEST_F(HostProcess, IsFlatUnderThreads) {
+  const LoadedModule module;
+  const auto soak = [&](int rounds) {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+      threads.emplace_back([&module, rounds] {
+        for (int round = 0; round < rounds; ++round) {
+          AskAll(module, static_cast<TroubledStream::Kind>(round % TroubledStream::kKinds),
+                 round % 12);
+        }
+      });
+    }
+  };
+  soak(12);
+  const Belongings before;
+  soak(Rounds());
+  before.ExpectBack();
+}
+
+// ---- The log ----------------------------------------------------------------------------------
+
+TEST_F(HostProcess, KeepsARequestsLogShort) {
+  const LoadedModule module;
+  std::string frames;
+  for (int i = 0; i < 3000; ++i) {
+    frames += Frame(3, "QQQQ", "x");
+  }
+  TestStream stream(V2Tag(3, frames), L"s.mp3");
+  AskForProperties(module, stream);
+  const std::string log = scratch.Log();
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2 + 1000 + 1);
+  EXPECT_TRUE(std::regex_search(
+      log, std::regex(R"(: \d+ further log lines of this request were dropped\n$)")));
+}
+
+// ---- Headers ----------------------------------------------------------------------------------
+
+/// What a module's headers say, read where it is loaded.
+class Headers {
+ public:
+  explicit Headers(HMODULE module) : base_(reinterpret_cast<char*>(module)) {}
+
+  template <typename Record>
+  [[nodiscard]] Record* At(std::uint64_t offset) const {
+    return reinterpret_cast<Record*>(base_ + offset);
+  }
+  [[nodiscard]] const IMAGE_NT_HEADERS64& Nt() const { return *At<IMAGE_NT_HEADERS64>(NtOffset()); }
+  [[nodiscard]] std::span<const IMAGE_SECTION_HEADER> Sections() const {
+    return {At<IMAGE_SECTION_HEADER>(NtOffset() + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) +
+                                     Nt().FileHeader.SizeOfOptionalHeader),
+            Nt().FileHeader.NumberOfSections};
+  }
+  [[nodiscard]] IMAGE_DATA_DIRECTORY Directory(int kind) const {
+    return Nt().OptionalHeader.DataDirectory[kind];
+  }
+  [[nodiscard]] std::set<std::string> Exports() const {
+    const auto* exports =
+        At<IMAGE_EXPORT_DIRECTORY>(Directory(IMAGE_DIRECTORY_ENTRY_EXPORT).VirtualAddress);
+    std::set<std::string> names;
+    for (DWORD i = 0; i < exports->NumberOfNames; ++i) {
+      names.insert(At<char>(At<DWORD>(exports->AddressOfNames)[i]));
+    }
+    return names;
+  }
+  [[nodiscard]] std::set<std::string> ImportedLibraries() const {
+    std::set<std::string> names;
+    const auto* library =
+        At<IMAGE_IMPORT_DESCRIPTOR>(Directory(IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress);
+    for (; library->Name != 0; ++library) {
+      names.insert(At<char>(library->Name));
+    }
+    return names;
+  }
+
+ private:
+  [[nodiscard]] std::uint64_t NtOffset() const {
+    return static_cast<std::uint64_t>(At<IMAGE_DOS_HEADER>(0)->e_lfanew);
+  }
+
+  char* base_;
+};
+
+TEST_F(HostProcess, IsNotWeakenedByTheModulesHeaders) {
+  const LoadedModule module;
+  const Headers headers(module.Get());
+  constexpr WORD kWanted = IMAGE_DLLCHARACTERISTICS_NX_COMPAT |
+                           IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
+                           IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA;
+  EXPECT_EQ(headers.Nt().OptionalHeader.DllCharacteristics & kWanted, kWanted);
+  EXPECT_EQ(headers.Nt().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
+  EXPECT_NE(headers.Directory(IMAGE_DIRECTORY_ENTRY_BASERELOC).Size, 0U);
+  for (const IMAGE_SECTION_HEADER& section : headers.Sections()) {
+    constexpr DWORD kBoth = IMAGE_SCN_MEM_WRITE | IMAGE_SCN_MEM_EXECUTE;
+    EXPECT_NE(section.Characteristics & kBoth, kBoth) << section.Name;
+  }
+  EXPECT_EQ(headers.Exports(),
+            (std::set<std::string>{"DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer",
+                                   "DllUnregisterServer", "InstallHandlers", "RemoveHandlers"}));
+  // Libraries that the loader takes from the system's folder whatever lies beside the program.
+  EXPECT_EQ(headers.ImportedLibraries(),
+            (std::set<std::string>{"ADVAPI32.dll", "GDI32.dll", "KERNEL32.dll", "OLEAUT32.dll",
+                                   "SHELL32.dll", "SHLWAPI.dll", "USER32.dll", "msvcrt.dll",
+                                   "ole32.dll"}));
+}
+
+}  // namespace
+}  // namespace tagsmith::test
