@@ -23,6 +23,14 @@ constexpr std::uint32_t ReadBigEndian32(std::span<const std::byte, 4> bytes) {
   return value;
 }
 
+constexpr std::uint32_t ReadLittleEndian32(std::span<const std::byte, 4> bytes) {
+  std::uint32_t value = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    value |= std::to_integer<std::uint32_t>(bytes[i]) << (8 * i);
+  }
+  return value;
+}
+
 /// ID3v2.4.0 structure, 6.2: four bytes of 7 bits. A byte of 128 or more counts in full, so the
 /// value stays within 32 bits whatever the bytes are.
 constexpr std::uint32_t ReadSyncsafe32(std::span<const std::byte, 4> bytes) {

@@ -45,6 +45,7 @@ void ParseV1Block(ID3Tag& tag, std::span<const std::byte, kV1BlockSize> block) {
   tag.v1Track = track == 0 ? kUnknownV1Number : track;
   const auto genre = std::to_integer<std::uint8_t>(block[kGenreOffset]);
   tag.v1Genre = genre < kV1GenreCount ? genre : kGenreOther;
+  tag.v1GenreName = GetGenreName(tag.v1Genre);
   tag.v1Present = true;
 }
 

@@ -33,4 +33,7 @@ std::int64_t TellFile(std::FILE* file);
 /// ISO-8859-1).
 std::u16string WidenSystemText(std::string_view text);
 
+/// The way back: "?" stands for what the system's encoding lacks.
+std::string NarrowSystemText(std::u16string_view text);
+
 }  // namespace tagsmith

@@ -25,4 +25,13 @@ std::int64_t TellFile(std::FILE* file) { return ::ftello(file); }
 
 std::u16string WidenSystemText(std::string_view text) { return WidenLatin1(text); }
 
+std::string NarrowSystemText(std::u16string_view text) {
+  std::string narrow;
+  while (!text.empty()) {
+    const char32_t character = TakeUtf16(text);
+    narrow.push_back(character <= 0xFF ? static_cast<char>(character) : '?');
+  }
+  return narrow;
+}
+
 }  // namespace tagsmith

@@ -43,4 +43,15 @@ std::u16string WidenSystemText(std::string_view text) {
   return wide;
 }
 
+std::string NarrowSystemText(std::u16string_view text) {
+  constexpr std::size_t kMostBytes = 4;  // of a character in any code page
+  const auto* wide = reinterpret_cast<const wchar_t*>(text.data());
+  std::string narrow(kMostBytes * text.size(), '\0');
+  const int written =
+      WideCharToMultiByte(CP_ACP, 0, wide, static_cast<int>(text.size()), narrow.data(),
+                          static_cast<int>(narrow.size()), nullptr, nullptr);
+  narrow.resize(static_cast<std::size_t>(written));
+  return narrow;
+}
+
 }  // namespace tagsmith

@@ -75,7 +75,13 @@ void ID3Tag::ResetDetails() {
 
 void ID3Tag::SetDuration(std::uint64_t quantity, std::uint64_t divisor) {
   details.duration = divisor == 0 ? 0 : quantity / divisor;
+  details.durationTicks = details.duration * kTicksPerSecond;
   FormatDuration(details.durationText, quantity, divisor);
+}
+
+void ID3Tag::SetExactDuration(std::uint64_t quantity, std::uint64_t divisor) {
+  SetDuration(quantity, divisor);
+  details.durationTicks += quantity % divisor * kTicksPerSecond / divisor;
 }
 
 void ID3Tag::SetFileSize(std::uint64_t bytes) {

@@ -20,6 +20,8 @@ namespace tagsmith {
 inline constexpr std::uint16_t kUnknownNumber = 65535;
 inline constexpr std::uint8_t kUnknownV1Number = 255;
 
+inline constexpr std::uint64_t kTicksPerSecond = 10'000'000;
+
 /// A text that may carry Unicode.
 struct TagText {
   std::string text;            // with its terminator, one zero unit; empty: the text is absent
@@ -129,6 +131,17 @@ struct V2Values {
   std::uint32_t ufidSize = 0;
   std::vector<TagPicture> pictures;    // APIC, PIC
   std::vector<TagRawFrame> rawFrames;  // frames without a field, of 2.3 and 2.4 only
+
+  // What the standard reading knows more of. Where a field holds several values, each of them: the
+  // field itself then is all of them as one text.
+  std::vector<TagText> artists;
+  std::vector<TagText> composers;
+  std::vector<TagText> conductors;
+  std::vector<TagText> genres;
+  bool v1Merged = false;  // ID3v1 values stand in fields that ID3v2 left empty
+
+  /// Whether the fields above are the track's, not only those of ID3v1 below.
+  [[nodiscard]] bool HasFields() const { return v2Present || v1Merged; }
 };
 
 class Tag : public TagOptions, public V2Values {
@@ -186,7 +199,8 @@ struct TrackDetails {
   std::uint8_t originBit = 0;
   bool syncLost = false;  // the walk ended on something that is neither a frame nor an ID3v1 tag
   std::array<char, 256> encoderText{};
-  std::uint64_t duration = 0;  // whole seconds
+  std::uint64_t duration = 0;       // whole seconds
+  std::uint64_t durationTicks = 0;  // 100 ns
   std::array<char, kDurationTextSize> durationText{};
   std::uint16_t bitsPerSample = 0;
 };
@@ -198,9 +212,10 @@ struct V1Values {
   std::array<char, 31> v1Artist{};
   std::array<char, 31> v1Album{};
   std::array<char, 5> v1Year{};
-  std::array<char, 30> v1Comment{};
+  std::array<char, 31> v1Comment{};
   std::uint8_t v1Track = kUnknownV1Number;
-  std::uint8_t v1Genre = kUnknownV1Number;  // 0 to 79
+  std::uint8_t v1Genre = kUnknownV1Number;  // 0 to 79; in the standard reading any
+  const char* v1GenreName = "Other";        // owned by a table
 };
 
 class ID3Tag : public Tag, public V1Values {
@@ -222,6 +237,8 @@ class ID3Tag : public Tag, public V1Values {
 
   /// Stores the duration in whole seconds, 0 when the divisor is 0, and its text.
   void SetDuration(std::uint64_t quantity, std::uint64_t divisor);
+  /// Stores the duration in full, `quantity` / `divisor` seconds; the divisor must not be 0.
+  void SetExactDuration(std::uint64_t quantity, std::uint64_t divisor);
   /// Stores the size and its text.
   void SetFileSize(std::uint64_t bytes);
   /// Stores the rate and its text, which shows the two VBR flags as they are now.

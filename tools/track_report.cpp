@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "format/bounded.h"
-#include "tags/genre_table.h"
 #include "tags/text_helpers.h"
 #include "tags/unicode.h"
 #include "tools/json_writer.h"
@@ -136,9 +135,7 @@ void WriteUfidData(JsonWriter& json, const ID3Tag& tag) {
 
 void WriteRatingStars(JsonWriter& json, const ID3Tag& tag) { Write(json, tag.GetRatingStars()); }
 
-void WriteV1GenreName(JsonWriter& json, const ID3Tag& tag) {
-  json.Value(GetGenreName(tag.v1Genre));
-}
+void WriteV1GenreName(JsonWriter& json, const ID3Tag& tag) { json.Value(tag.v1GenreName); }
 
 void WriteSampleRate(JsonWriter& json, const ID3Tag& tag) {
   Write(json, static_cast<std::int64_t>(tag.GetSampleRate()));
@@ -231,6 +228,7 @@ constexpr MemberRow kRows[] = {
     Row<&TrackDetails::encoderText>("encoderText", "Encoder"),
     Row<&TrackDetails::duration>("duration"),
     Row<&TrackDetails::durationText>("durationText", "Duration"),
+    Row<&TrackDetails::durationTicks>("durationTicks"),
     Row<&TrackDetails::bitsPerSample>("bitsPerSample"),
     Row<&ID3Tag::id3AreaSize>("id3AreaSize"),
     Row<&ID3Tag::fileSize>("fileSize"),
@@ -297,7 +295,7 @@ void AddTagLines(std::string& page, const ID3Tag& tag) {
   AddLine(page, "Compilation", tag.compilation ? "yes" : "");
   AddLine(page, "Podcast", tag.podcast ? "yes" : "");
   if (tag.v1Present) {
-    AddLine(page, "Genre (V1)", GetGenreName(tag.v1Genre));
+    AddLine(page, "Genre (V1)", tag.v1GenreName);
     AddLine(page, "Track (V1)", tag.v1Track == kUnknownV1Number ? "" : std::to_string(tag.v1Track));
   }
   for (const TagUserText& entry : tag.userTexts) {
@@ -322,6 +320,7 @@ std::string ReportAsJson(const TrackReport& report) {
     json.Member("via", report.viaStream ? "stream" : "file");
     json.Member("scanMode", report.scanMode);
     json.Member("opened", report.opened);
+    json.Member("reading", report.reading);
     for (const MemberRow& row : kRows) {
       json.Member(row.key, [&] { row.write(json, *report.tag); });
     }

@@ -15,6 +15,7 @@ struct TrackReport {
   bool viaStream = false;
   std::uint32_t scanMode = 0;
   bool opened = false;
+  const char* reading = "own";  // or "standard"
   const ID3Tag* tag = nullptr;
   std::vector<CapturedLine> log;
 };

@@ -6,7 +6,7 @@
 
 #include "tags/file_source.h"
 #include "tags/platform.h"
-#include "tags/track_opening.h"
+#include "tags/reading.h"
 #include "tools/arguments.h"
 #include "tools/console.h"
 #include "tools/log_capture.h"
@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: tsdump [--stream] [--scan-mode N] [--write-check] [--narrow] [--extra-frames N]\n"
-    "              [--ignore-size-errors] [--text] FILE...\n"
+    "              [--ignore-size-errors] [--standard] [--text] FILE...\n"
     "\n"
     "  --stream              open through the stream path of track opening\n"
     "  --scan-mode N         0 every frame (default), 1 quick, 2 constant bit rate\n"
@@ -25,6 +25,7 @@ constexpr const char* kUsage =
     "  --narrow              narrow texts to Latin-1 instead of keeping Unicode\n"
     "  --extra-frames N      frames without a field: 0 ignore, 1 keep known (default), 2 keep all\n"
     "  --ignore-size-errors  go on with an AIFF file whose size is not what its header says\n"
+    "  --standard            take the standard reading, not the system's own\n"
     "  --text                print for people, not as JSON Lines\n";
 
 struct Options {
@@ -34,16 +35,17 @@ struct Options {
   bool narrow = false;
   std::uint32_t extraFrames = static_cast<std::uint32_t>(ExtraFramesMode::kKeepKnown);
   bool ignoreSizeErrors = false;
+  bool standard = false;
   bool text = false;
 };
 
-bool OpenAsStream(ID3Tag& tag, const std::string& path) {
+bool OpenAsStream(ID3Tag& tag, const std::string& path, const Reading& reading) {
   FilePointer file = OpenFile(path.c_str(), "rb");
   if (file == nullptr) {
-    return OpenTrackFromStream(nullptr, &tag);
+    return reading.openStream(nullptr, &tag);
   }
   FileSource source(std::move(file), path);
-  return OpenTrackFromStream(&source, &tag);
+  return reading.openStream(&source, &tag);
 }
 
 bool Dump(const std::string& path, const Options& options) {
@@ -51,13 +53,15 @@ bool Dump(const std::string& path, const Options& options) {
   tag.keepUnicode = !options.narrow;
   tag.extraFramesMode = static_cast<ExtraFramesMode>(options.extraFrames);
   tag.ignoreSizeErrors = options.ignoreSizeErrors;
-  const bool opened = options.stream ? OpenAsStream(tag, path)
-                                     : OpenTrackFromFile(tag, path.c_str(), options.scanMode,
-                                                         nullptr, options.writeCheck);
+  const Reading& reading = options.standard ? kStandardReading : kOwnReading;
+  const bool opened = options.stream ? OpenAsStream(tag, path, reading)
+                                     : reading.openFile(tag, path.c_str(), options.scanMode,
+                                                        nullptr, options.writeCheck);
   const TrackReport report{.file = path,
                            .viaStream = options.stream,
                            .scanMode = options.scanMode,
                            .opened = opened,
+                           .reading = reading.name,
                            .tag = &tag,
                            .log = TakeCapturedLines()};
   const std::string text = options.text ? ReportAsText(report) : ReportAsJson(report);
@@ -76,6 +80,7 @@ int Run(std::vector<std::string> arguments) {
       Flag("narrow", options.narrow),
       Number("extra-frames", options.extraFrames, kMostExtraFrames),
       Flag("ignore-size-errors", options.ignoreSizeErrors),
+      Flag("standard", options.standard),
       Flag("text", options.text),
   };
   const auto files = ParseArguments("tsdump", kUsage, known, std::move(arguments));

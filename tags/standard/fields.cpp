@@ -1,0 +1,404 @@
+#include "tags/standard/fields.h"
+
+#include <algorithm>
+
+#include "format/bounded.h"
+#include "tags/platform.h"
+#include "tags/standard/genres.h"
+#include "tags/standard/pictures.h"
+#include "tags/standard/text.h"
+#include "tags/text_helpers.h"
+
+namespace tagsmith::standard {
+namespace {
+
+// ---- Texts ------------------------------------------------------------------------------------
+
+/// The values of a text frame; before 2.4 what follows a terminator does not count (ID3v2.3.0,
+/// 4.2). None where the encoding is none.
+Values FrameValues(const Frame& frame) {
+  if (!TextDecoder::IsEncoding(frame.body[0])) {
+    return {};
+  }
+  TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
+  if (frame.version >= 4) {
+    return TakeValues(decoder);
+  }
+  std::u16string text = decoder.Take();
+  return text.empty() ? Values{} : Values{std::move(text)};
+}
+
+std::u16string FrameText(const Frame& frame) { return Join(FrameValues(frame)); }
+
+/// The names in one value of 2.2 or 2.3 (ID3v2.3.0, 4.2.1: TCOM, TEXT, TOPE, TPE1). A slash between
+/// two letters on either side is part of a name.
+Values SplitNames(std::u16string_view text) {
+  constexpr std::size_t kShortest = 3;
+  Values names;
+  for (std::u16string& name : Split(text, u'/')) {
+    if (!names.empty() && names.back().size() < kShortest && name.size() < kShortest) {
+      names.back() += u'/' + name;
+    } else {
+      names.push_back(std::move(name));
+    }
+  }
+  return names;
+}
+
+bool SeparatesNames(FrameId id) {
+  constexpr FrameId kIds[] = {"TPE1", "TP1", "TCOM", "TCM", "TEXT", "TXT", "TOPE", "TOA"};
+  return std::find(std::begin(kIds), std::end(kIds), id) != std::end(kIds);
+}
+
+Values FrameNames(const Frame& frame) {
+  Values values = FrameValues(frame);
+  const bool separates = frame.version < 4 && values.size() == 1 && SeparatesNames(frame.id);
+  return separates ? SplitNames(values[0]) : values;
+}
+
+void StoreAll(const Values& values, TagText& field, std::vector<TagText>& list) {
+  field = MakeTagText(Join(values));
+  if (values.size() > 1) {
+    std::transform(values.begin(), values.end(), std::back_inserter(list), MakeTagText);
+  }
+}
+
+// ---- Numbers ----------------------------------------------------------------------------------
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// The number that `text` begins with; kUnknownNumber where it begins with none that fits.
+std::uint16_t LeadingNumber(std::string_view text) {
+  const std::size_t start = text.find_first_not_of(" \t\r\n");
+  if (start == std::string_view::npos || !IsDigit(text[start])) {
+    return kUnknownNumber;
+  }
+  const std::int32_t number = ParseDecimal(text.substr(start));
+  return number < kUnknownNumber ? static_cast<std::uint16_t>(number) : kUnknownNumber;
+}
+
+/// The year of a time stamp (ID3v2.4.0 structure, 4): four digits, wherever they stand in what
+/// people write; else the number that the text begins with.
+std::string YearOf(std::string_view text) {
+  constexpr std::size_t kDigits = 4;
+  std::size_t run = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    run = IsDigit(text[i]) ? run + 1 : 0;
+    if (run == kDigits) {
+      return std::string(text.substr(i + 1 - kDigits, kDigits));
+    }
+  }
+  const std::uint16_t number = LeadingNumber(text);
+  const std::string digits = number == kUnknownNumber ? "" : std::to_string(number);
+  return digits.empty() ? digits : std::string(kDigits - digits.size(), '0') + digits;
+}
+
+/// Takes the bytes before a zero byte, and that byte, off the front of `bytes`.
+std::string_view TakeTerminated(ByteView& bytes) {
+  const std::string_view text = UpToZero(AsText(bytes));
+  bytes = bytes.subspan(std::min(text.size() + 1, bytes.size()));
+  return text;
+}
+
+}  // namespace
+
+// ---- Fields that hold text --------------------------------------------------------------------
+
+template <TagText V2Values::*Field>
+bool FieldFiller::TakeText(const Frame& frame) {
+  const std::u16string text = Join(FrameNames(frame));
+  if (text.empty() || (tag_.*Field).IsPresent()) {
+    return text.empty();
+  }
+  tag_.*Field = MakeTagText(text);
+  return true;
+}
+
+template <TagText V2Values::*Field, std::vector<TagText> V2Values::*List>
+bool FieldFiller::TakeList(const Frame& frame) {
+  const Values values = FrameNames(frame);
+  if (values.empty() || (tag_.*Field).IsPresent()) {
+    return values.empty();
+  }
+  StoreAll(values, tag_.*Field, tag_.*List);
+  return true;
+}
+
+template <NarrowText V2Values::*Field>
+bool FieldFiller::TakeNarrow(const Frame& frame) {
+  const std::u16string text = FrameText(frame);
+  if (text.empty() || tag_.*Field) {
+    return text.empty();
+  }
+  tag_.*Field = NarrowSystemText(text);
+  return true;
+}
+
+/// A URL is narrow text without an encoding byte (ID3v2.4.0 frames, 4.3); writers put one there all
+/// the same.
+template <NarrowText V2Values::*Field>
+bool FieldFiller::TakeUrl(const Frame& frame) {
+  const bool hasEncoding = TextDecoder::IsEncoding(frame.body[0]);
+  TextDecoder decoder(
+      frame.body.subspan(hasEncoding ? 1 : 0),
+      hasEncoding ? std::to_integer<std::uint32_t>(frame.body[0]) : std::uint32_t{kLatin1});
+  const std::u16string url = decoder.Take();
+  if (url.empty() || tag_.*Field) {
+    return url.empty();
+  }
+  tag_.*Field = NarrowSystemText(url);
+  return true;
+}
+
+/// Comments and lyrics (ID3v2.4.0 frames, 4.8 and 4.10).
+template <TagText V2Values::*Field, bool FieldFiller::*IsPlain>
+bool FieldFiller::TakeLanguageText(const Frame& frame) {
+  constexpr std::size_t kLanguageEnd = 4;
+  if (frame.body.size() <= kLanguageEnd || !TextDecoder::IsEncoding(frame.body[0])) {
+    return true;
+  }
+  TextDecoder decoder(frame.body.subspan(kLanguageEnd),
+                      std::to_integer<std::uint32_t>(frame.body[0]));
+  const std::u16string description = decoder.Take();
+  const std::u16string text = Join(TakeValues(decoder));
+  // A player keeps data of its own in comments that are described so.
+  if (text.empty() || description.starts_with(u"iTun")) {
+    return true;
+  }
+  const bool isBetter = description.empty() && !(this->*IsPlain);
+  if ((tag_.*Field).IsPresent() && !isBetter) {
+    return false;
+  }
+  tag_.*Field = MakeTagText(text);
+  this->*IsPlain = description.empty();
+  return true;
+}
+
+bool FieldFiller::TakeUserText(const Frame& frame) {
+  if (tag_.extraFramesMode != ExtraFramesMode::kIgnore && TextDecoder::IsEncoding(frame.body[0])) {
+    TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
+    TagUserText& entry = tag_.userTexts.emplace_back();
+    entry.description = MakeTagText(decoder.Take());
+    entry.value = MakeTagText(Join(TakeValues(decoder)));
+  }
+  return true;
+}
+
+bool FieldFiller::TakeUserUrl(const Frame& frame) {
+  if (!TextDecoder::IsEncoding(frame.body[0])) {
+    return true;
+  }
+  TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
+  decoder.Take();
+  return decoder.AtEnd() || TakeUrl<&V2Values::userUrl>(
+                                {.id = frame.id, .version = frame.version, .body = decoder.Rest()});
+}
+
+bool FieldFiller::TakeGenre(const Frame& frame) {
+  Values genres;
+  for (const std::u16string& value : FrameValues(frame)) {
+    AddGenres(value, genres);
+  }
+  if (genres.empty() || tag_.genre.IsPresent()) {
+    return genres.empty();
+  }
+  StoreAll(genres, tag_.genre, tag_.genres);
+  return true;
+}
+
+// ---- Fields that hold numbers -----------------------------------------------------------------
+
+template <std::uint16_t V2Values::*Number, std::uint16_t V2Values::*Count>
+bool FieldFiller::TakeNumbers(const Frame& frame) {
+  const std::string text = NarrowSystemText(FrameText(frame));
+  const std::size_t slash = text.find('/');
+  if (tag_.*Number == kUnknownNumber && tag_.*Count == kUnknownNumber) {
+    tag_.*Number = LeadingNumber(text);
+    if (slash != std::string::npos) {
+      tag_.*Count = LeadingNumber(std::string_view(text).substr(slash + 1));
+    }
+  }
+  return true;
+}
+
+bool FieldFiller::TakeYear(const Frame& frame) {
+  const std::string year = YearOf(NarrowSystemText(FrameText(frame)));
+  if (!year.empty() && tag_.year[0] == '\0') {
+    tag_.SetYear(year);
+  }
+  return true;
+}
+
+bool FieldFiller::TakeRecordingTime(const Frame& frame) {
+  const bool isTaken = TakeNarrow<&V2Values::recordingTime>(frame);
+  const std::string year = YearOf(tag_.recordingTime.value_or(""));
+  if (!year.empty()) {
+    tag_.SetYear(year);
+  }
+  return isTaken;
+}
+
+bool FieldFiller::TakeCompilation(const Frame& frame) {
+  tag_.compilation |= LeadingNumber(NarrowSystemText(FrameText(frame))) == 1;
+  return true;
+}
+
+bool FieldFiller::TakePodcast(const Frame& /*frame*/) {
+  tag_.podcast = true;
+  return true;
+}
+
+bool FieldFiller::TakeAdvisory(const Frame& frame) {
+  const std::uint16_t advisory = LeadingNumber(NarrowSystemText(FrameText(frame)));
+  if (tag_.advisory == 0 && advisory != kUnknownNumber) {
+    tag_.advisory = advisory;
+  }
+  return true;
+}
+
+/// The first rating that is one (ID3v2.4.0 frames, 4.17): 0 stands for none.
+bool FieldFiller::TakeRating(const Frame& frame) {
+  ByteView rest = frame.body;
+  const std::string_view email = TakeTerminated(rest);
+  if (tag_.rating != 0 || rest.empty()) {
+    return tag_.rating == 0;
+  }
+  tag_.ratingEmail = email;
+  tag_.rating = std::to_integer<std::uint8_t>(rest[0]);
+  return true;
+}
+
+bool FieldFiller::TakeFileIdentifier(const Frame& frame) {
+  if (tag_.ufidOwner) {
+    return false;
+  }
+  ByteView identifier = frame.body;
+  tag_.ufidOwner = TakeTerminated(identifier);
+  tag_.ufidSize = static_cast<std::uint32_t>(std::min(identifier.size(), tag_.ufidData.size()));
+  std::copy_n(identifier.begin(), tag_.ufidSize, tag_.ufidData.begin());
+  return true;
+}
+
+// ---- Pictures, and frames without a field -----------------------------------------------------
+
+bool FieldFiller::TakePicture(const Frame& frame) {
+  const std::optional<PictureData> picture = tag_.keepPictures ? FindPicture(frame) : std::nullopt;
+  if (picture && picture->kind != PictureKind::kFileIcon) {
+    const bool goesFirst =
+        picture->kind == PictureKind::kFrontCover &&
+        (tag_.pictures.empty() ||
+         tag_.pictures.front().kind != static_cast<std::uint8_t>(PictureKind::kFrontCover));
+    tag_.AddPicture(picture->image, picture->format,
+                    goesFirst ? PicturePlace::kFirst : PicturePlace::kLast);
+    (goesFirst ? tag_.pictures.front() : tag_.pictures.back()).kind =
+        static_cast<std::uint8_t>(picture->kind);
+  }
+  return true;
+}
+
+void FieldFiller::KeepRaw(const Frame& frame) {
+  const bool isKept = tag_.extraFramesMode == ExtraFramesMode::kKeepAll ||
+                      (tag_.extraFramesMode == ExtraFramesMode::kKeepKnown &&
+                       IsKnownFrame(frame.id, frame.version));
+  if (isKept) {
+    TagRawFrame& raw = tag_.rawFrames.emplace_back();
+    raw.data.assign(frame.body.begin(), frame.body.end());
+    CopyBounded(raw.id, frame.id.Text().data());
+  }
+}
+
+// ---- The table --------------------------------------------------------------------------------
+
+struct FieldFiller::Row {
+  FrameId id;    // of 2.3 and 2.4
+  FrameId id22;  // of 2.2; it is taken in later tags too
+  /// False when the field is filled already: the frame is kept as one without a field.
+  bool (FieldFiller::*take)(const Frame& frame);
+};
+
+// clang-format off
+const FieldFiller::Row FieldFiller::kRows[] = {
+    {"TIT2", "TT2", &FieldFiller::TakeText<&V2Values::title>},
+    {"TIT1", "TT1", &FieldFiller::TakeText<&V2Values::contentGroup>},
+    {"TIT3", "TT3", &FieldFiller::TakeText<&V2Values::subtitle>},
+    {"TPE1", "TP1", &FieldFiller::TakeList<&V2Values::artist, &V2Values::artists>},
+    {"TPE2", "TP2", &FieldFiller::TakeText<&V2Values::albumArtist>},
+    {"TPE3", "TP3", &FieldFiller::TakeList<&V2Values::conductor, &V2Values::conductors>},
+    {"TALB", "TAL", &FieldFiller::TakeText<&V2Values::album>},
+    {"TRCK", "TRK", &FieldFiller::TakeNumbers<&V2Values::track, &V2Values::trackCount>},
+    {"TPOS", "TPA", &FieldFiller::TakeNumbers<&V2Values::disc, &V2Values::discCount>},
+    {"TDRC", "",    &FieldFiller::TakeRecordingTime},
+    {"TYER", "TYE", &FieldFiller::TakeYear},
+    {"TCON", "TCO", &FieldFiller::TakeGenre},
+    {"COMM", "COM", &FieldFiller::TakeLanguageText<&V2Values::comment, &FieldFiller::commentIsPlain_>},
+    {"USLT", "ULT", &FieldFiller::TakeLanguageText<&V2Values::lyrics, &FieldFiller::lyricsArePlain_>},
+    {"APIC", "PIC", &FieldFiller::TakePicture},
+    {"TCOM", "TCM", &FieldFiller::TakeList<&V2Values::composer, &V2Values::composers>},
+    {"TEXT", "TXT", &FieldFiller::TakeText<&V2Values::lyricist>},
+    {"TOPE", "TOA", &FieldFiller::TakeText<&V2Values::originalArtist>},
+    {"TPUB", "TPB", &FieldFiller::TakeText<&V2Values::publisher>},
+    {"TCOP", "TCR", &FieldFiller::TakeText<&V2Values::copyright>},
+    {"TENC", "TEN", &FieldFiller::TakeNarrow<&V2Values::encodedBy>},
+    {"TSSE", "TSS", &FieldFiller::TakeText<&V2Values::encoderSettings>},
+    {"TBPM", "TBP", &FieldFiller::TakeNarrow<&V2Values::bpm>},
+    {"TKEY", "TKE", &FieldFiller::TakeNarrow<&V2Values::initialKey>},
+    {"TMOO", "",    &FieldFiller::TakeNarrow<&V2Values::mood>},
+    {"TPRO", "",    &FieldFiller::TakeNarrow<&V2Values::producedNotice>},
+    {"TSRC", "TRC", &FieldFiller::TakeNarrow<&V2Values::isrc>},
+    {"TSWC", "",    &FieldFiller::TakeNarrow<&V2Values::iswc>},
+    {"TDRL", "TDR", &FieldFiller::TakeNarrow<&V2Values::releaseTime>},
+    {"TCMP", "TCP", &FieldFiller::TakeCompilation},
+    {"TRTG", "",    &FieldFiller::TakeAdvisory},
+    {"PCST", "PCS", &FieldFiller::TakePodcast},
+    {"TGID", "TID", &FieldFiller::TakeText<&V2Values::podcastId>},
+    {"TDES", "TDS", &FieldFiller::TakeText<&V2Values::podcastDescription>},
+    {"WFED", "WFD", &FieldFiller::TakeUrl<&V2Values::podcastFeedUrl>},
+    {"WOAR", "WAR", &FieldFiller::TakeUrl<&V2Values::artistUrl>},
+    {"WXXX", "WXX", &FieldFiller::TakeUserUrl},
+    {"TXXX", "TXX", &FieldFiller::TakeUserText},
+    {"POPM", "POP", &FieldFiller::TakeRating},
+    {"UFID", "UFI", &FieldFiller::TakeFileIdentifier},
+    {"MCDI", "MCI", &FieldFiller::TakeUrl<&V2Values::musicCdId>},
+};
+// clang-format on
+
+void FieldFiller::Take(const Frame& frame) {
+  const Row* row = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& r) {
+    return frame.id == r.id || frame.id == r.id22;
+  });
+  if (row == std::end(kRows) || !(this->*row->take)(frame)) {
+    KeepRaw(frame);
+  }
+}
+
+// ---- ID3v1 ------------------------------------------------------------------------------------
+
+void MergeV1(ID3Tag& tag) {
+  if (!tag.v1Present) {
+    return;
+  }
+  const auto merge = [&](bool isEmpty, std::string_view text, auto store) {
+    if (isEmpty && !text.empty()) {
+      store(WidenSystemText(text));
+      tag.v1Merged = true;
+    }
+  };
+  const auto mergeText = [&](TagText& field, std::string_view text) {
+    merge(!field.IsPresent(), text, [&](const std::u16string& wide) { field = MakeTagText(wide); });
+  };
+  mergeText(tag.title, tag.v1Title.data());
+  mergeText(tag.artist, tag.v1Artist.data());
+  mergeText(tag.album, tag.v1Album.data());
+  mergeText(tag.comment, tag.v1Comment.data());
+  mergeText(tag.genre, tag.v1GenreName);
+  if (tag.year[0] == '\0' && tag.v1Year[0] != '\0') {
+    tag.SetYear(YearOf(tag.v1Year.data()));
+    tag.v1Merged = true;
+  }
+  if (tag.track == kUnknownNumber && tag.v1Track != kUnknownV1Number) {
+    tag.track = tag.v1Track;
+    tag.v1Merged = true;
+  }
+}
+
+}  // namespace tagsmith::standard

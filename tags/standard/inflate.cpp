@@ -1,0 +1,40 @@
+#include "tags/standard/inflate.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+
+namespace tagsmith::standard {
+
+bool Inflate(ByteView data, std::vector<std::byte>& result) {
+  // Text and pictures shrink less than this.
+  constexpr std::size_t kMostInflated = 64;
+  constexpr std::size_t kLargestInput = std::size_t{16} << 20U;
+  data = data.first(std::min(data.size(), kLargestInput));
+  const std::size_t limit = kMostInflated * data.size();
+
+  result.clear();
+  z_stream stream{};
+  if (inflateInit(&stream) != Z_OK) {
+    return false;
+  }
+  // zlib's input is not const by its own choice; it is only read.
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(data.data()));
+  stream.avail_in = static_cast<uInt>(data.size());
+  int status = Z_OK;
+  while (status == Z_OK && result.size() < limit) {
+    const std::size_t start = result.size();
+    result.resize(std::min(limit, std::max(2 * start, 4 * data.size())));
+    stream.next_out = reinterpret_cast<Bytef*>(result.data() + start);
+    stream.avail_out = static_cast<uInt>(result.size() - start);
+    status = inflate(&stream, Z_NO_FLUSH);
+    result.resize(result.size() - stream.avail_out);
+    if (result.size() == start) {
+      break;
+    }
+  }
+  inflateEnd(&stream);
+  return !result.empty();
+}
+
+}  // namespace tagsmith::standard

@@ -1,0 +1,143 @@
+#include "tags/standard/opening.h"
+
+#include <algorithm>
+#include <array>
+
+#include "diag/log.h"
+#include "tags/file_source.h"
+#include "tags/id3v1.h"
+#include "tags/platform.h"
+#include "tags/standard/aiff.h"
+#include "tags/standard/fields.h"
+#include "tags/standard/frames.h"
+#include "tags/standard/id3v1.h"
+#include "tags/standard/mpeg.h"
+#include "tags/text_helpers.h"
+#include "tags/track_opening.h"
+
+namespace tagsmith::standard {
+namespace {
+
+constexpr std::size_t kAiffMagicSize = 12;
+
+/// Skips the tags that follow the first one: some writers put theirs in front of it.
+void SkipFurtherTags(SourceReader& reader) {
+  constexpr int kMostTags = 16;
+  for (int i = 0; i < kMostTags; ++i) {
+    const std::optional<TagHeader> header = ReadTagHeader(reader.Peek(TagHeader::kSize));
+    if (!header) {
+      return;
+    }
+    reader.Skip(header->TagSize());
+  }
+}
+
+/// Bytes at the end of the file that hold tags, not audio.
+std::size_t TrailingTags(ByteView fileEnd, const ID3Tag& tag) {
+  constexpr std::size_t kFooterSize = 32;
+  std::size_t size = tag.v1Present ? kV1BlockSize : 0;
+  if (fileEnd.size() >= size + kFooterSize) {
+    // APE tag, version 2: its footer tells the size, footer included, and whether a header comes on
+    // top.
+    const ByteView footer = fileEnd.last(size + kFooterSize).first(kFooterSize);
+    if (AsText(footer).starts_with("APETAGEX")) {
+      size += ReadLittleEndian32(footer.subspan<12, 4>());
+      size += footer[23] >= std::byte{0x80} ? kFooterSize : 0;
+    }
+  }
+  return size;
+}
+
+bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
+  constexpr std::size_t kFileEndSize = 4096;
+  if (ReadV2(tag, reader, SourceReader::kSmallBlock)) {
+    SkipFurtherTags(reader);
+  }
+  const std::optional<FirstFrame> first = FindFirstFrame(reader);
+
+  // The end of the file tells of ID3v1, and of the bit rate where nothing else does.
+  std::array<std::byte, kFileEndSize> buffer;
+  const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(
+      fileSize, first && !first->CountsFrames() ? kFileEndSize : kV1BlockSize));
+  const std::size_t count =
+      reader.SeekFromEnd(wanted) ? reader.Read(std::span(buffer).first(wanted)) : 0;
+  const ByteView fileEnd = ByteView(buffer).first(count);
+  ReadV1(tag, fileEnd);
+  if (!first) {
+    return false;
+  }
+  const std::size_t trailing = TrailingTags(fileEnd, tag);
+  MeasureAudio(tag, reader, *first, fileSize - std::min<std::uint64_t>(trailing, fileSize),
+               fileEnd);
+  return true;
+}
+
+void ReadTrack(ID3Tag& tag, ByteSource& source, bool& result) {
+  const SourceStatus status = source.Status();
+  if (!status.name.empty() && !CheckExtension(status.name.c_str(), nullptr)) {
+    return;
+  }
+  SourceReader reader(source, status.size);
+  if (!HasExtension(status.name, ".aif")) {
+    reader.SeekTo(0);  // offsets count from the beginning, wherever the stream stands
+  }
+  tag.isAiff = IsAiff(reader.Peek(kAiffMagicSize));
+  tag.isMpeg = !tag.isAiff;
+  result = tag.isAiff ? ReadAiff(tag, reader) : ReadMpeg(tag, reader, status.size);
+  MergeV1(tag);
+  tag.SetTagVersion(tag.v2Version);
+  tag.SetFileSize(status.size);
+}
+
+}  // namespace
+
+bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
+  const std::optional<TagHeader> header = ReadTagHeader(reader.Peek(TagHeader::kSize));
+  if (!header) {
+    return false;
+  }
+  ByteView bytes = reader.Take(header->TagSize(), lookAhead);
+  bytes = bytes.subspan(std::min(TagHeader::kSize, bytes.size()));
+  FrameWalk walk(*header, bytes);
+  FieldFiller filler(tag);
+  while (const std::optional<Frame> frame = walk.Next()) {
+    filler.Take(*frame);
+  }
+  tag.v2Version = header->version;
+  tag.v2Present = true;
+  tag.v2Loaded = true;
+  return true;
+}
+
+bool OpenStream(ByteSource* source, ID3Tag* tag) {
+  if (source == nullptr || tag == nullptr) {
+    WriteLogLine(kLogError, "Invalid MP3 data stream (%d)", source != nullptr ? 1 : 0);
+    return false;
+  }
+  bool result = false;
+  try {
+    ReadTrack(*tag, *source, result);
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to create the tag data for the stream");
+  }
+  return result;
+}
+
+bool OpenPath(ID3Tag& tag, const char* path, std::uint32_t /*scanMode*/,
+              ProgressCallback /*progress*/, bool checkWritable) {
+  if (checkWritable) {
+    tag.readOnly = IsReadOnly(path);
+  }
+  errno = 0;
+  FilePointer file = OpenFile(path, "rb");
+  if (file == nullptr) {
+    WriteLogLine(kLogError, "Failed to open the file '%s' for reading (error: %s)", path,
+                 ErrorText(errno));
+    return false;
+  }
+  tag.SetFileName(path);
+  FileSource source(std::move(file), path);
+  return OpenStream(&source, &tag);
+}
+
+}  // namespace tagsmith::standard
