@@ -23,6 +23,7 @@
 #include "diag/log.h"
 #include "tags/byte_order.h"
 #include "tags/id3v2.h"
+#include "tags/standard/opening.h"
 #include "tags/track_opening.h"
 
 namespace {
@@ -108,11 +109,13 @@ void ReadWhole(const std::string& path, std::vector<std::byte>& buffer) {
   ::close(file);
 }
 
-int OpenAsStream(const std::string& path, bool keepPictures) {
+using StreamOpener = bool (*)(ByteSource* source, ID3Tag* tag);
+
+int OpenAsStream(const std::string& path, StreamOpener open, bool keepPictures) {
   SystemSource source(path.c_str());
   ID3Tag tag;
   tag.keepPictures = keepPictures;
-  OpenTrackFromStream(&source, &tag);
+  open(&source, &tag);
   sink = tag.details.duration;
   return source.calls;
 }
@@ -195,8 +198,10 @@ void Measure(const std::string& path, int rounds) {
 
   std::vector<Candidate> candidates = {
       {"unavoidable reads", [&] { ReadUnavoidable(path, tag.start, tag.size, buffer); }},
-      {"stream path, for thumbnails", [&] { OpenAsStream(path, true); }},
-      {"stream path, for properties", [&] { OpenAsStream(path, false); }},
+      {"stream, for thumbnails", [&] { OpenAsStream(path, OpenTrackFromStream, true); }},
+      {"  in the standard reading", [&] { OpenAsStream(path, standard::OpenStream, true); }},
+      {"stream, for properties", [&] { OpenAsStream(path, OpenTrackFromStream, false); }},
+      {"  in the standard reading", [&] { OpenAsStream(path, standard::OpenStream, false); }},
       {"TagLib", [&] { OpenWithTagLib(path); }},
       {"whole file, 256 KB blocks", [&] { ReadWhole(path, buffer); }},
       {"file path, mode 0", [&] { OpenAsFile(path, kScanAll); }},
@@ -220,13 +225,13 @@ void Measure(const std::string& path, int rounds) {
   std::printf("\n%s: %ju bytes, tag %u bytes\n", std::filesystem::path(path).filename().c_str(),
               static_cast<std::uintmax_t>(size), tag.size);
   const double streamFloor = candidates[0].Median();
-  const double tagLib = candidates[3].Median();
-  const double fileFloor = candidates[4].Median();
+  const double tagLib = candidates[5].Median();
+  const double fileFloor = candidates[6].Median();
   const double mpg123 = isMp3 ? candidates.back().Median() : 0;
   for (std::size_t i = 0; i < candidates.size(); ++i) {
     Candidate& candidate = candidates[i];
     const double median = candidate.Median();
-    const bool isStream = i < 4;
+    const bool isStream = i < 6;
     std::printf("  %-28s %9.1f us  %5.2f x floor", candidate.name.c_str(), median,
                 median / (isStream ? streamFloor : fileFloor));
     if (isStream) {
@@ -236,15 +241,18 @@ void Measure(const std::string& path, int rounds) {
     }
     std::printf("\n");
   }
+  const auto show = [](const char* name, const Allocations& made) {
+    std::printf("  %s: %zu allocations (%zu KB)", name, made.count, made.bytes / 1024);
+  };
   int calls = 0;
-  const Allocations stream = CountAllocations([&] { calls = OpenAsStream(path, true); });
-  const Allocations file = CountAllocations([&] { OpenAsFile(path, kScanAll); });
-  const Allocations other = CountAllocations([&] { OpenWithTagLib(path); });
-  std::printf(
-      "  calls on the stream %d; allocations: stream %zu (%zu KB), file %zu (%zu KB), "
-      "TagLib %zu (%zu KB)\n",
-      calls, stream.count, stream.bytes / 1024, file.count, file.bytes / 1024, other.count,
-      other.bytes / 1024);
+  for (const auto& [name, open] : {std::pair("stream", StreamOpener{OpenTrackFromStream}),
+                                   std::pair("standard", StreamOpener{standard::OpenStream})}) {
+    show(name, CountAllocations([&] { calls = OpenAsStream(path, open, true); }));
+    std::printf(", %d calls\n", calls);
+  }
+  show("file", CountAllocations([&] { OpenAsFile(path, kScanAll); }));
+  show("TagLib", CountAllocations([&] { OpenWithTagLib(path); }));
+  std::printf("\n");
 }
 
 }  // namespace

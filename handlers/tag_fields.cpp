@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "format/bounded.h"
-#include "tags/genre_table.h"
 #include "tags/text_helpers.h"
 
 namespace tagsmith {
@@ -28,7 +27,7 @@ Value ReadV1Text(const ID3Tag& tag) {
   return Text((tag.*Member).data());
 }
 
-Value ReadV1Genre(const ID3Tag& tag) { return Text(GetGenreName(tag.v1Genre)); }
+Value ReadV1Genre(const ID3Tag& tag) { return Text(tag.v1GenreName); }
 
 Value ReadArtistOrUserUrl(const ID3Tag& tag) {
   return Text(tag.artistUrl && !tag.artistUrl->empty() ? tag.artistUrl : tag.userUrl);

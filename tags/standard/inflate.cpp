@@ -7,8 +7,7 @@
 namespace tagsmith::standard {
 
 bool Inflate(ByteView data, std::vector<std::byte>& result) {
-  // Text and pictures shrink less than this.
-  constexpr std::size_t kMostInflated = 64;
+  constexpr std::size_t kMostInflated = 32;
   constexpr std::size_t kLargestInput = std::size_t{16} << 20U;
   data = data.first(std::min(data.size(), kLargestInput));
   const std::size_t limit = kMostInflated * data.size();
