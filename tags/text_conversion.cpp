@@ -103,7 +103,8 @@ void CutText(ConvertedText& text, std::size_t unit, std::size_t longest) {
   text.length = longest;
 }
 
-/// Makes CR LF pairs of the single line breaks. Only the first byte of each unit is looked at.
+/// Puts its missing half beside each single line break. Only the first byte of each unit is looked
+/// at; the unit itself stays, whatever it is.
 void NormaliseLineBreaks(std::string& bytes, std::size_t unit) {
   const auto isSingleBreak = [&](std::size_t i) {
     if (bytes[i] == kCarriageReturn) {
@@ -123,10 +124,13 @@ void NormaliseLineBreaks(std::string& bytes, std::size_t unit) {
   std::string result;
   result.reserve(bytes.size() + breaks * unit);
   for (std::size_t i = 0; i < bytes.size(); i += unit) {
-    if (isSingleBreak(i)) {
-      result.append(unit == 2 ? std::string_view("\r\0\n\0", 4) : std::string_view("\r\n"));
-    } else {
-      result.append(bytes, i, unit);
+    const bool isSingle = isSingleBreak(i);
+    if (isSingle && bytes[i] == kLineFeed) {
+      result.append("\r\0", unit);
+    }
+    result.append(bytes, i, unit);
+    if (isSingle && bytes[i] == kCarriageReturn) {
+      result.append("\n\0", unit);
     }
   }
   bytes = std::move(result);
