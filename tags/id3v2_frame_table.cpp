@@ -174,14 +174,31 @@ std::optional<DescribedData> FindDescription(const V2Frame& frame, std::size_t s
   return std::nullopt;
 }
 
-/// Whether the text of a comment or lyrics frame can be used: it has a byte-order mark, or looks
-/// like little-endian units. The zeros after the frame count, so that UTF-8 of an odd length
-/// passes.
-bool IsReadableText(const V2Frame& frame, const DescribedData& data) {
-  if (data.encoding == kLatin1) {
-    return true;
+bool BeginsWithMark(ByteView text) {
+  return text.size() >= 2 && IsMarkByte(text[0]) && IsMarkByte(text[1]);
+}
+
+/// Converts a description or what follows it, `longest` characters at the most. Text in UTF-16BE
+/// gets the mark that tells its order, where it has none.
+void SetDescribed(ByteView text, std::uint32_t encoding, TextReduction mode, TagText& field,
+                  std::size_t longest = kWholeText) {
+  if (encoding != kUtf16Be || BeginsWithMark(text)) {
+    Tag::SetText(text, encoding, mode, &field, longest);
+    return;
   }
-  if (IsMarkByte(frame.At(data.start)) && IsMarkByte(frame.At(data.start + 1))) {
+  if (longest < text.size() / 2) {
+    text = text.first(2 * (longest + 1));  // one too many, which tells that it is cut
+  }
+  std::vector<std::byte> marked{std::byte{0xFE}, std::byte{0xFF}};
+  marked.insert(marked.end(), text.begin(), text.end());
+  Tag::SetText(marked, encoding, mode, &field, longest);
+}
+
+/// Whether the text of a comment or lyrics frame can be used: its order is told, or it looks like
+/// little-endian units. The zeros after the frame count, so that UTF-8 of an odd length passes.
+bool IsReadableText(const V2Frame& frame, const DescribedData& data) {
+  if (data.encoding == kLatin1 || data.encoding == kUtf16Be ||
+      BeginsWithMark(frame.From(data.start))) {
     return true;
   }
   for (std::size_t i = data.start; i < frame.body.size(); i += 2) {
@@ -201,7 +218,7 @@ bool BeginsWithPlayerMark(const DescribedData& data) {
     return AsText(text).starts_with(kPlayerMark);
   }
   const bool isBigEndian = !text.empty() && (text[0] == std::byte{0xFE} || text[0] == std::byte{0});
-  if (text.size() >= 2 && IsMarkByte(text[0]) && IsMarkByte(text[1])) {
+  if (BeginsWithMark(text)) {
     text = text.subspan(2);
   }
   if (text.size() < 2 * kPlayerMark.size()) {
@@ -230,8 +247,7 @@ bool StoreLanguageText(ID3Tag& tag, const V2Frame& frame) {
     return true;
   }
   if (IsReadableText(frame, *data)) {
-    Tag::SetText(frame.From(data->start), data->encoding, frame.mode, &(tag.*Field),
-                 tag.longestText);
+    SetDescribed(frame.From(data->start), data->encoding, frame.mode, tag.*Field, tag.longestText);
   }
   return true;
 }
@@ -242,8 +258,8 @@ bool StoreUserText(ID3Tag& tag, const V2Frame& frame) {
   }
   if (const auto data = FindDescription(frame, 1); data && tag.keepExtraFrames) {
     TagUserText& entry = tag.userTexts.emplace_back();
-    Tag::SetText(data->description, data->encoding, frame.mode, &entry.description);
-    Tag::SetText(frame.From(data->start), data->encoding, frame.mode, &entry.value);
+    SetDescribed(data->description, data->encoding, frame.mode, entry.description);
+    SetDescribed(frame.From(data->start), data->encoding, frame.mode, entry.value);
   }
   return true;
 }
