@@ -8,6 +8,7 @@
 #include "tags/genre_table.h"
 #include "tags/id3v2_frame.h"
 #include "tags/text_helpers.h"
+#include "tags/unicode.h"
 
 namespace tagsmith {
 namespace {
@@ -121,6 +122,23 @@ std::optional<std::string_view> ReferencedGenre(std::string_view rawText) {
   return GetReferencedGenreName(static_cast<std::size_t>(number));
 }
 
+/// What follows the first closing parenthesis among 16-bit units, little-endian. The order is that
+/// which narrowing finds.
+std::string AfterWideParenthesis(ByteView text) {
+  std::string units(AsText(text));
+  units.resize(units.size() + units.size() % 2);
+  const bool isBigEndian = text[0] == std::byte{0xFE} || text[0] == std::byte{0};
+  for (std::size_t i = 0; isBigEndian && i < units.size(); i += 2) {
+    std::swap(units[i], units[i + 1]);
+  }
+  for (std::size_t i = 0; i < units.size(); i += 2) {
+    if (Utf16UnitAt(units, i) == u')') {
+      return units.substr(i + 2);
+    }
+  }
+  return {};
+}
+
 bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
   if (tag.genre.IsPresent()) {
     return false;
@@ -141,8 +159,11 @@ bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
   if (closing == std::string::npos) {
     return StoreText<&V2Values::genre>(tag, frame);
   }
-  // What follows the parenthesis is converted again, although it is narrow already.
-  set(std::string_view(narrow).substr(closing + 1), frame.encoding);
+  if (frame.encoding == kLatin1) {
+    set(std::string_view(narrow).substr(closing + 1), kLatin1);
+  } else {
+    set(AfterWideParenthesis(frame.Text()), frame.encoding);
+  }
   return true;
 }
 
