@@ -66,8 +66,8 @@ bool Refuse(const char* kind, ByteView firstBytes) {
   return false;
 }
 
-/// Whether the content is what the extension says. The reader stands at the beginning and returns
-/// there.
+/// Whether the content is what the extension says. The reader stands at the beginning and stays
+/// there, or after the sync word that was searched for.
 bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
   constexpr std::uint64_t kPairsSearched = 0x2000;
   constexpr std::size_t kTypeEnd = 8;
@@ -89,7 +89,6 @@ bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
     return false;
   }
   const SyncSearch search = FindSync(reader, tag.isMpeg, kPairsSearched);
-  reader.SeekTo(0);
   return search.found || search.endedOnSync || Refuse("MP3", magic);
 }
 
