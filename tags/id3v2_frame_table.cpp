@@ -122,8 +122,8 @@ std::optional<std::string_view> ReferencedGenre(std::string_view rawText) {
   return GetReferencedGenreName(static_cast<std::size_t>(number));
 }
 
-/// What follows the first closing parenthesis among 16-bit units, little-endian. The order is that
-/// which narrowing finds.
+/// What follows the first closing parenthesis among 16-bit units, up to their end, little-endian.
+/// The order is that which narrowing finds.
 std::string AfterWideParenthesis(ByteView text) {
   std::string units(AsText(text));
   units.resize(units.size() + units.size() % 2);
@@ -133,7 +133,11 @@ std::string AfterWideParenthesis(ByteView text) {
   }
   for (std::size_t i = 0; i < units.size(); i += 2) {
     if (Utf16UnitAt(units, i) == u')') {
-      return units.substr(i + 2);
+      std::size_t end = i + 2;
+      while (end < units.size() && Utf16UnitAt(units, end) != 0) {
+        end += 2;
+      }
+      return units.substr(i + 2, end - i - 2);
     }
   }
   return {};
