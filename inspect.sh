@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows what the extension's own module, driven through COM as the shell does it, makes of audio
-# files: ./inspect.sh [--json] [--png DIR] [--html PAGE] [FILE...]. With --png the thumbnails are
+# files: ./inspect.sh [--json] [--standard] [--png DIR] [--html PAGE] [FILE...]. With --png the thumbnails are
 # written into DIR, with --html a page that shows all answers as the shell would.
 # Without a file, samples are made with real encoders and taggers and shown. Builds and set-up speak
 # on standard error.
@@ -12,11 +12,12 @@ arguments=()
 while [[ ${1:-} == --* ]]; do
   case $1,$# in
     --json,*) format=() ;;
+    --standard,*) arguments+=(--standard) ;;
     --png,[2-9]* | --png,1?* | --html,[2-9]* | --html,1?*)
       arguments+=("$1" "$(realpath -m "$2")")
       shift
       ;;
-    *) echo "usage: ./inspect.sh [--json] [--png DIR] [--html PAGE] [FILE...]" >&2; exit 2 ;;
+    *) echo "usage: ./inspect.sh [--json] [--standard] [--png DIR] [--html PAGE] [FILE...]" >&2; exit 2 ;;
   esac
   shift
 done

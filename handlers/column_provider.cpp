@@ -7,7 +7,6 @@
 #include "diag/fault_guard.h"
 #include "handlers/column_rows.h"
 #include "handlers/utf8_path.h"
-#include "tags/track_opening.h"
 
 namespace tagsmith {
 namespace {
@@ -52,7 +51,7 @@ STDMETHODIMP CMP3ColumnProvider::GetItemData(LPCSHCOLUMNID column, LPCSHCOLUMNDA
     WriteLogLine(kLogInformation, "Opening: %s", path->data());
     ID3Tag tag;
     static_cast<TagOptions&>(tag) = kFieldOptions;
-    const bool isOpened = OpenTrackFromFile(tag, path->data(), kScanQuick, nullptr, false);
+    const bool isOpened = reading_.openFile(tag, path->data(), kScanQuick, nullptr, false);
     const VARIANT answer = ReadColumn(*column, tag, isOpened);
     if (answer.vt == VT_EMPTY) {
       return S_FALSE;

@@ -5,6 +5,7 @@
 
 #include <shlobj.h>
 
+#include "handlers/chosen_reading.h"
 #include "shellext/base/com_object.h"
 
 // The headers leave this interface without its identifier.
@@ -30,6 +31,9 @@ class CMP3ColumnProvider : public CShellColumnProvider {
   /// refused before the file is touched.
   STDMETHODIMP GetItemData(LPCSHCOLUMNID column, LPCSHCOLUMNDATA item,
                            VARIANT* value) noexcept override;
+
+ private:
+  const Reading& reading_ = ChosenReading();
 };
 
 }  // namespace tagsmith

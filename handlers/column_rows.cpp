@@ -92,6 +92,13 @@ VARIANT ToVariant(const Value& value) {
   std::visit(Overloaded{
                  [](std::monostate) {},
                  [&](const WideText& text) { variant = ToVariant(text.Get()); },
+                 [&](const WideTexts& texts) {
+                   std::wstring all;
+                   for (const std::wstring& text : texts) {
+                     all += (all.empty() ? L"" : L"; ") + text;
+                   }
+                   variant = ToVariant(all.c_str());
+                 },
                  [&](std::int32_t number) {
                    variant.vt = VT_I4;
                    variant.lVal = number;
@@ -139,7 +146,7 @@ bool DescribeColumn(DWORD index, SHCOLUMNINFO& info) {
 
 VARIANT ReadColumn(const SHCOLUMNID& column, const ID3Tag& tag, bool isOpened) {
   const Field* field = nullptr;
-  if (isOpened && tag.v2Present) {
+  if (isOpened && tag.HasFields()) {
     field = FindField(V2Fields(), column);
   } else if (tag.v1Present) {
     field = FindField(V1Fields(), column);

@@ -6,7 +6,6 @@
 #include "handlers/property_writer.h"
 #include "shellext/base/module.h"
 #include "shellext/base/property_system.h"
-#include "tags/track_opening.h"
 
 namespace tagsmith {
 namespace {
@@ -130,7 +129,7 @@ HRESULT CMP3PropertyStore::FillCache(IStream& stream) {
     ID3Tag tag;
     static_cast<TagOptions&>(tag) = kFieldOptions;
     ComStreamSource source(stream);
-    if (!OpenTrackFromStream(&source, &tag)) {
+    if (!reading_.openStream(&source, &tag)) {
       tag.Clear(true);
     }
     StoreProperties(*cache_, tag);

@@ -5,6 +5,7 @@
 
 #include <propsys.h>
 
+#include "handlers/chosen_reading.h"
 #include "handlers/held_stream.h"
 #include "shellext/base/com_object.h"
 
@@ -46,6 +47,7 @@ class CMP3PropertyStore : public CShellPropertyStore {
  private:
   HRESULT FillCache(IStream& stream);
 
+  const Reading& reading_ = ChosenReading();
   ComPointer<IPropertyStoreCache> cache_;
 };
 

@@ -25,12 +25,12 @@ constexpr ValueKind kUInt64{"InitPropVariantFromUInt64Vector",
 constexpr ValueKind kBoolean{"InitPropVariantFromBooleanVector",
                              "Failed to load the property boolean"};
 
-/// Builds a vector of one element, has it coerced to the key's canonical type and stores it as not
+/// Builds a vector of the elements, has it coerced to the key's canonical type and stores it as not
 /// changed. S_FALSE when the property system or its builder is missing; S_OK, with nothing stored,
 /// when it cannot coerce; else the failing call's result or the cache's. An exception is logged.
 template <typename Element>
 HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKind& kind,
-              Element element) {
+              std::span<Element> elements) {
   return Guarded(kind.failure, E_UNEXPECTED, [&]() -> HRESULT {
     const HMODULE library = LoadPropertySystem();
     const auto build = FindFunction<VectorBuilder<Element>>(library, kind.builder);
@@ -40,7 +40,7 @@ HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKin
     PROPVARIANT value;
     PropVariantInit(&value);
     const AtEnd clear([&] { PropVariantClear(&value); });
-    HRESULT result = build(&element, 1, &value);
+    HRESULT result = build(elements.data(), static_cast<ULONG>(elements.size()), &value);
     if (result != S_OK) {
       return result;
     }
@@ -53,18 +53,33 @@ HRESULT Write(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKin
   });
 }
 
+template <typename Element>
+HRESULT WriteOne(IPropertyStoreCache& cache, const PROPERTYKEY& key, const ValueKind& kind,
+                 Element element) {
+  return Write(cache, key, kind, std::span(&element, 1));
+}
+
+HRESULT WriteTexts(IPropertyStoreCache& cache, const PROPERTYKEY& key, const WideTexts& texts) {
+  std::vector<PCWSTR> elements;
+  for (const std::wstring& text : texts) {
+    elements.push_back(text.c_str());
+  }
+  return Write(cache, key, kString, std::span(elements));
+}
+
 /// Nothing is stored for the absence of a value.
 HRESULT WriteValue(IPropertyStoreCache& cache, const PROPERTYKEY& key, const Value& value) {
   return std::visit(
       Overloaded{
           [](std::monostate) { return S_OK; },
-          [&](const WideText& text) { return Write<PCWSTR>(cache, key, kString, text.Get()); },
+          [&](const WideText& text) { return WriteOne<PCWSTR>(cache, key, kString, text.Get()); },
+          [&](const WideTexts& texts) { return WriteTexts(cache, key, texts); },
           [&](std::int32_t number) {
-            return Write<ULONG>(cache, key, kUInt32, static_cast<ULONG>(number));
+            return WriteOne<ULONG>(cache, key, kUInt32, static_cast<ULONG>(number));
           },
-          [&](std::uint32_t number) { return Write<ULONG>(cache, key, kUInt32, number); },
-          [&](std::uint64_t number) { return Write<ULONGLONG>(cache, key, kUInt64, number); },
-          [&](bool flag) { return Write<BOOL>(cache, key, kBoolean, flag ? TRUE : FALSE); },
+          [&](std::uint32_t number) { return WriteOne<ULONG>(cache, key, kUInt32, number); },
+          [&](std::uint64_t number) { return WriteOne<ULONGLONG>(cache, key, kUInt64, number); },
+          [&](bool flag) { return WriteOne<BOOL>(cache, key, kBoolean, flag ? TRUE : FALSE); },
       },
       value);
 }
@@ -80,7 +95,7 @@ void StoreFields(IPropertyStoreCache& cache, std::span<const Field> fields, cons
 }  // namespace
 
 void StoreProperties(IPropertyStoreCache& cache, const ID3Tag& tag) {
-  if (tag.v2Present) {
+  if (tag.HasFields()) {
     StoreFields(cache, V2Fields(), tag);
   } else if (tag.v1Present) {
     StoreFields(cache, V1Fields(), tag);

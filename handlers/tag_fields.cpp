@@ -22,6 +22,22 @@ Value ReadText(const ID3Tag& tag) {
   return Text(tag.*Member);
 }
 
+/// The values of a field that holds several.
+template <auto Member, auto List>
+Value ReadTexts(const ID3Tag& tag) {
+  const std::vector<TagText>& list = tag.*List;
+  if (list.empty()) {
+    return ReadText<Member>(tag);
+  }
+  WideTexts texts;
+  for (const TagText& text : list) {
+    WideText wide;
+    wide.Set(text);
+    texts.emplace_back(wide.Get());
+  }
+  return texts;
+}
+
 template <auto Member>
 Value ReadV1Text(const ID3Tag& tag) {
   return Text((tag.*Member).data());
@@ -33,8 +49,11 @@ Value ReadArtistOrUserUrl(const ID3Tag& tag) {
   return Text(tag.artistUrl && !tag.artistUrl->empty() ? tag.artistUrl : tag.userUrl);
 }
 
-/// "disc/count", where both are known.
+/// "disc/count", where both are known, or what the standard reading makes of them.
 Value ReadPartOfSet(const ID3Tag& tag) {
+  if (tag.partOfSet) {
+    return Text(tag.partOfSet);
+  }
   if (tag.disc == kUnknownNumber || tag.discCount == kUnknownNumber) {
     return {};
   }
@@ -81,10 +100,7 @@ Value ReadFlag(const ID3Tag& tag) {
 }
 
 /// In units of 100 nanoseconds.
-Value ReadDuration(const ID3Tag& tag) {
-  constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
-  return tag.details.duration * kUnitsPerSecond;
-}
+Value ReadDuration(const ID3Tag& tag) { return tag.details.durationTicks; }
 
 /// In bits per second.
 Value ReadBitRate(const ID3Tag& tag) {
@@ -114,21 +130,21 @@ constexpr Field kV2Fields[] = {
     {kRating,         ReadStars, kColumns},
     {kComment,        ReadText<&ID3Tag::comment>},
     {kSongComment,    ReadText<&ID3Tag::comment>, kColumns},
-    {kArtist,         ReadText<&ID3Tag::artist>},
+    {kArtist,         ReadTexts<&ID3Tag::artist, &ID3Tag::artists>},
     {kAuthor,         ReadText<&ID3Tag::artist>, kColumns},
     {kAlbumArtist,    ReadText<&ID3Tag::albumArtist>},
     {kAlbumTitle,     ReadText<&ID3Tag::album>},
     {kYear,           ReadYear<&ID3Tag::year>},
     {kTrackNumber,    ReadTrack<&ID3Tag::track, kUnknownNumber>},
-    {kGenre,          ReadText<&ID3Tag::genre>},
+    {kGenre,          ReadTexts<&ID3Tag::genre, &ID3Tag::genres>},
     {kPublisher,      ReadText<&ID3Tag::publisher>},
     {kEncodedBy,      ReadText<&ID3Tag::encodedBy>},
     {kTargetUrl,      ReadText<&ID3Tag::userUrl>, kProperties},
     {kAuthorUrl,      ReadArtistOrUserUrl, kProperties},
     {kAuthorUrl,      ReadText<&ID3Tag::userUrl>, kColumns},
     {kCopyright,      ReadText<&ID3Tag::copyright>},
-    {kComposer,       ReadText<&ID3Tag::composer>},
-    {kConductor,      ReadText<&ID3Tag::conductor>},
+    {kComposer,       ReadTexts<&ID3Tag::composer, &ID3Tag::composers>},
+    {kConductor,      ReadTexts<&ID3Tag::conductor, &ID3Tag::conductors>},
     {kContentGroup,   ReadText<&ID3Tag::contentGroup>},
     {kPartOfSet,      ReadPartOfSet},
     {kInitialKey,     ReadText<&ID3Tag::initialKey>},

@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <variant>
+#include <vector>
 
 #include "handlers/property_keys.h"
 #include "handlers/wide_text.h"
@@ -11,9 +13,11 @@
 
 namespace tagsmith {
 
-/// Nothing, a text, a number or a flag.
-using Value =
-    std::variant<std::monostate, WideText, std::int32_t, std::uint32_t, std::uint64_t, bool>;
+using WideTexts = std::vector<std::wstring>;
+
+/// Nothing, a text, several texts, a number or a flag.
+using Value = std::variant<std::monostate, WideText, WideTexts, std::int32_t, std::uint32_t,
+                           std::uint64_t, bool>;
 
 /// Builds a visitor of a Value.
 template <typename... Cases>

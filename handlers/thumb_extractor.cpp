@@ -3,7 +3,6 @@
 #include "diag/fault_guard.h"
 #include "handlers/utf8_path.h"
 #include "platform/windows_handles.h"
-#include "tags/track_opening.h"
 
 namespace tagsmith {
 
@@ -68,7 +67,7 @@ STDMETHODIMP CMP3ThumbExtractor::Extract(HBITMAP* bitmap) {
         [&](ID3Tag& tag) {
           static_cast<TagOptions&>(tag) = kPictureOptions;
           const auto path = ToUtf8Path(path_.data());
-          return path && OpenTrackFromFile(tag, path->data(), kScanAll, nullptr, false);
+          return path && reading_.openFile(tag, path->data(), kScanAll, nullptr, false);
         },
         *bitmap);
   });

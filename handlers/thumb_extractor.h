@@ -8,6 +8,7 @@
 #include <array>
 
 #include "handlers/album_art.h"
+#include "handlers/chosen_reading.h"
 #include "shellext/base/com_object.h"
 
 namespace tagsmith {
@@ -47,6 +48,7 @@ class CMP3ThumbExtractor : public CShellThumbExtractor {
   STDMETHODIMP Extract(HBITMAP* bitmap) override;
 
  private:
+  const Reading& reading_ = ChosenReading();
   AlbumArt art_;
 };
 

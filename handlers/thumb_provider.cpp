@@ -2,7 +2,6 @@
 
 #include "diag/fault_guard.h"
 #include "handlers/com_stream_source.h"
-#include "tags/track_opening.h"
 
 namespace tagsmith {
 
@@ -35,7 +34,7 @@ STDMETHODIMP CMP3ThumbProvider::GetThumbnail(UINT /*size*/, HBITMAP* bitmap,
             return false;
           }
           ComStreamSource source(*held_.stream);
-          return OpenTrackFromStream(&source, &tag);
+          return reading_.openStream(&source, &tag);
         },
         *bitmap);
     if (result == S_OK) {

@@ -7,6 +7,7 @@
 #include <thumbcache.h>
 
 #include "handlers/album_art.h"
+#include "handlers/chosen_reading.h"
 #include "handlers/held_stream.h"
 #include "shellext/base/com_object.h"
 
@@ -30,6 +31,7 @@ class CMP3ThumbProvider : public CShellThumbProvider {
   STDMETHODIMP GetThumbnail(UINT size, HBITMAP* bitmap, WTS_ALPHATYPE* alphaType) override;
 
  private:
+  const Reading& reading_ = ChosenReading();
   AlbumArt art_;
 };
 

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   # building
-  cmake ninja-build g++ g++-mingw-w64-x86-64-posix wine wine64
+  cmake ninja-build zlib1g-dev libz-mingw-w64-dev g++ g++-mingw-w64-x86-64-posix wine wine64
   # testing
   libgtest-dev googletest clang-format clang-tidy
   # making tracks and pictures with real encoders and taggers

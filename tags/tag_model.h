@@ -138,6 +138,7 @@ struct V2Values {
   std::vector<TagText> composers;
   std::vector<TagText> conductors;
   std::vector<TagText> genres;
+  NarrowText partOfSet;   // the disc as it is shown: "1", "1/2"
   bool v1Merged = false;  // ID3v1 values stand in fields that ID3v2 left empty
 
   /// Whether the fields above are the track's, not only those of ID3v1 below.

@@ -36,8 +36,8 @@ struct ConvertedText {
 /// A narrowing mode reads UTF-8 as pairs of bytes, like UTF-16. UTF-16 without a mark counts as
 /// big-endian only when it is narrowed and begins with a zero byte. A line feed among the first two
 /// units is left alone. Line breaks in UTF-16 are recognised by the low byte of a unit, which
-/// stays and gets its missing half beside it. UTF-8 that is not well-formed is widened as text of the
-/// system's own encoding.
+/// stays and gets its missing half beside it. UTF-8 that is not well-formed is widened as text of
+/// the system's own encoding.
 ///
 /// Of a text of more than `longest` characters only so many are given, and no memory is taken for
 /// the others.

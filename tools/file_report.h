@@ -12,7 +12,8 @@ namespace tagsmith {
 
 /// Only what was asked.
 struct FileReport {
-  std::string file;  // as given
+  std::string file;             // as given
+  const char* reading = "own";  // or "standard"
   std::optional<PropertyReport> properties;
   std::optional<ThumbnailReport> thumbnail;
   std::optional<ColumnReport> columns;

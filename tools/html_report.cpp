@@ -185,7 +185,8 @@ std::string ToHtml(std::span<const FileReport> files) {
   std::string page = kHead;
   for (const FileReport& report : files) {
     const std::string name = report.file.substr(report.file.find_last_of("/\\") + 1);
-    page += "<section><h2>" + Escaped(report.file) + "</h2>\n<div class=views>\n";
+    page += "<section><h2>" + Escaped(report.file) + "</h2>\n<p>Reading: " + report.reading +
+            "</p>\n<div class=views>\n";
     page += Tile(report, name) + ToolTip(report) + DetailsPane(report) + Columns(report);
     page += "</div></section>\n";
   }

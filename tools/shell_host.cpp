@@ -3,8 +3,12 @@
 #include <shlwapi.h>
 
 #include <array>
+#include <optional>
 
 #include "platform/system_library.h"
+#include "shellext/base/handler_ids.h"
+#include "shellext/base/registry.h"
+#include "tools/standard_settings.h"
 
 namespace tagsmith {
 
@@ -34,6 +38,20 @@ void UsePropertySystemDouble(const wchar_t* variant) {
 HandlerSource::HandlerSource(const std::wstring& modulePath)
     : isRegistered_(false), module_(LoadLibraryW(modulePath.c_str())) {}
 
+void HandlerSource::UseStandardReading() {
+  isStandard_ = true;
+  if (isRegistered_) {
+    std::array<wchar_t, 40> clsid{};
+    StringFromGUID2(kPropertyHandlerClsid, clsid.data(), static_cast<int>(clsid.size()));
+    std::optional<std::wstring> path;
+    ReadStringValue(HKEY_CLASSES_ROOT,
+                    (std::wstring(L"CLSID\\") + clsid.data() + L"\\InprocServer32").c_str(),
+                    nullptr, path);
+    isRegistered_ = false;
+    module_ = LoadLibraryW(path.value_or(L"").c_str());
+  }
+}
+
 HRESULT HandlerSource::Create(REFCLSID clsid, REFIID riid, void** object) const {
   if (isRegistered_) {
     return CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, riid, object);
@@ -42,6 +60,10 @@ HRESULT HandlerSource::Create(REFCLSID clsid, REFIID riid, void** object) const 
   const auto getClassObject = FindFunction<Getter>(module_, "DllGetClassObject");
   if (getClassObject == nullptr) {
     return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
+  }
+  std::optional<StandardSettings> settings;
+  if (isStandard_) {
+    settings.emplace();
   }
   ComPointer<IClassFactory> factory;
   const HRESULT result = getClassObject(clsid, IID_IClassFactory, factory.ReceiveVoid());

@@ -29,10 +29,15 @@ class HandlerSource {
   /// Through the module's own DllGetClassObject. `modulePath` is loaded and stays loaded.
   explicit HandlerSource(const std::wstring& modulePath);
 
+  /// Has every handler made from now on take the standard reading, whatever the settings say. The
+  /// registered class then comes from its module directly.
+  void UseStandardReading();
+
   HRESULT Create(REFCLSID clsid, REFIID riid, void** object) const;
 
  private:
   bool isRegistered_ = true;
+  bool isStandard_ = false;
   HMODULE module_ = nullptr;
 };
 

@@ -13,7 +13,7 @@
 
 #include "diag/log.h"
 #include "platform/handle.h"
-#include "tags/track_opening.h"
+#include "tags/reading.h"
 #include "tools/arguments.h"
 #include "tools/console.h"
 #include "tools/file_report.h"
@@ -27,7 +27,7 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: tsprobe [--properties] [--thumbnail] [--columns] [--png DIR] [--html FILE] [--text]\n"
-    "               [--module PATH | --registered] FILE...\n"
+    "               [--standard] [--module PATH | --registered] FILE...\n"
     "       tsprobe --registration [--text]\n"
     "\n"
     "  --properties   ask the property handler\n"
@@ -36,6 +36,7 @@ constexpr const char* kUsage =
     "  --png DIR      write each thumbnail as a PNG into DIR\n"
     "  --html FILE    write a page that shows all of it as the shell would\n"
     "  --text         print for people, not as JSON Lines\n"
+    "  --standard     show the standard reading, whatever the settings say\n"
     "  --module PATH  load the module at PATH and use its class objects\n"
     "  --registered   use the registered handlers (the default)\n"
     "  --registration show what is registered, and who answers because of it\n";
@@ -46,6 +47,7 @@ struct Options {
   bool asksColumns = false;
   bool text = false;
   bool registration = false;
+  bool standard = false;
   std::optional<std::string> png;
   std::optional<std::string> html;
   std::optional<std::string> module;
@@ -62,6 +64,7 @@ std::optional<std::vector<std::string>> ParseArguments(Options& options,
       Text("html", options.html),
       Flag("text", options.text),
       Flag("registration", options.registration),
+      Flag("standard", options.standard),
       Text("module", options.module),
       {"registered", nullptr,
        [&](const char* /*none*/) {
@@ -80,9 +83,9 @@ std::optional<std::vector<std::string>> ParseArguments(Options& options,
 
 /// What no handler answers: versions, size and bit rate as texts, and why a track is not read. Read
 /// by the library that is part of this program, whatever module is shown.
-std::string OwnTexts(const std::string& file) {
+std::string OwnTexts(const std::string& file, const Reading& reading) {
   ID3Tag tag;
-  OpenTrackFromFile(tag, file.c_str(), kScanAll, nullptr, false);
+  reading.openFile(tag, file.c_str(), kScanAll, nullptr, false);
   std::string line;
   for (const char* text : {tag.tagVersionText.data(), tag.fileSizeText.data(),
                            tag.details.durationText.data(), tag.details.bitRateText.data()}) {
@@ -99,6 +102,10 @@ std::string OwnTexts(const std::string& file) {
   return page;
 }
 
+const Reading& ReadingOf(const Options& options) {
+  return options.standard ? kStandardReading : kOwnReading;
+}
+
 bool AreAllAnswered(const FileReport& report, const Options& options) {
   const auto isFine = [](const auto& answers) {
     return !answers || SUCCEEDED(answers->initialize);
@@ -112,6 +119,7 @@ bool AreAllAnswered(const FileReport& report, const Options& options) {
 FileReport Ask(const HandlerSource& handlers, const Options& options, const std::string& file) {
   FileReport report;
   report.file = file;
+  report.reading = ReadingOf(options).name;
   if (options.asksProperties) {
     report.properties = AskPropertyHandler(handlers, file);
   }
@@ -130,9 +138,9 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
   return report;
 }
 
-void PrintText(const FileReport& report) {
-  std::string page =
-      report.file + "\n  Track, as tsprobe itself reads it\n" + OwnTexts(report.file);
+void PrintText(const FileReport& report, const Reading& reading) {
+  std::string page = report.file + "\n  Reading: " + reading.name +
+                     "\n  Track, as tsprobe itself reads it\n" + OwnTexts(report.file, reading);
   const auto append = [&](const char* title, const auto& answers) {
     if (answers) {
       page.append("  ").append(title).append("\n").append(ToText(*answers));
@@ -151,6 +159,7 @@ void PrintJson(const FileReport& report) {
   };
   json.Object([&] {
     json.Member("file", report.file);
+    json.Member("reading", report.reading);
     write("properties", report.properties);
     write("thumbnail", report.thumbnail);
     write("columns", report.columns);
@@ -189,13 +198,20 @@ int Run(std::vector<std::string> arguments) {
     return kFailedSome;
   }
   const AtEnd leaveCom([] { CoUninitialize(); });
-  const HandlerSource handlers =
+  HandlerSource handlers =
       options.module ? HandlerSource(WidenUtf8(*options.module)) : HandlerSource();
   int status = kDoneAll;
   std::vector<FileReport> reports;  // for the page
+  if (options.standard) {
+    handlers.UseStandardReading();
+  }
   for (const std::string& file : *files) {
     FileReport report = Ask(handlers, options, file);
-    (options.text ? PrintText : PrintJson)(report);
+    if (options.text) {
+      PrintText(report, ReadingOf(options));
+    } else {
+      PrintJson(report);
+    }
     std::fflush(stdout);
     if (!AreAllAnswered(report, options)) {
       status = kFailedSome;

@@ -19,5 +19,6 @@ inline constexpr const wchar_t* kPropertySetting = L"Add property handler";
 inline constexpr const wchar_t* kThumbnailSetting = L"Add thumbnail handler";
 inline constexpr const wchar_t* kColumnSetting = L"Add column handler";
 inline constexpr const wchar_t* kAiffSetting = L"Add AIFF association";
+inline constexpr const wchar_t* kStandardReadingSetting = L"Standard reading";
 
 }  // namespace tagsmith

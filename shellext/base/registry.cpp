@@ -5,6 +5,7 @@
 
 #include "format/bounded.h"
 #include "platform/handle.h"
+#include "shellext/base/module.h"
 
 namespace tagsmith {
 namespace {
@@ -66,6 +67,11 @@ DWORD ReadDwordSetting(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD
     return defaultValue;
   }
   return value;
+}
+
+bool IsSwitchedOn(const wchar_t* setting) {
+  return ReadDwordSetting(HKEY_LOCAL_MACHINE, kSettingsKey, setting, 0) == 1 &&
+         ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, setting, 1) == 1;
 }
 
 bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const char* defaultValue,

@@ -105,7 +105,7 @@ std::string_view TakeTerminated(ByteView& bytes) {
 // ---- Fields that hold text --------------------------------------------------------------------
 
 template <TagText V2Values::*Field>
-bool FieldFiller::TakeText(const Frame& frame) {
+bool FieldFiller::StoreText(const Frame& frame) {
   const std::u16string text = Join(FrameNames(frame));
   if (text.empty() || (tag_.*Field).IsPresent()) {
     return text.empty();
@@ -115,7 +115,7 @@ bool FieldFiller::TakeText(const Frame& frame) {
 }
 
 template <TagText V2Values::*Field, std::vector<TagText> V2Values::*List>
-bool FieldFiller::TakeList(const Frame& frame) {
+bool FieldFiller::StoreList(const Frame& frame) {
   const Values values = FrameNames(frame);
   if (values.empty() || (tag_.*Field).IsPresent()) {
     return values.empty();
@@ -125,7 +125,7 @@ bool FieldFiller::TakeList(const Frame& frame) {
 }
 
 template <NarrowText V2Values::*Field>
-bool FieldFiller::TakeNarrow(const Frame& frame) {
+bool FieldFiller::StoreNarrow(const Frame& frame) {
   const std::u16string text = FrameText(frame);
   if (text.empty() || tag_.*Field) {
     return text.empty();
@@ -137,7 +137,7 @@ bool FieldFiller::TakeNarrow(const Frame& frame) {
 /// A URL is narrow text without an encoding byte (ID3v2.4.0 frames, 4.3); writers put one there all
 /// the same.
 template <NarrowText V2Values::*Field>
-bool FieldFiller::TakeUrl(const Frame& frame) {
+bool FieldFiller::StoreUrl(const Frame& frame) {
   const bool hasEncoding = TextDecoder::IsEncoding(frame.body[0]);
   TextDecoder decoder(
       frame.body.subspan(hasEncoding ? 1 : 0),
@@ -152,7 +152,7 @@ bool FieldFiller::TakeUrl(const Frame& frame) {
 
 /// Comments and lyrics (ID3v2.4.0 frames, 4.8 and 4.10).
 template <TagText V2Values::*Field, bool FieldFiller::*IsPlain>
-bool FieldFiller::TakeLanguageText(const Frame& frame) {
+bool FieldFiller::StoreLanguageText(const Frame& frame) {
   constexpr std::size_t kLanguageEnd = 4;
   if (frame.body.size() <= kLanguageEnd || !TextDecoder::IsEncoding(frame.body[0])) {
     return true;
@@ -174,7 +174,7 @@ bool FieldFiller::TakeLanguageText(const Frame& frame) {
   return true;
 }
 
-bool FieldFiller::TakeUserText(const Frame& frame) {
+bool FieldFiller::StoreUserText(const Frame& frame) {
   if (tag_.extraFramesMode != ExtraFramesMode::kIgnore && TextDecoder::IsEncoding(frame.body[0])) {
     TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
     TagUserText& entry = tag_.userTexts.emplace_back();
@@ -184,17 +184,17 @@ bool FieldFiller::TakeUserText(const Frame& frame) {
   return true;
 }
 
-bool FieldFiller::TakeUserUrl(const Frame& frame) {
+bool FieldFiller::StoreUserUrl(const Frame& frame) {
   if (!TextDecoder::IsEncoding(frame.body[0])) {
     return true;
   }
   TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
   decoder.Take();
-  return decoder.AtEnd() || TakeUrl<&V2Values::userUrl>(
+  return decoder.AtEnd() || StoreUrl<&V2Values::userUrl>(
                                 {.id = frame.id, .version = frame.version, .body = decoder.Rest()});
 }
 
-bool FieldFiller::TakeGenre(const Frame& frame) {
+bool FieldFiller::StoreGenre(const Frame& frame) {
   Values genres;
   for (const std::u16string& value : FrameValues(frame)) {
     AddGenres(value, genres);
@@ -209,7 +209,7 @@ bool FieldFiller::TakeGenre(const Frame& frame) {
 // ---- Fields that hold numbers -----------------------------------------------------------------
 
 template <std::uint16_t V2Values::*Number, std::uint16_t V2Values::*Count>
-bool FieldFiller::TakeNumbers(const Frame& frame) {
+bool FieldFiller::StoreNumbers(const Frame& frame) {
   const std::string text = NarrowSystemText(FrameText(frame));
   const std::size_t slash = text.find('/');
   if (tag_.*Number == kUnknownNumber && tag_.*Count == kUnknownNumber) {
@@ -221,7 +221,7 @@ bool FieldFiller::TakeNumbers(const Frame& frame) {
   return true;
 }
 
-bool FieldFiller::TakeYear(const Frame& frame) {
+bool FieldFiller::StoreYear(const Frame& frame) {
   const std::string year = YearOf(NarrowSystemText(FrameText(frame)));
   if (!year.empty() && tag_.year[0] == '\0') {
     tag_.SetYear(year);
@@ -229,26 +229,26 @@ bool FieldFiller::TakeYear(const Frame& frame) {
   return true;
 }
 
-bool FieldFiller::TakeRecordingTime(const Frame& frame) {
-  const bool isTaken = TakeNarrow<&V2Values::recordingTime>(frame);
+bool FieldFiller::StoreRecordingTime(const Frame& frame) {
+  const bool isStored = StoreNarrow<&V2Values::recordingTime>(frame);
   const std::string year = YearOf(tag_.recordingTime.value_or(""));
   if (!year.empty()) {
     tag_.SetYear(year);
   }
-  return isTaken;
+  return isStored;
 }
 
-bool FieldFiller::TakeCompilation(const Frame& frame) {
+bool FieldFiller::StoreCompilation(const Frame& frame) {
   tag_.compilation |= LeadingNumber(NarrowSystemText(FrameText(frame))) == 1;
   return true;
 }
 
-bool FieldFiller::TakePodcast(const Frame& /*frame*/) {
+bool FieldFiller::StorePodcast(const Frame& /*frame*/) {
   tag_.podcast = true;
   return true;
 }
 
-bool FieldFiller::TakeAdvisory(const Frame& frame) {
+bool FieldFiller::StoreAdvisory(const Frame& frame) {
   const std::uint16_t advisory = LeadingNumber(NarrowSystemText(FrameText(frame)));
   if (tag_.advisory == 0 && advisory != kUnknownNumber) {
     tag_.advisory = advisory;
@@ -257,7 +257,7 @@ bool FieldFiller::TakeAdvisory(const Frame& frame) {
 }
 
 /// The first rating that is one (ID3v2.4.0 frames, 4.17): 0 stands for none.
-bool FieldFiller::TakeRating(const Frame& frame) {
+bool FieldFiller::StoreRating(const Frame& frame) {
   ByteView rest = frame.body;
   const std::string_view email = TakeTerminated(rest);
   if (tag_.rating != 0 || rest.empty()) {
@@ -268,7 +268,7 @@ bool FieldFiller::TakeRating(const Frame& frame) {
   return true;
 }
 
-bool FieldFiller::TakeFileIdentifier(const Frame& frame) {
+bool FieldFiller::StoreFileIdentifier(const Frame& frame) {
   if (tag_.ufidOwner) {
     return false;
   }
@@ -281,7 +281,7 @@ bool FieldFiller::TakeFileIdentifier(const Frame& frame) {
 
 // ---- Pictures, and frames without a field -----------------------------------------------------
 
-bool FieldFiller::TakePicture(const Frame& frame) {
+bool FieldFiller::StorePicture(const Frame& frame) {
   const std::optional<PictureData> picture = tag_.keepPictures ? FindPicture(frame) : std::nullopt;
   if (picture && picture->kind != PictureKind::kFileIcon) {
     const bool goesFirst =
@@ -309,64 +309,76 @@ void FieldFiller::KeepRaw(const Frame& frame) {
 
 // ---- The table --------------------------------------------------------------------------------
 
+/// The number of discs may be left out.
+bool FieldFiller::StoreDisc(const Frame& frame) {
+  const bool isStored = StoreNumbers<&V2Values::disc, &V2Values::discCount>(frame);
+  if (tag_.disc != kUnknownNumber) {
+    tag_.partOfSet = std::to_string(tag_.disc);
+    if (tag_.discCount != kUnknownNumber) {
+      *tag_.partOfSet += '/' + std::to_string(tag_.discCount);
+    }
+  }
+  return isStored;
+}
+
 struct FieldFiller::Row {
   FrameId id;    // of 2.3 and 2.4
   FrameId id22;  // of 2.2; it is taken in later tags too
   /// False when the field is filled already: the frame is kept as one without a field.
-  bool (FieldFiller::*take)(const Frame& frame);
+  bool (FieldFiller::*store)(const Frame& frame);
 };
 
 // clang-format off
 const FieldFiller::Row FieldFiller::kRows[] = {
-    {"TIT2", "TT2", &FieldFiller::TakeText<&V2Values::title>},
-    {"TIT1", "TT1", &FieldFiller::TakeText<&V2Values::contentGroup>},
-    {"TIT3", "TT3", &FieldFiller::TakeText<&V2Values::subtitle>},
-    {"TPE1", "TP1", &FieldFiller::TakeList<&V2Values::artist, &V2Values::artists>},
-    {"TPE2", "TP2", &FieldFiller::TakeText<&V2Values::albumArtist>},
-    {"TPE3", "TP3", &FieldFiller::TakeList<&V2Values::conductor, &V2Values::conductors>},
-    {"TALB", "TAL", &FieldFiller::TakeText<&V2Values::album>},
-    {"TRCK", "TRK", &FieldFiller::TakeNumbers<&V2Values::track, &V2Values::trackCount>},
-    {"TPOS", "TPA", &FieldFiller::TakeNumbers<&V2Values::disc, &V2Values::discCount>},
-    {"TDRC", "",    &FieldFiller::TakeRecordingTime},
-    {"TYER", "TYE", &FieldFiller::TakeYear},
-    {"TCON", "TCO", &FieldFiller::TakeGenre},
-    {"COMM", "COM", &FieldFiller::TakeLanguageText<&V2Values::comment, &FieldFiller::commentIsPlain_>},
-    {"USLT", "ULT", &FieldFiller::TakeLanguageText<&V2Values::lyrics, &FieldFiller::lyricsArePlain_>},
-    {"APIC", "PIC", &FieldFiller::TakePicture},
-    {"TCOM", "TCM", &FieldFiller::TakeList<&V2Values::composer, &V2Values::composers>},
-    {"TEXT", "TXT", &FieldFiller::TakeText<&V2Values::lyricist>},
-    {"TOPE", "TOA", &FieldFiller::TakeText<&V2Values::originalArtist>},
-    {"TPUB", "TPB", &FieldFiller::TakeText<&V2Values::publisher>},
-    {"TCOP", "TCR", &FieldFiller::TakeText<&V2Values::copyright>},
-    {"TENC", "TEN", &FieldFiller::TakeNarrow<&V2Values::encodedBy>},
-    {"TSSE", "TSS", &FieldFiller::TakeText<&V2Values::encoderSettings>},
-    {"TBPM", "TBP", &FieldFiller::TakeNarrow<&V2Values::bpm>},
-    {"TKEY", "TKE", &FieldFiller::TakeNarrow<&V2Values::initialKey>},
-    {"TMOO", "",    &FieldFiller::TakeNarrow<&V2Values::mood>},
-    {"TPRO", "",    &FieldFiller::TakeNarrow<&V2Values::producedNotice>},
-    {"TSRC", "TRC", &FieldFiller::TakeNarrow<&V2Values::isrc>},
-    {"TSWC", "",    &FieldFiller::TakeNarrow<&V2Values::iswc>},
-    {"TDRL", "TDR", &FieldFiller::TakeNarrow<&V2Values::releaseTime>},
-    {"TCMP", "TCP", &FieldFiller::TakeCompilation},
-    {"TRTG", "",    &FieldFiller::TakeAdvisory},
-    {"PCST", "PCS", &FieldFiller::TakePodcast},
-    {"TGID", "TID", &FieldFiller::TakeText<&V2Values::podcastId>},
-    {"TDES", "TDS", &FieldFiller::TakeText<&V2Values::podcastDescription>},
-    {"WFED", "WFD", &FieldFiller::TakeUrl<&V2Values::podcastFeedUrl>},
-    {"WOAR", "WAR", &FieldFiller::TakeUrl<&V2Values::artistUrl>},
-    {"WXXX", "WXX", &FieldFiller::TakeUserUrl},
-    {"TXXX", "TXX", &FieldFiller::TakeUserText},
-    {"POPM", "POP", &FieldFiller::TakeRating},
-    {"UFID", "UFI", &FieldFiller::TakeFileIdentifier},
-    {"MCDI", "MCI", &FieldFiller::TakeUrl<&V2Values::musicCdId>},
+    {"TIT2", "TT2", &FieldFiller::StoreText<&V2Values::title>},
+    {"TIT1", "TT1", &FieldFiller::StoreText<&V2Values::contentGroup>},
+    {"TIT3", "TT3", &FieldFiller::StoreText<&V2Values::subtitle>},
+    {"TPE1", "TP1", &FieldFiller::StoreList<&V2Values::artist, &V2Values::artists>},
+    {"TPE2", "TP2", &FieldFiller::StoreText<&V2Values::albumArtist>},
+    {"TPE3", "TP3", &FieldFiller::StoreList<&V2Values::conductor, &V2Values::conductors>},
+    {"TALB", "TAL", &FieldFiller::StoreText<&V2Values::album>},
+    {"TRCK", "TRK", &FieldFiller::StoreNumbers<&V2Values::track, &V2Values::trackCount>},
+    {"TPOS", "TPA", &FieldFiller::StoreDisc},
+    {"TDRC", "",    &FieldFiller::StoreRecordingTime},
+    {"TYER", "TYE", &FieldFiller::StoreYear},
+    {"TCON", "TCO", &FieldFiller::StoreGenre},
+    {"COMM", "COM", &FieldFiller::StoreLanguageText<&V2Values::comment, &FieldFiller::commentIsPlain_>},
+    {"USLT", "ULT", &FieldFiller::StoreLanguageText<&V2Values::lyrics, &FieldFiller::lyricsArePlain_>},
+    {"APIC", "PIC", &FieldFiller::StorePicture},
+    {"TCOM", "TCM", &FieldFiller::StoreList<&V2Values::composer, &V2Values::composers>},
+    {"TEXT", "TXT", &FieldFiller::StoreText<&V2Values::lyricist>},
+    {"TOPE", "TOA", &FieldFiller::StoreText<&V2Values::originalArtist>},
+    {"TPUB", "TPB", &FieldFiller::StoreText<&V2Values::publisher>},
+    {"TCOP", "TCR", &FieldFiller::StoreText<&V2Values::copyright>},
+    {"TENC", "TEN", &FieldFiller::StoreNarrow<&V2Values::encodedBy>},
+    {"TSSE", "TSS", &FieldFiller::StoreText<&V2Values::encoderSettings>},
+    {"TBPM", "TBP", &FieldFiller::StoreNarrow<&V2Values::bpm>},
+    {"TKEY", "TKE", &FieldFiller::StoreNarrow<&V2Values::initialKey>},
+    {"TMOO", "",    &FieldFiller::StoreNarrow<&V2Values::mood>},
+    {"TPRO", "",    &FieldFiller::StoreNarrow<&V2Values::producedNotice>},
+    {"TSRC", "TRC", &FieldFiller::StoreNarrow<&V2Values::isrc>},
+    {"TSWC", "",    &FieldFiller::StoreNarrow<&V2Values::iswc>},
+    {"TDRL", "TDR", &FieldFiller::StoreNarrow<&V2Values::releaseTime>},
+    {"TCMP", "TCP", &FieldFiller::StoreCompilation},
+    {"TRTG", "",    &FieldFiller::StoreAdvisory},
+    {"PCST", "PCS", &FieldFiller::StorePodcast},
+    {"TGID", "TID", &FieldFiller::StoreText<&V2Values::podcastId>},
+    {"TDES", "TDS", &FieldFiller::StoreText<&V2Values::podcastDescription>},
+    {"WFED", "WFD", &FieldFiller::StoreUrl<&V2Values::podcastFeedUrl>},
+    {"WOAR", "WAR", &FieldFiller::StoreUrl<&V2Values::artistUrl>},
+    {"WXXX", "WXX", &FieldFiller::StoreUserUrl},
+    {"TXXX", "TXX", &FieldFiller::StoreUserText},
+    {"POPM", "POP", &FieldFiller::StoreRating},
+    {"UFID", "UFI", &FieldFiller::StoreFileIdentifier},
+    {"MCDI", "MCI", &FieldFiller::StoreUrl<&V2Values::musicCdId>},
 };
 // clang-format on
 
-void FieldFiller::Take(const Frame& frame) {
+void FieldFiller::Store(const Frame& frame) {
   const Row* row = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& r) {
     return frame.id == r.id || frame.id == r.id22;
   });
-  if (row == std::end(kRows) || !(this->*row->take)(frame)) {
+  if (row == std::end(kRows) || !(this->*row->store)(frame)) {
     KeepRaw(frame);
   }
 }

@@ -13,35 +13,36 @@ class FieldFiller {
  public:
   explicit FieldFiller(ID3Tag& tag) : tag_(tag) {}
 
-  void Take(const Frame& frame);
+  void Store(const Frame& frame);
 
  private:
   struct Row;
   static const Row kRows[];
 
   template <TagText V2Values::*Field>
-  bool TakeText(const Frame& frame);
+  bool StoreText(const Frame& frame);
   template <TagText V2Values::*Field, std::vector<TagText> V2Values::*List>
-  bool TakeList(const Frame& frame);
+  bool StoreList(const Frame& frame);
   template <NarrowText V2Values::*Field>
-  bool TakeNarrow(const Frame& frame);
+  bool StoreNarrow(const Frame& frame);
   template <NarrowText V2Values::*Field>
-  bool TakeUrl(const Frame& frame);
+  bool StoreUrl(const Frame& frame);
   template <std::uint16_t V2Values::*Number, std::uint16_t V2Values::*Count>
-  bool TakeNumbers(const Frame& frame);
+  bool StoreNumbers(const Frame& frame);
   template <TagText V2Values::*Field, bool FieldFiller::*IsPlain>
-  bool TakeLanguageText(const Frame& frame);
-  bool TakeGenre(const Frame& frame);
-  bool TakeYear(const Frame& frame);
-  bool TakeRecordingTime(const Frame& frame);
-  bool TakeUserText(const Frame& frame);
-  bool TakeUserUrl(const Frame& frame);
-  bool TakeCompilation(const Frame& frame);
-  bool TakePodcast(const Frame& frame);
-  bool TakeAdvisory(const Frame& frame);
-  bool TakeRating(const Frame& frame);
-  bool TakeFileIdentifier(const Frame& frame);
-  bool TakePicture(const Frame& frame);
+  bool StoreLanguageText(const Frame& frame);
+  bool StoreGenre(const Frame& frame);
+  bool StoreDisc(const Frame& frame);
+  bool StoreYear(const Frame& frame);
+  bool StoreRecordingTime(const Frame& frame);
+  bool StoreUserText(const Frame& frame);
+  bool StoreUserUrl(const Frame& frame);
+  bool StoreCompilation(const Frame& frame);
+  bool StorePodcast(const Frame& frame);
+  bool StoreAdvisory(const Frame& frame);
+  bool StoreRating(const Frame& frame);
+  bool StoreFileIdentifier(const Frame& frame);
+  bool StorePicture(const Frame& frame);
   void KeepRaw(const Frame& frame);
 
   ID3Tag& tag_;

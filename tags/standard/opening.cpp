@@ -101,7 +101,7 @@ bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
   FrameWalk walk(*header, bytes);
   FieldFiller filler(tag);
   while (const std::optional<Frame> frame = walk.Next()) {
-    filler.Take(*frame);
+    filler.Store(*frame);
   }
   tag.v2Version = header->version;
   tag.v2Present = true;

@@ -32,8 +32,9 @@ MACHINE = r'HKLM\System\CurrentControlSet\Control\Session Manager\Environment'
 VERSIONS = r'HKCU\Software\Wine\AppDefaults\msiexec.exe'
 
 SETTING_NAMES = {'Properties': 'Add property handler', 'Aiff': 'Add AIFF association',
-                 'Thumbnails': 'Add thumbnail handler', 'Columns': 'Add column handler'}
-DEFAULT = {'Properties', 'Aiff', 'Thumbnails'}
+                 'Thumbnails': 'Add thumbnail handler', 'Columns': 'Add column handler',
+                 'StandardReading': 'Standard reading'}
+DEFAULT = {'Properties', 'Aiff', 'Thumbnails', 'StandardReading'}
 OLD, NEW, BROKEN = '1.26.43', '1.27.0', 'broken'
 REFUSED, FAILED = 1603 % 256, 1627 % 256
 
