@@ -31,12 +31,12 @@ Values FrameValues(const Frame& frame) {
 std::u16string FrameText(const Frame& frame) { return Join(FrameValues(frame)); }
 
 /// The names in one value of 2.2 or 2.3 (ID3v2.3.0, 4.2.1: TCOM, TEXT, TOPE, TPE1). A slash between
-/// two letters on either side is part of a name.
+/// two and two letters is part of a name.
 Values SplitNames(std::u16string_view text) {
-  constexpr std::size_t kShortest = 3;
+  constexpr std::size_t kAbbreviation = 2;
   Values names;
   for (std::u16string& name : Split(text, u'/')) {
-    if (!names.empty() && names.back().size() < kShortest && name.size() < kShortest) {
+    if (!names.empty() && names.back().size() == kAbbreviation && name.size() == kAbbreviation) {
       names.back() += u'/' + name;
     } else {
       names.push_back(std::move(name));

@@ -302,7 +302,8 @@ void StoreFrames(ID3Tag& tag, const FrameShape& shape, std::uint64_t frames, std
 
 void StoreConstantRate(ID3Tag& tag, const FrameShape& shape, std::uint64_t bytes) {
   const std::uint64_t bitsPerSecond = std::uint64_t{shape.bitRate} * 1000;
-  tag.details.frameCount = bytes * 8 * shape.sampleRate / (bitsPerSecond * shape.samples);
+  const std::uint64_t bitsTimesRate = bitsPerSecond * shape.samples;
+  tag.details.frameCount = (bytes * 8 * shape.sampleRate + bitsTimesRate / 2) / bitsTimesRate;
   tag.SetExactDuration(bytes * 8, bitsPerSecond);
   tag.SetBitRate(shape.bitRate);
 }
@@ -342,7 +343,8 @@ void MeasureAudio(ID3Tag& tag, SourceReader& reader, const FirstFrame& first, st
                 first.vbr->samplesCut);
     return;
   }
-  if (first.agree && CountFrames(fileEnd, first.audioHeader).agree) {
+  const ByteView audioEnd = fileEnd.last(std::min<std::uint64_t>(fileEnd.size(), bytes));
+  if (first.agree && CountFrames(audioEnd, first.audioHeader).agree) {
     StoreConstantRate(tag, shape, bytes);
     return;
   }

@@ -68,7 +68,7 @@ bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
   }
   const std::size_t trailing = TrailingTags(fileEnd, tag);
   MeasureAudio(tag, reader, *first, fileSize - std::min<std::uint64_t>(trailing, fileSize),
-               fileEnd);
+               fileEnd.first(count - std::min(trailing, count)));
   return true;
 }
 

@@ -10,7 +10,7 @@
 # (BYTES), all of them with *COUNT.
 #
 # Below `gives OPTIONS` stands what differs from empty.json: `key=value` (of a text field with
-# :byteSize/length/encoding), `log LEVEL MESSAGE`, `picture FORMAT BYTES`, `raw ID BYTES`, `user
+# :byteSize/length/encoding), `log LEVEL MESSAGE`, `picture FORMAT/KIND BYTES`, `raw ID BYTES`, `user
 # DESCRIPTION VALUE`; after `file:` or `stream:` it holds for that way of opening alone. What stands
 # below `base` holds for all tracks of a file; the items below `after` end each of them. Below `shows`
 # stands what tsdump prints for people, after the name.
@@ -139,7 +139,8 @@ def expect(answer, lines):
             message = message.replace('NAME', answer['file'])
             answer['log'].append({'level': int(name), 'message': message})
         elif word == 'picture':
-            picture = {**described('format', name, take_bytes(content)[0]), 'kind': 0}
+            name, _, kind = name.partition('/')
+            picture = {**described('format', name, take_bytes(content)[0]), 'kind': int(kind or 0)}
             answer['pictures'].append(picture)
         elif word == 'raw':
             answer['rawFrames'].append(described('id', name, take_bytes(content)[0]))
