@@ -41,9 +41,9 @@ struct FirstFrame {
 /// kFirstFrameBound.
 std::optional<FirstFrame> FindFirstFrame(SourceReader& reader);
 
-/// Fills the track details. The audio ends at `end`; `fileEnd` holds the last bytes before that, and
-/// tells whether the rate is still that of the beginning. Makes at most eight calls on the source,
-/// none with a header that counts the frames or at a constant rate.
+/// Fills the track details. The audio ends at `end`; `fileEnd` holds the last bytes before that,
+/// and tells whether the rate is still that of the beginning. Makes at most eight calls on the
+/// source, none with a header that counts the frames or at a constant rate.
 void MeasureAudio(ID3Tag& tag, SourceReader& reader, const FirstFrame& first, std::uint64_t end,
                   ByteView fileEnd);
 
