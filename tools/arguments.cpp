@@ -17,6 +17,7 @@ std::vector<option> LongOptions(std::span<const Option> options) {
     list.push_back({o.name, o.value != nullptr ? required_argument : no_argument, nullptr,
                     kFirstOption + static_cast<int>(list.size())});
   }
+  list.push_back({"help", no_argument, nullptr, 'h'});
   list.push_back({});
   return list;
 }
@@ -64,7 +65,11 @@ std::optional<std::vector<std::string>> ParseArguments(const char* tool, const c
   optind = 0;  // begins anew
   // The colon: nothing is printed, and a missing value is told apart.
   for (int found = 0;
-       (found = getopt_long(count, list.data(), ":", known.data(), nullptr)) != -1;) {
+       (found = getopt_long(count, list.data(), ":h", known.data(), nullptr)) != -1;) {
+    if (found == 'h') {
+      std::fputs(usage, stdout);
+      return std::vector<std::string>();
+    }
     if (found < kFirstOption) {
       const bool isCharacter = optopt > 0 && optopt < kFirstOption;
       const std::string name = isCharacter ? std::string("-") + static_cast<char>(optopt)

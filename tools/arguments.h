@@ -29,9 +29,10 @@ Option Number(const char* name, std::uint32_t& number, std::uint32_t most = UINT
 Option Text(const char* name, std::optional<std::string>& text);
 
 /// Hands the options among the arguments to their receivers, in order, and returns the files: all
-/// other arguments, and whatever comes after "--". Nothing, with a message and `usage` on standard
-/// error, when an option is not understood or there is no file; none is needed where an option has
-/// set `needsNoFile`.
+/// other arguments, and whatever comes after "--". None of them after "--help" or "-h", which print
+/// `usage` on standard output. Nothing, with a message and `usage` on standard error, when an
+/// option is not understood or there is no file; none is needed where an option has set
+/// `needsNoFile`.
 std::optional<std::vector<std::string>> ParseArguments(const char* tool, const char* usage,
                                                        std::span<const Option> options,
                                                        std::vector<std::string> arguments,

@@ -78,6 +78,18 @@ ColumnReport AskColumnHandler(const HandlerSource& handlers, const std::string& 
   return report;
 }
 
+std::vector<std::wstring> ColumnTitles(const HandlerSource& handlers) {
+  std::vector<std::wstring> titles;
+  ComPointer<IColumnProvider> handler;
+  if (SUCCEEDED(handlers.Create(kColumnHandlerClsid, IID_IColumnProvider, handler.ReceiveVoid()))) {
+    SHCOLUMNINFO info{};
+    while (handler->GetColumnInfo(static_cast<DWORD>(titles.size()), &info) == S_OK) {
+      titles.emplace_back(info.wszTitle);
+    }
+  }
+  return titles;
+}
+
 void WriteJson(JsonWriter& json, const ColumnReport& report) {
   json.Array(report.items, [&](const ColumnItem& item) {
     json.Object([&] {
@@ -92,7 +104,7 @@ void WriteJson(JsonWriter& json, const ColumnReport& report) {
 
 std::string ToText(const ColumnReport& report) {
   if (FAILED(report.initialize)) {
-    return ReportLine("No columns", HexResult(report.initialize));
+    return ReportLine("No columns", ResultInWords(report.initialize));
   }
   std::string page;
   for (const ColumnItem& item : report.items) {
@@ -105,7 +117,7 @@ std::string ToText(const ColumnReport& report) {
 
 std::string ShowValue(const ColumnItem& item) {
   if (item.result != S_OK) {
-    return HexResult(item.result);
+    return ResultInWords(item.result);
   }
   const bool isKnown = !std::holds_alternative<std::monostate>(item.value.content);
   return isKnown ? ToText(item.value.content) : TypeOf(item.value);

@@ -26,6 +26,9 @@ struct ColumnReport {
 /// Asks the handler for its columns, and for the value of each for the file.
 ColumnReport AskColumnHandler(const HandlerSource& handlers, const std::string& file);
 
+/// The titles of all columns, in the order of their indexes; none when the handler does not come.
+std::vector<std::wstring> ColumnTitles(const HandlerSource& handlers);
+
 /// As the value of "columns".
 void WriteJson(JsonWriter& json, const ColumnReport& report);
 

@@ -130,7 +130,7 @@ void WriteJson(JsonWriter& json, const PropertyReport& report) {
 std::string ToText(const PropertyReport& report) {
   std::string page;
   if (FAILED(report.initialize)) {
-    page = ReportLine("No properties", HexResult(report.initialize));
+    page = ReportLine("No properties", ResultInWords(report.initialize));
   }
   for (const PropertyItem& item : report.items) {
     const std::string value = ToText(item.value.content);

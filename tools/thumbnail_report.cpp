@@ -131,29 +131,114 @@ ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::st
   return report;
 }
 
-std::vector<std::byte> EncodePng(const Pixels& pixels) {
+namespace {
+
+/// The content of a file of the encoder's format; empty when that fails.
+std::vector<std::byte> Encode(const Pixels& pixels, const CLSID& encoder,
+                              const Gdiplus::EncoderParameters* parameters) {
   ULONG_PTR token = 0;
   const Gdiplus::GdiplusStartupInput input;
   Gdiplus::GdiplusStartup(&token, &input, nullptr);
   const AtEnd shutDown([&] { Gdiplus::GdiplusShutdown(token); });
-  const CLSID pngEncoder = {
-      0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
   std::vector<std::byte> bytes = pixels.bytes;
   Gdiplus::Bitmap image(pixels.width, pixels.height, pixels.width * 4, PixelFormat32bppARGB,
                         reinterpret_cast<BYTE*>(bytes.data()));
   ComPointer<IStream> stream;
   *stream.Receive() = SHCreateMemStream(nullptr, 0);
   STATSTG status{};
-  if (image.Save(stream.Get(), &pngEncoder, nullptr) != Gdiplus::Ok ||
+  if (image.Save(stream.Get(), &encoder, parameters) != Gdiplus::Ok ||
       FAILED(stream->Stat(&status, STATFLAG_NONAME)) ||
       FAILED(stream->Seek({}, STREAM_SEEK_SET, nullptr))) {
     return {};
   }
-  std::vector<std::byte> png(static_cast<std::size_t>(status.cbSize.QuadPart));
+  std::vector<std::byte> content(static_cast<std::size_t>(status.cbSize.QuadPart));
   ULONG count = 0;
-  stream->Read(png.data(), static_cast<ULONG>(png.size()), &count);
-  png.resize(count);
-  return png;
+  stream->Read(content.data(), static_cast<ULONG>(content.size()), &count);
+  content.resize(count);
+  return content;
+}
+
+}  // namespace
+
+std::vector<std::byte> EncodePng(const Pixels& pixels) {
+  constexpr CLSID kEncoder = {
+      0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
+  return Encode(pixels, kEncoder, nullptr);
+}
+
+std::vector<std::byte> EncodeJpeg(const Pixels& pixels) {
+  constexpr CLSID kEncoder = {
+      0x557CF401, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
+  ULONG quality = 75;
+  Gdiplus::EncoderParameters parameters{};
+  parameters.Count = 1;
+  parameters.Parameter[0] = {Gdiplus::EncoderQuality, 1, Gdiplus::EncoderParameterValueTypeLong,
+                             &quality};
+  return Encode(pixels, kEncoder, &parameters);
+}
+
+bool IsOpaque(const Pixels& pixels) {
+  for (std::size_t i = 3; i < pixels.bytes.size(); i += 4) {
+    if (pixels.bytes[i] != std::byte{255}) {
+      return false;
+    }
+  }
+  return true;
+}
+
+namespace {
+
+/// Where the lines of a larger picture begin and end that make each one of a smaller picture.
+std::vector<std::size_t> Edges(int from, int to) {
+  std::vector<std::size_t> edges;
+  for (std::int64_t i = 0; i <= to; ++i) {
+    edges.push_back(static_cast<std::size_t>(i * from / to));
+  }
+  return edges;
+}
+
+}  // namespace
+
+Pixels ScaledDown(const Pixels& pixels, int side) {
+  const int longest = std::max(pixels.width, pixels.height);
+  if (longest <= side) {
+    return pixels;
+  }
+  const auto scaled = [&](int length) {
+    return std::max(1, static_cast<int>(std::int64_t{length} * side / longest));
+  };
+  Pixels result{.width = scaled(pixels.width),
+                .height = scaled(pixels.height),
+                .bitsPerPixel = pixels.bitsPerPixel,
+                .bytes = {}};
+  result.bytes.resize(std::size_t{4} * static_cast<std::size_t>(result.width) *
+                      static_cast<std::size_t>(result.height));
+  const std::vector<std::size_t> rows = Edges(pixels.height, result.height);
+  const std::vector<std::size_t> columns = Edges(pixels.width, result.width);
+  const auto step = static_cast<std::size_t>(longest / side / 3 + 1);  // few are enough
+  std::byte* target = result.bytes.data();
+  for (std::size_t row = 0; row + 1 < rows.size(); ++row) {
+    for (std::size_t column = 0; column + 1 < columns.size(); ++column) {
+      std::array<std::uint32_t, 4> sums{};  // colours count by their alpha
+      std::uint32_t count = 0;
+      for (std::size_t y = rows[row]; y < rows[row + 1]; y += step) {
+        const std::byte* line = &pixels.bytes[4 * y * static_cast<std::size_t>(pixels.width)];
+        for (std::size_t x = columns[column]; x < columns[column + 1]; x += step) {
+          const auto alpha = std::to_integer<std::uint32_t>(line[4 * x + 3]);
+          for (std::size_t i = 0; i < 3; ++i) {
+            sums[i] += alpha * std::to_integer<std::uint32_t>(line[4 * x + i]);
+          }
+          sums[3] += alpha;
+          ++count;
+        }
+      }
+      for (std::size_t i = 0; i < 3; ++i) {
+        *target++ = static_cast<std::byte>(sums[3] == 0 ? 0 : sums[i] / sums[3]);
+      }
+      *target++ = static_cast<std::byte>(sums[3] / count);
+    }
+  }
+  return result;
 }
 
 std::optional<std::string> WritePng(const Pixels& pixels, const std::string& folder,
@@ -206,7 +291,7 @@ std::string ToText(const ThumbnailReport& report) {
       line += ", " + *report.png;
     }
   } else {
-    line += HexResult(report.result.value_or(report.initialize));
+    line += ResultInWords(report.result.value_or(report.initialize));
   }
   return ReportLine(report.alpha ? "Bitmap" : "No bitmap", line);
 }

@@ -43,6 +43,15 @@ ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::st
 /// As a PNG file's content; empty when that fails.
 std::vector<std::byte> EncodePng(const Pixels& pixels);
 
+/// As a JPEG file's content, whatever the alpha; empty when that fails.
+std::vector<std::byte> EncodeJpeg(const Pixels& pixels);
+
+/// Whether no pixel lets anything through.
+bool IsOpaque(const Pixels& pixels);
+
+/// Fitted into a square of `side` pixels by averaging; what fits already stays as it is.
+Pixels ScaledDown(const Pixels& pixels, int side);
+
 /// Writes a PNG into `folder`, named after the track with a number where there is such a file.
 std::optional<std::string> WritePng(const Pixels& pixels, const std::string& folder,
                                     const std::string& track);

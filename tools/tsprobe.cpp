@@ -2,33 +2,36 @@
 // answer, as JSON Lines or for people.
 #include <windows.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <optional>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "diag/log.h"
 #include "platform/handle.h"
 #include "tags/reading.h"
 #include "tools/arguments.h"
 #include "tools/console.h"
 #include "tools/file_report.h"
-#include "tools/html_report.h"
 #include "tools/log_capture.h"
+#include "tools/own_reading.h"
+#include "tools/page_writer.h"
 #include "tools/registration_report.h"
 #include "tools/shell_host.h"
+#include "tools/track_files.h"
 
 namespace tagsmith {
 namespace {
 
 constexpr const char* kUsage =
     "usage: tsprobe [--properties] [--thumbnail] [--columns] [--png DIR] [--html FILE] [--text]\n"
-    "               [--standard] [--module PATH | --registered] FILE...\n"
+    "               [--standard] [--progress] [--module PATH | --registered] FILE|FOLDER...\n"
     "       tsprobe --registration [--text]\n"
+    "\n"
+    "Of a folder all .mp3, .aif and .aiff files in it and below it are taken.\n"
     "\n"
     "  --properties   ask the property handler\n"
     "  --thumbnail    ask the thumbnail handler\n"
@@ -37,6 +40,7 @@ constexpr const char* kUsage =
     "  --html FILE    write a page that shows all of it as the shell would\n"
     "  --text         print for people, not as JSON Lines\n"
     "  --standard     show the standard reading, whatever the settings say\n"
+    "  --progress     tell on standard error how many files are done\n"
     "  --module PATH  load the module at PATH and use its class objects\n"
     "  --registered   use the registered handlers (the default)\n"
     "  --registration show what is registered, and who answers because of it\n";
@@ -48,6 +52,7 @@ struct Options {
   bool text = false;
   bool registration = false;
   bool standard = false;
+  bool progress = false;
   std::optional<std::string> png;
   std::optional<std::string> html;
   std::optional<std::string> module;
@@ -65,6 +70,7 @@ std::optional<std::vector<std::string>> ParseArguments(Options& options,
       Flag("text", options.text),
       Flag("registration", options.registration),
       Flag("standard", options.standard),
+      Flag("progress", options.progress),
       Text("module", options.module),
       {"registered", nullptr,
        [&](const char* /*none*/) {
@@ -79,27 +85,6 @@ std::optional<std::vector<std::string>> ParseArguments(Options& options,
     options.asksColumns = true;
   }
   return files;
-}
-
-/// What no handler answers: versions, size and bit rate as texts, and why a track is not read. Read
-/// by the library that is part of this program, whatever module is shown.
-std::string OwnTexts(const std::string& file, const Reading& reading) {
-  ID3Tag tag;
-  reading.openFile(tag, file.c_str(), kScanAll, nullptr, false);
-  std::string line;
-  for (const char* text : {tag.tagVersionText.data(), tag.fileSizeText.data(),
-                           tag.details.durationText.data(), tag.details.bitRateText.data()}) {
-    if (*text != '\0') {
-      line += (line.empty() ? "    " : ", ") + std::string(text);
-    }
-  }
-  std::string page = line.empty() ? "" : line + "\n";
-  for (const CapturedLine& logged : TakeCapturedLines()) {
-    if (logged.level != kLogInformation) {
-      page += "    Log: " + logged.message + "\n";
-    }
-  }
-  return page;
 }
 
 const Reading& ReadingOf(const Options& options) {
@@ -138,9 +123,15 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
   return report;
 }
 
-void PrintText(const FileReport& report, const Reading& reading) {
-  std::string page = report.file + "\n  Reading: " + reading.name +
-                     "\n  Track, as tsprobe itself reads it\n" + OwnTexts(report.file, reading);
+void PrintText(const FileReport& report, const OwnReading& reading) {
+  std::string page = report.file + "\n  Reading: " + report.reading + "\n";
+  page += reading.headline.empty() ? "" : "  " + reading.headline + "\n";
+  page += "  Track, as tsprobe itself reads it\n    " + reading.summary + "\n";
+  const auto log = [&](const std::vector<CapturedLine>& lines) {
+    for (const CapturedLine& line : lines) {
+      page += "    Log: " + line.message + "\n";
+    }
+  };
   const auto append = [&](const char* title, const auto& answers) {
     if (answers) {
       page.append("  ").append(title).append("\n").append(ToText(*answers));
@@ -148,7 +139,13 @@ void PrintText(const FileReport& report, const Reading& reading) {
   };
   append("Properties", report.properties);
   append("Thumbnail", report.thumbnail);
+  if (report.properties || report.thumbnail) {
+    log(reading.streamLog);
+  }
   append("Columns", report.columns);
+  if (report.columns) {
+    log(reading.fileLog);
+  }
   std::printf("%s\n", page.c_str());
 }
 
@@ -174,18 +171,81 @@ void PrintRegistration(bool asText) {
   std::printf("%s\n", asText ? ToText(report).c_str() : json.Result().c_str());
 }
 
-bool WritePage(const std::string& path, std::span<const FileReport> reports) {
-  std::ofstream file(std::filesystem::path(std::u8string(path.begin(), path.end())),
-                     std::ios::binary);
-  file << ToHtml(reports);
-  return static_cast<bool>(file.flush());
+/// Tells on standard error how far a long run has come, a few times a second.
+class Progress {
+ public:
+  Progress(bool isWanted, std::size_t total) : isWanted_(isWanted), total_(total) {}
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  ~Progress() {
+    if (isWanted_) {
+      std::fputc('\n', stderr);
+    }
+  }
+
+  void Show(std::size_t done) {
+    const auto now = Clock::now();
+    if (!isWanted_ || (now < next_ && done != total_)) {
+      return;
+    }
+    next_ = now + std::chrono::milliseconds(200);
+    const double seconds = std::max(std::chrono::duration<double>(now - start_).count(), 0.001);
+    const double rate = static_cast<double>(done) / seconds;
+    const auto left = static_cast<unsigned long>(static_cast<double>(total_ - done) / rate + 0.5);
+    std::fprintf(stderr, "\r%zu of %zu files, %.1f a second, %lu:%02lu left    ", done, total_,
+                 rate, left / 60, left % 60);
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  const bool isWanted_;
+  const std::size_t total_;
+  const Clock::time_point start_ = Clock::now();
+  Clock::time_point next_ = start_;
+};
+
+std::atomic<bool> isInterrupted = false;
+
+/// On Ctrl-C the file at hand is the last one.
+BOOL WINAPI Interrupt(DWORD /*event*/) {
+  isInterrupted = true;
+  return TRUE;
+}
+
+/// Asks and prints; false when not everything was answered and written.
+bool Inspect(const HandlerSource& handlers, const Options& options,
+             const std::vector<std::string>& files) {
+  std::optional<PageWriter> page;
+  if (options.html) {
+    page.emplace(*options.html, handlers, ReadingOf(options).name);
+  }
+  Progress progress(options.progress, files.size());
+  bool isFine = true;
+  std::size_t done = 0;
+  for (; done < files.size() && !isInterrupted; progress.Show(++done)) {
+    const FileReport report = Ask(handlers, options, files[done]);
+    isFine = AreAllAnswered(report, options) && isFine;
+    const OwnReading reading =
+        options.text || page ? ReadAsHandlersDo(report, ReadingOf(options)) : OwnReading{};
+    if (page) {
+      page->Add(report, reading);
+    }
+    options.text ? PrintText(report, reading) : PrintJson(report);
+    std::fflush(stdout);
+  }
+  const bool isComplete = done == files.size();
+  if (page && !page->Finish(isComplete)) {
+    std::fprintf(stderr, "tsprobe: %s could not be written\n", options.html->c_str());
+    isFine = false;
+  }
+  return isFine && isComplete;
 }
 
 int Run(std::vector<std::string> arguments) {
   Options options;
-  const auto files = ParseArguments(options, std::move(arguments));
-  if (!files) {
-    return kWrongUsage;
+  const auto given = ParseArguments(options, std::move(arguments));
+  if (!given || given->empty()) {
+    return given ? kDoneAll : kWrongUsage;
   }
   UseBinaryOutput();
   if (options.registration) {
@@ -198,33 +258,16 @@ int Run(std::vector<std::string> arguments) {
     return kFailedSome;
   }
   const AtEnd leaveCom([] { CoUninitialize(); });
+  SetConsoleCtrlHandler(Interrupt, TRUE);
+  bool isFine = true;
+  const std::vector<std::string> files = FindTracks(*given, isFine);
   HandlerSource handlers =
       options.module ? HandlerSource(WidenUtf8(*options.module)) : HandlerSource();
-  int status = kDoneAll;
-  std::vector<FileReport> reports;  // for the page
   if (options.standard) {
     handlers.UseStandardReading();
   }
-  for (const std::string& file : *files) {
-    FileReport report = Ask(handlers, options, file);
-    if (options.text) {
-      PrintText(report, ReadingOf(options));
-    } else {
-      PrintJson(report);
-    }
-    std::fflush(stdout);
-    if (!AreAllAnswered(report, options)) {
-      status = kFailedSome;
-    }
-    if (options.html) {
-      reports.push_back(std::move(report));
-    }
-  }
-  if (options.html && !WritePage(*options.html, reports)) {
-    std::fprintf(stderr, "tsprobe: %s could not be written\n", options.html->c_str());
-    status = kFailedSome;
-  }
-  return status;
+  isFine = Inspect(handlers, options, files) && isFine;
+  return isFine ? kDoneAll : kFailedSome;
 }
 
 }  // namespace

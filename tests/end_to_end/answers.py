@@ -2,11 +2,8 @@
 
 Compares the native tsdump with the Windows tsprobe, through COM: properties with the stream path,
 columns with the file path in quick mode."""
-import base64
-import html
 import json
 import pathlib
-import re
 import subprocess
 import sys
 import tempfile
@@ -34,15 +31,11 @@ def run(*command):
 def main():
     with tempfile.TemporaryDirectory() as folder:
         files = [str(f) for f in (sys.argv[3:] or tracks.make(folder))]
-        page = pathlib.Path(folder) / 'page.html'
         streams = run(TSDUMP, '--stream', *files)
         quick = run(TSDUMP, '--scan-mode', '1', *files)
         probes = run(WINE, TSPROBE, '--properties', '--columns', '--registered', *files)
-        run(WINE, TSPROBE, '--html', page, *files)
-        sections = page.read_text('utf-8').split('<section>')[1:]
         wrong = []
-        for path, stream, file, probe, section in zip(files, streams, quick, probes, sections,
-                                                      strict=True):
+        for path, stream, file, probe in zip(files, streams, quick, probes, strict=True):
             assert stream['file'] == probe['file'] == path, (stream['file'], probe['file'], path)
             items = {item['name']: item['value'] for item in probe['properties']['items']}
             columns = {c['title']: c['value'] for c in probe['columns']}
@@ -59,12 +52,6 @@ def main():
                     any((c['value'] is None, c['type'] is None) != (c['hresult'] != '0x00000000',) * 2
                         for c in probe['columns']):
                 wrong.append((path, probe['columns']))
-            # The page shows each file with its title and picture.
-            image = re.search('data:image/png;base64,([^"]*)', section)
-            if html.escape(path) not in section or html.escape(expected[0]) not in section or \
-                    (image and not base64.b64decode(image[1]).startswith(b'\x89PNG')):
-                wrong.append((path, 'is not shown rightly by the page'))
-        assert sys.argv[3:] or sum('data:image/png' in s for s in sections) == 2, 'two samples'
     print(*wrong, f'{len(files)} files, {len(wrong)} differences', sep='\n')
     sys.exit(1 if wrong else 0)
 
