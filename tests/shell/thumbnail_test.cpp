@@ -3,7 +3,6 @@
 
 #include <thumbcache.h>
 
-#include "handlers/thumb_extractor.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/report_text.h"
 #include "tools/thumbnail_report.h"
@@ -160,13 +159,13 @@ TEST_F(ThumbProvider, RefusesHugePicturesFromTheirHeader) {
   }
 }
 
-// ---- The image extractor ----------------------------------------------------------------------
+// ---- The image extractor, of older systems
+// ----------------------------------------------------------------------
 
 class ThumbExtractor : public ::testing::Test {
  protected:
   ThumbExtractor() {
-    auto* handler = new CMP3ThumbExtractor();
-    handler->QueryInterface(IID_IPersistFile, file.ReceiveVoid());
+    module.Make(kThumbnailHandlerClsid, IID_IPersistFile, file);
     file->QueryInterface(__uuidof(IExtractImage2), extractor.ReceiveVoid());
   }
 
@@ -180,7 +179,8 @@ class ThumbExtractor : public ::testing::Test {
     return result == S_OK ? Take(bitmap) : HexResult(result);
   }
 
-  LogWatch watch;
+  ScratchSystem scratch;
+  LoadedModule module;
   ComPointer<IPersistFile> file;
   ComPointer<IExtractImage2> extractor;
 };
@@ -257,9 +257,9 @@ TEST_F(ThumbExtractor, KeepsWhatItDecoded) {
     Load(track->Path());
     EXPECT_EQ(Extract(), kFirstPixel);
   }
-  LogWatch::Messages();
+  const NoTemporaryFolder missing;
   EXPECT_EQ(extractor->Extract(reinterpret_cast<HBITMAP*>(0x10)), kNoPicture);
-  EXPECT_EQ(LogWatch::Messages(), Lines{"1 Thumbnail extractor failed"});
+  EXPECT_EQ(scratch.NewMessages().back(), "Thumbnail extractor failed");
   EXPECT_TRUE(DeleteFileW(WidenUtf8(first.Path()).c_str()));  // nothing holds it
 }
 
