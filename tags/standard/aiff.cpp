@@ -12,7 +12,6 @@ namespace {
 constexpr std::size_t kFormSize = 12;
 constexpr std::size_t kChunkHeaderSize = 8;
 constexpr std::size_t kCommonSize = 18;
-constexpr std::size_t kCompressionOffset = 18;
 
 struct Common {
   std::uint16_t channels = 0;

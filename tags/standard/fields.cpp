@@ -329,7 +329,7 @@ struct FieldFiller::Row {
 };
 
 // clang-format off
-const FieldFiller::Row FieldFiller::kRows[] = {
+constexpr FieldFiller::Row FieldFiller::kRows[] = {
     {"TIT2", "TT2", &FieldFiller::StoreText<&V2Values::title>},
     {"TIT1", "TT1", &FieldFiller::StoreText<&V2Values::contentGroup>},
     {"TIT3", "TT3", &FieldFiller::StoreText<&V2Values::subtitle>},

@@ -48,7 +48,6 @@ class FieldFiller {
   ID3Tag& tag_;
   bool commentIsPlain_ = false;  // it has no description
   bool lyricsArePlain_ = false;
-  bool yearIsOfRecording_ = false;
 };
 
 /// Fills the fields that are still empty from the ID3v1 values.

@@ -167,7 +167,7 @@ std::optional<VbrHeader> ReadXing(ByteView bytes) {
     }
   }
   if (isLame || encoder.starts_with("L")) {
-    const auto end =
+    const auto* const end =
         std::find_if(encoder.begin(), encoder.end(), [](char c) { return c <= ' ' || c > '~'; });
     vbr.encoder.assign(encoder.begin(), end);
   }

@@ -57,7 +57,7 @@ bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
 
   // The end of the file tells of ID3v1, and of the bit rate where nothing else does.
   std::array<std::byte, kFileEndSize> buffer;
-  const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(
       fileSize, first && !first->CountsFrames() ? kFileEndSize : kV1BlockSize));
   const std::size_t count =
       reader.SeekFromEnd(wanted) ? reader.Read(std::span(buffer).first(wanted)) : 0;

@@ -18,7 +18,9 @@ constexpr Signature kSignatures[] = {
     {"MM\0*"sv, "tiff"},        {"II*\0"sv, "tiff"},
 };
 
-bool IsZero(std::string_view text) { return text.find_first_not_of('\0') == text.npos; }
+bool IsZero(std::string_view text) {
+  return text.find_first_not_of('\0') == std::string_view::npos;
+}
 
 /// What follows the description, whose terminator has `unit` bytes, and the zeros after it.
 std::string_view AfterDescription(std::string_view text, std::size_t unit) {
