@@ -95,6 +95,9 @@ void Patch(HMODULE module, std::string_view name, Function replacement) {
     const auto* names = reinterpret_cast<const ULONG_PTR*>(base + library->OriginalFirstThunk);
     auto* functions = reinterpret_cast<void**>(base + library->FirstThunk);
     for (; *names != 0; ++names, ++functions) {
+      if (IMAGE_SNAP_BY_ORDINAL64(*names)) {
+        continue;  // imported by its number: no name to read
+      }
       const auto* import = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + *names);
       entry = name == reinterpret_cast<const char*>(import->Name) ? functions : entry;
     }
