@@ -40,6 +40,10 @@ while read -r folder; do
   [[ $folder == */include/c++* ]] && include+=("--extra-arg=-isystem$folder")
 done < <(x86_64-w64-mingw32-g++-posix -xc++ -E -v - 2>&1 </dev/null)
 
+if [[ ${1:-} != --all ]]; then
+  compiled native | grep -vE '^(tests|bench|fuzz)/' | tidy build/native
+  exit
+fi
 compiled native | tidy build/native
 native_result=$?
 comm -13 <(compiled native) <(compiled windows) |

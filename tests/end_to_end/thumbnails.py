@@ -43,8 +43,6 @@ PICTURES = [
     ('bmp3:colour.bmp', f'{SOURCE} -type truecolor', {24}, 0),
     ('big-endian.tiff', f'{SOURCE} -depth 8 {BIG} 300', {24, 32}, 0),
     # Premultiplied: the handler has it drawn, a pixel for a pixel whatever the resolution.
-    ('drawn.tiff', f'{ALPHA} -depth 8 {BIG} 300 -define tiff:alpha=associated', {32}, 2),
-    ('drawn-coarse.tiff', f'{ALPHA} -depth 8 {BIG} 24 -define tiff:alpha=associated', {32}, 2),
     ('large.jpg', f'-size 2000x2000 plasma: -quality 85 {FULL}', {24}, 3),
 ]
 
@@ -71,6 +69,9 @@ def fnv1a64(data):
     return f'{value:016x}'
 
 
+KINDS = {b'\x89P': 'png', b'GI': 'gif', b'BM': 'bmp', b'MM': 'tiff'}
+
+
 def ask(files, out, *program):
     result = subprocess.run([tracks.SCRIPTS / 'run-wine.sh', *program, '--thumbnail', '--png', out,
                              *files], capture_output=True, check=False)
@@ -88,7 +89,8 @@ def main():
             files.append(folder / (name + '.mp3'))
             tags = ID3()
             for number, picture in enumerate(pictures):
-                tags.add(APIC(encoding=0, mime='image/jpeg', type=3 if number else 0,
+                kind = KINDS.get(picture[:2], 'jpeg')
+                tags.add(APIC(encoding=0, mime='image/' + kind, type=3 if number else 0,
                               desc=str(number), data=picture))
             files[-1].write_bytes(audio * 4)
             tags.save(files[-1], v2_version=3)
