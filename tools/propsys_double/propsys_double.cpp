@@ -11,8 +11,10 @@
 #include <array>
 #include <cstring>
 #include <cwctype>
+#include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "handlers/property_keys.h"
@@ -104,6 +106,7 @@ constexpr CanonicalType kCanonicalTypes[] = {
     {kRating, Canonical::kUInt32},       {kYear, Canonical::kUInt32},
     {kTrackNumber, Canonical::kUInt32},  {kEncodingBitrate, Canonical::kUInt32},
     {kDuration, Canonical::kUInt64},     {kIsCompilation, Canonical::kBoolean},
+    {kPodcast, Canonical::kBoolean},     {kOriginalArtist, Canonical::kString},
 };
 
 Canonical TypeOf(const PROPERTYKEY& key) {
@@ -115,26 +118,27 @@ Canonical TypeOf(const PROPERTYKEY& key) {
   return Canonical::kAsGiven;
 }
 
-bool IsBlank(const wchar_t* text) {
-  for (; text != nullptr && *text != L'\0'; ++text) {
-    if (std::iswspace(static_cast<std::wint_t>(*text)) == 0) {
-      return false;
-    }
-  }
-  return true;
+/// Without blanks at its ends.
+std::wstring_view Trimmed(std::wstring_view text) {
+  const auto isBlank = [](wchar_t c) { return std::iswspace(static_cast<std::wint_t>(c)) != 0; };
+  const auto first = std::find_if_not(text.begin(), text.end(), isBlank);
+  const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isBlank);
+  return {first, last.base()};
 }
 
-/// The texts that are not blank.
+/// The texts that are not blank, each once.
 std::vector<std::wstring> TextsOf(const PROPVARIANT& value) {
   std::vector<std::wstring> texts;
-  if (value.vt == VT_LPWSTR && !IsBlank(value.pwszVal)) {
-    texts.emplace_back(value.pwszVal);
-  } else if (value.vt == (VT_VECTOR | VT_LPWSTR)) {
-    for (ULONG i = 0; i < value.calpwstr.cElems; ++i) {
-      if (!IsBlank(value.calpwstr.pElems[i])) {
-        texts.emplace_back(value.calpwstr.pElems[i]);
-      }
+  const auto take = [&](const wchar_t* given) {
+    std::wstring text(Trimmed(given != nullptr ? given : L""));
+    if (!text.empty() && std::find(texts.begin(), texts.end(), text) == texts.end()) {
+      texts.push_back(std::move(text));
     }
+  };
+  if (value.vt == VT_LPWSTR) {
+    take(value.pwszVal);
+  } else if (value.vt == (VT_VECTOR | VT_LPWSTR)) {
+    std::for_each_n(value.calpwstr.pElems, value.calpwstr.cElems, take);
   }
   return texts;
 }
