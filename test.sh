@@ -25,7 +25,7 @@ run_tests() {
   fi
 }
 
-scripts/setup.sh || exit 1
+scripts/setup.sh test || exit 1
 for preset in native native-sanitize windows; do
   step "Build: $preset"
   scripts/build.sh "$preset" || exit 1

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and inspecting need; says nothing and is
-# quick when they are there. "setup.sh bench" adds those of the benchmarks.
+# quick when they are there. "setup.sh bench" adds those of the benchmarks, "setup.sh test" the browser.
 set -euo pipefail
 
 packages=(
@@ -14,9 +14,13 @@ packages=(
   wixl msitools
   osslsigncode openssl xvfb
 )
-if [[ ${1:-} == bench ]]; then
-  packages+=(libtag1-dev libmpg123-dev pkg-config)
-fi
+case ${1:-} in
+  bench) packages+=(libtag1-dev libmpg123-dev pkg-config) ;;
+  test)
+    packages+=(chromium chromium-driver python3-selenium)
+    command -v npm >/dev/null || packages+=(npm)
+    ;;
+esac
 
 missing=()
 installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "${packages[@]}" 2>/dev/null || true)

@@ -194,6 +194,7 @@ class Progress {
     const auto left = static_cast<unsigned long>(static_cast<double>(total_ - done) / rate + 0.5);
     std::fprintf(stderr, "\r%zu of %zu files, %.1f a second, %lu:%02lu left    ", done, total_,
                  rate, left / 60, left % 60);
+    std::fflush(stderr);
   }
 
  private:
