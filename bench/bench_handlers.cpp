@@ -18,7 +18,7 @@
 #include "handlers/com_stream_source.h"
 #include "handlers/decoded_image.h"
 #include "handlers/thumb_provider.h"
-#include "tags/track_opening.h"
+#include "tags/own/track_opening.h"
 #include "tools/console.h"
 #include "tools/shell_host.h"
 

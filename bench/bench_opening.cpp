@@ -22,9 +22,9 @@
 
 #include "diag/log.h"
 #include "tags/byte_order.h"
-#include "tags/id3v2.h"
+#include "tags/own/id3v2.h"
+#include "tags/own/track_opening.h"
 #include "tags/standard/opening.h"
-#include "tags/track_opening.h"
 
 namespace {
 

@@ -14,9 +14,9 @@
 #include <random>
 
 #include "diag/log.h"
+#include "tags/own/track_opening.h"
 #include "tags/picture_size.h"
 #include "tags/standard/opening.h"
-#include "tags/track_opening.h"
 #include "tests/unit/test_support.h"
 
 namespace {

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+#include "tags/tag_model.h"
+
 namespace tagsmith {
 namespace {
 
@@ -61,21 +63,14 @@ float MpegSampleRate(std::uint32_t versionIndex, std::uint32_t sampleRateIndex) 
   return isInTable ? kSampleRates[versionIndex][sampleRateIndex] : 0.0F;
 }
 
-std::uint32_t MpegFrameLength(std::uint32_t bitRate, float sampleRate, std::uint32_t padding) {
-  const auto bits = static_cast<float>(bitRate * 144000);
-  return static_cast<std::uint32_t>(bits / sampleRate) + padding;
-}
-
-void MpegFrameKind::Fill(std::uint32_t header) {
-  kind_ = header & kKindBits;
-  MpegHeader decoded = DecodeMpegHeader(header);
-  const float sampleRate = MpegSampleRate(decoded.versionIndex, decoded.sampleRateIndex);
-  hasSampleRate_ = sampleRate != 0;
-  for (std::size_t i = 0; i < bitRates_.size(); ++i) {
-    decoded.bitRateIndex = static_cast<std::uint8_t>(i);
-    bitRates_[i] = MpegBitRate(decoded);
-    lengths_[i] = hasSampleRate_ ? MpegFrameLength(bitRates_[i], sampleRate, 0) : 0;
-  }
+void StoreMpegHeader(const MpegHeader& header, TrackDetails& details) {
+  details.versionIndex = header.versionIndex;
+  details.layerIndex = header.layerIndex;
+  details.protectionBit = header.protectionBit;
+  details.sampleRateField = header.sampleRateIndex;
+  details.channelMode = header.channelMode;
+  details.copyrightBit = header.copyrightBit;
+  details.originBit = header.originBit;
 }
 
 }  // namespace tagsmith

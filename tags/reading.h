@@ -2,8 +2,8 @@
 // the formats' documents. They fill the same tag model; either does without the other.
 #pragma once
 
+#include "tags/own/track_opening.h"
 #include "tags/standard/opening.h"
-#include "tags/track_opening.h"
 
 namespace tagsmith {
 

@@ -84,6 +84,11 @@ void ID3Tag::SetExactDuration(std::uint64_t quantity, std::uint64_t divisor) {
   details.durationTicks += quantity % divisor * kTicksPerSecond / divisor;
 }
 
+void ID3Tag::SetAudioOffset(std::uint64_t bytes) {
+  details.audioOffset = static_cast<std::uint32_t>(bytes);
+  id3AreaSize = bytes;
+}
+
 void ID3Tag::SetFileSize(std::uint64_t bytes) {
   fileSize = bytes;
   FormatFileSize(fileSizeText, bytes);

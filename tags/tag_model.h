@@ -240,6 +240,8 @@ class ID3Tag : public Tag, public V1Values {
   void SetDuration(std::uint64_t quantity, std::uint64_t divisor);
   /// Stores the duration in full, `quantity` / `divisor` seconds; the divisor must not be 0.
   void SetExactDuration(std::uint64_t quantity, std::uint64_t divisor);
+  /// Stores where the audio begins, which is how much stands in front of it.
+  void SetAudioOffset(std::uint64_t bytes);
   /// Stores the size and its text.
   void SetFileSize(std::uint64_t bytes);
   /// Stores the rate and its text, which shows the two VBR flags as they are now.

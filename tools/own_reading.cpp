@@ -2,9 +2,9 @@
 
 #include "diag/log.h"
 #include "handlers/com_stream_source.h"
-#include "tags/id3v2.h"
+#include "tags/own/id3v2.h"
+#include "tags/own/track_opening.h"
 #include "tags/text_helpers.h"
-#include "tags/track_opening.h"
 #include "tools/report_text.h"
 
 namespace tagsmith {

@@ -7,14 +7,11 @@
 #include <optional>
 #include <vector>
 
-#include "tags/byte_order.h"
-#include "tags/id3v2_frame.h"
+#include "tags/id3v2_layout.h"
 
 namespace tagsmith::standard {
 
 struct TagHeader {
-  static constexpr std::size_t kSize = 10;
-
   int version = 0;
   std::byte flags{};
   std::uint32_t dataSize = 0;  // bytes of extended header, frames and padding
@@ -36,8 +33,9 @@ struct Frame {
 /// Walks over the frames of one tag.
 class FrameWalk {
  public:
-  /// `data` is what follows the tag's header, as far as it is there. It must outlive the walk.
-  FrameWalk(const TagHeader& header, ByteView data);
+  /// `data` is what follows the tag's header, as far as it is there. It must outlive the walk,
+  /// which undoes unsynchronisation in it.
+  FrameWalk(const TagHeader& header, std::span<std::byte> data);
 
   /// The next frame whose data can be read; nothing at the end. Its body is good until the next
   /// call. Encrypted frames and frames without data are left out.
@@ -45,14 +43,12 @@ class FrameWalk {
 
  private:
   void SkipExtendedHeader(std::byte flags);
-  [[nodiscard]] std::uint32_t ChooseSize(std::uint32_t syncsafe, std::uint32_t plain) const;
-  bool Unwrap(Frame& frame, std::byte flags);
+  [[nodiscard]] std::uint32_t ChooseSize(const FrameHeader& header) const;
+  std::optional<ByteView> Unwrap(std::span<std::byte> data, std::byte flags);
 
   int version_;
   bool isUnsynchronised_;  // every frame on its own (2.4)
-  ByteView rest_;
-  std::vector<std::byte> tag_;    // the data with unsynchronisation undone
-  std::vector<std::byte> frame_;  // likewise, of one frame
+  std::span<std::byte> rest_;
   std::vector<std::byte> inflated_;
 };
 

@@ -271,24 +271,6 @@ std::optional<FirstFrame> FindFirstFrame(SourceReader& reader) {
 
 namespace {
 
-void StoreDetails(ID3Tag& tag, const FirstFrame& first) {
-  const MpegHeader header = DecodeMpegHeader(first.header);
-  TrackDetails& details = tag.details;
-  details.versionIndex = header.versionIndex;
-  details.layerIndex = header.layerIndex;
-  details.protectionBit = header.protectionBit;
-  details.channelMode = header.channelMode;
-  details.copyrightBit = header.copyrightBit;
-  details.originBit = header.originBit;
-  details.sampleRateField = header.sampleRateIndex;
-  details.bitsPerSample = 16;
-  details.audioOffset = static_cast<std::uint32_t>(first.offset);
-  tag.id3AreaSize = first.offset;
-  if (first.vbr) {
-    CopyBounded(details.encoderText, first.vbr->encoder);
-  }
-}
-
 /// Stores what follows from a number of frames that take `bytes` bytes; `samplesCut` of their
 /// samples are not heard.
 void StoreFrames(ID3Tag& tag, const FrameShape& shape, std::uint64_t frames, std::uint64_t bytes,
@@ -332,7 +314,12 @@ FrameRun SampleFrames(SourceReader& reader, std::uint32_t header, std::uint64_t 
 
 void MeasureAudio(ID3Tag& tag, SourceReader& reader, const FirstFrame& first, std::uint64_t end,
                   ByteView fileEnd) {
-  StoreDetails(tag, first);
+  StoreMpegHeader(DecodeMpegHeader(first.header), tag.details);
+  tag.SetAudioOffset(first.offset);
+  tag.details.bitsPerSample = 16;
+  if (first.vbr) {
+    CopyBounded(tag.details.encoderText, first.vbr->encoder);
+  }
   const FrameShape shape = *ReadShape(first.audioHeader);
   const std::uint64_t start = first.offset + first.vbrFrameLength;
   const std::uint64_t bytes = end > start ? end - start : 0;

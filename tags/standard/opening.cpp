@@ -3,17 +3,14 @@
 #include <algorithm>
 #include <array>
 
-#include "diag/log.h"
 #include "tags/file_source.h"
-#include "tags/id3v1.h"
-#include "tags/platform.h"
+#include "tags/id3v1_block.h"
 #include "tags/standard/aiff.h"
 #include "tags/standard/fields.h"
 #include "tags/standard/frames.h"
 #include "tags/standard/id3v1.h"
 #include "tags/standard/mpeg.h"
 #include "tags/text_helpers.h"
-#include "tags/track_opening.h"
 
 namespace tagsmith::standard {
 namespace {
@@ -24,7 +21,7 @@ constexpr std::size_t kAiffMagicSize = 12;
 void SkipFurtherTags(SourceReader& reader) {
   constexpr int kMostTags = 16;
   for (int i = 0; i < kMostTags; ++i) {
-    const std::optional<TagHeader> header = ReadTagHeader(reader.Peek(TagHeader::kSize));
+    const std::optional<TagHeader> header = ReadTagHeader(reader.Peek(kV2HeaderSize));
     if (!header) {
       return;
     }
@@ -92,12 +89,12 @@ void ReadTrack(ID3Tag& tag, ByteSource& source, bool& result) {
 }  // namespace
 
 bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
-  const std::optional<TagHeader> header = ReadTagHeader(reader.Peek(TagHeader::kSize));
+  const std::optional<TagHeader> header = ReadTagHeader(reader.Peek(kV2HeaderSize));
   if (!header) {
     return false;
   }
-  ByteView bytes = reader.Take(header->TagSize(), lookAhead);
-  bytes = bytes.subspan(std::min(TagHeader::kSize, bytes.size()));
+  std::span<std::byte> bytes = reader.Take(header->TagSize(), lookAhead);
+  bytes = bytes.subspan(std::min(kV2HeaderSize, bytes.size()));
   FrameWalk walk(*header, bytes);
   FieldFiller filler(tag);
   while (const std::optional<Frame> frame = walk.Next()) {
@@ -110,17 +107,7 @@ bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
 }
 
 bool OpenStream(ByteSource* source, ID3Tag* tag) {
-  if (source == nullptr || tag == nullptr) {
-    WriteLogLine(kLogError, "Invalid MP3 data stream (%d)", source != nullptr ? 1 : 0);
-    return false;
-  }
-  bool result = false;
-  try {
-    ReadTrack(*tag, *source, result);
-  } catch (...) {
-    WriteLogLine(kLogError, "Failed to create the tag data for the stream");
-  }
-  return result;
+  return ContainStreamFaults(source, tag, ReadTrack);
 }
 
 bool OpenPath(ID3Tag& tag, const char* path, std::uint32_t /*scanMode*/,
@@ -128,11 +115,8 @@ bool OpenPath(ID3Tag& tag, const char* path, std::uint32_t /*scanMode*/,
   if (checkWritable) {
     tag.readOnly = IsReadOnly(path);
   }
-  errno = 0;
-  FilePointer file = OpenFile(path, "rb");
+  FilePointer file = OpenTrackFile(path);
   if (file == nullptr) {
-    WriteLogLine(kLogError, "Failed to open the file '%s' for reading (error: %s)", path,
-                 ErrorText(errno));
     return false;
   }
   tag.SetFileName(path);

@@ -4,10 +4,8 @@
 // the source. Nothing is ever written; damage costs what is damaged, not the rest.
 #pragma once
 
-#include "tags/byte_source.h"
-#include "tags/mpeg_audio.h"
+#include "tags/opening_steps.h"
 #include "tags/source_reader.h"
-#include "tags/tag_model.h"
 
 namespace tagsmith::standard {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tags/text_conversion.h"
 #include "tags/text_helpers.h"
 
 namespace tagsmith::standard {

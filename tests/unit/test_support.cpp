@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "tags/mpeg_header.h"
+#include "tags/own/mpeg_frame.h"
 #include "tools/log_capture.h"
 
 namespace tagsmith::test {

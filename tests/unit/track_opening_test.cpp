@@ -1,4 +1,4 @@
-#include "tags/track_opening.h"
+#include "tags/own/track_opening.h"
 
 #include "tags/text_helpers.h"
 #include "tests/unit/test_support.h"

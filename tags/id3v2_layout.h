@@ -1,14 +1,22 @@
-// One ID3v2 frame on its way into the tag model.
+// What an ID3v2 tag is made of (id3v2-00, ID3v2.3.0, ID3v2.4.0 structure): header flags, the
+// headers of frames, unsynchronisation.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string_view>
 
-#include "tags/tag_model.h"
+#include "tags/byte_order.h"
 
 namespace tagsmith {
+
+inline constexpr std::size_t kV2HeaderSize = 10;
+
+// Flags of the tag header. In 2.2 the second one says that the whole tag is compressed, by a scheme
+// that was never laid down.
+inline constexpr std::byte kTagUnsynchronised{0x80};
+inline constexpr std::byte kTagExtended{0x40};
+inline constexpr std::byte kTagFooter{0x10};
 
 /// A frame ID of three or four characters, the first one in the highest byte; characters after a
 /// zero are not part of it.
@@ -50,39 +58,24 @@ class FrameId {
   std::uint32_t value_ = 0;
 };
 
-struct V2Frame {
+/// What stands in front of a frame's data.
+struct FrameHeader {
   FrameId id;
-  int version = 0;            // of the tag
-  bool isKnown = false;       // the ID is in the table of the tag's version
-  ByteView body{};            // the whole frame data
-  std::size_t textStart = 0;  // 1 where the body begins with an encoding byte that was read
-  std::uint32_t encoding = kLatin1;
-  TextReduction mode = TextReduction::kKeepUnicode;
-
-  /// A frame counts as followed by zero bytes.
-  [[nodiscard]] std::byte At(std::size_t index) const {
-    return index < body.size() ? body[index] : std::byte{0};
-  }
-  /// The body from `start` on, empty beyond its end.
-  [[nodiscard]] ByteView From(std::size_t start) const {
-    return body.subspan(std::min(start, body.size()));
-  }
-  [[nodiscard]] ByteView Text() const { return From(textStart); }
+  std::uint32_t size = 0;       // of the data, as the tag's version writes it: from 2.4 on syncsafe
+  std::uint32_t plainSize = 0;  // the size bytes read as a plain number
+  std::byte flags{};            // from 2.3 on: how the data is stored
 };
 
-/// Whether this is half of a byte-order mark: FE or FF.
-constexpr bool IsMarkByte(std::byte byte) { return (byte | std::byte{1}) == std::byte{0xFF}; }
+/// Up to 2.2 three characters and three bytes of size, later four of each and two of flags.
+constexpr std::size_t FrameHeaderSize(int version) { return version <= 2 ? 6 : 10; }
 
-/// Whether the first byte of the frame's data is a text encoding that is read before the frame is
-/// stored: in all text frames but the user-defined ones, and in the podcast feed, where its writers
-/// put one. Other frames with an encoding byte read their own.
-bool BeginsWithEncoding(FrameId id);
+/// Reads the header that `bytes`, FrameHeaderSize(version) of them at least, begin with.
+FrameHeader ReadFrameHeader(ByteView bytes, int version);
+
+/// Drops each zero byte after an FF byte (ID3v2.4.0 structure, 6.1), in place; gives what is left.
+std::span<std::byte> UndoUnsynchronisation(std::span<std::byte> bytes);
 
 /// Whether the ID is in the table of known IDs of this major version.
 bool IsKnownFrame(FrameId id, int version);
-
-/// Stores the frame where it belongs. A field is filled by the first frame of its kind; a further
-/// one, like a frame without a field, is dropped or kept as a raw frame by the extra-frames mode.
-void StoreFrame(ID3Tag& tag, const V2Frame& frame);
 
 }  // namespace tagsmith

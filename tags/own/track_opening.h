@@ -6,9 +6,8 @@
 
 #include <cstdint>
 
-#include "tags/byte_source.h"
-#include "tags/mpeg_audio.h"
-#include "tags/tag_model.h"
+#include "tags/opening_steps.h"
+#include "tags/own/mpeg_audio.h"
 
 namespace tagsmith {
 
@@ -29,13 +28,5 @@ bool ReadTrackFile(ID3Tag& tag, ByteSource& file, const char* path, std::uint32_
 /// after what was read ahead. Both pointers stay the caller's; null ones are logged. True when the
 /// audio details were found.
 bool OpenTrackFromStream(ByteSource* source, ID3Tag* tag);
-
-/// Sets the flags for ".mp3", ".aif" (also ".aiff") and ".tdf" in `tag`, which may be null. True
-/// when one of them is the path's extension.
-bool CheckExtension(const char* path, ID3Tag* tag);
-
-/// True when the file cannot be opened for writing. Failures other than missing permission are
-/// logged.
-bool IsReadOnly(const char* path);
 
 }  // namespace tagsmith

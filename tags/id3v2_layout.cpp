@@ -1,6 +1,9 @@
-#include <algorithm>
+#include "tags/id3v2_layout.h"
 
-#include "tags/id3v2_frame.h"
+#include <algorithm>
+#include <iterator>
+
+#include "tags/text_helpers.h"
 
 namespace tagsmith {
 namespace {
@@ -45,9 +48,33 @@ constexpr auto kIds = MakeIds(kKnownIds);
 
 }  // namespace
 
-bool BeginsWithEncoding(FrameId id) {
-  return (id.BeginsWith("T") && !id.BeginsWith("TXX")) || id == "WFD" || id == "WFED" ||
-         id == "WFD ";
+FrameHeader ReadFrameHeader(ByteView bytes, int version) {
+  FrameHeader header;
+  if (version <= 2) {
+    header.id = FrameId(AsText(bytes.first<3>()));
+    header.plainSize =
+        std::to_integer<std::uint32_t>(bytes[3]) << 16U | ReadBigEndian16(bytes.subspan<4, 2>());
+    header.size = header.plainSize;
+    return header;
+  }
+  const std::span<const std::byte, 4> size = bytes.subspan<4, 4>();
+  header.id = FrameId(AsText(bytes.first<4>()));
+  header.plainSize = ReadBigEndian32(size);
+  header.size = version >= 4 ? ReadSyncsafe32(size) : header.plainSize;
+  header.flags = bytes[9];
+  return header;
+}
+
+std::span<std::byte> UndoUnsynchronisation(std::span<std::byte> bytes) {
+  auto kept = bytes.begin();
+  for (auto rest = bytes.begin(); rest != bytes.end();) {
+    auto end = std::find(rest, bytes.end(), std::byte{0xFF});
+    end += end != bytes.end() ? 1 : 0;
+    kept = std::copy(rest, end, kept);
+    const bool dropsZero = end != bytes.end() && end[-1] == std::byte{0xFF} && *end == std::byte{0};
+    rest = end + (dropsZero ? 1 : 0);
+  }
+  return {bytes.begin(), kept};
 }
 
 bool IsKnownFrame(FrameId id, int version) {

@@ -4,12 +4,11 @@
 
 #include <cstdint>
 
+#include "tags/id3v2_layout.h"
 #include "tags/source_reader.h"
 #include "tags/tag_model.h"
 
 namespace tagsmith {
-
-inline constexpr std::size_t kV2HeaderSize = 10;
 
 /// The size in bytes, header included, of the tag whose first bytes these are; 0 when they are no
 /// tag header ("ID3" in upper case) or fewer than 10.

@@ -1,20 +1,17 @@
-#include "tags/track_opening.h"
+#include "tags/own/track_opening.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <optional>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "diag/log.h"
-#include "tags/aiff.h"
 #include "tags/file_source.h"
-#include "tags/id3v1.h"
-#include "tags/id3v2.h"
-#include "tags/mpeg_sync.h"
-#include "tags/platform.h"
+#include "tags/own/aiff.h"
+#include "tags/own/id3v1.h"
+#include "tags/own/id3v2.h"
+#include "tags/own/mpeg_sync.h"
 #include "tags/source_reader.h"
 #include "tags/text_helpers.h"
 
@@ -24,28 +21,6 @@ namespace {
 constexpr std::size_t kMagicSize = 4;
 /// A stream that claims more is taken for one of 4 GB: the claim limits how long it may be read.
 constexpr std::uint64_t kLargestStream = std::uint64_t{1} << 32U;
-
-/// What a track is by the extension of its name.
-struct TrackKind {
-  std::string_view extension;
-  bool ID3Tag::*flag;
-};
-constexpr TrackKind kTrackKinds[] = {
-    {".mp3", &ID3Tag::isMpeg},
-    {".aif", &ID3Tag::isAiff},
-    {".tdf", &ID3Tag::isTdf},
-};
-constexpr std::span kStreamKinds = std::span(kTrackKinds).first<2>();
-
-/// Sets the flags of these kinds; true when the name has the extension of one of them.
-bool MarkKind(ID3Tag& tag, std::string_view name, std::span<const TrackKind> kinds) {
-  bool isKnown = false;
-  for (const TrackKind& kind : kinds) {
-    tag.*kind.flag = HasExtension(name, kind.extension);
-    isKnown = isKnown || tag.*kind.flag;
-  }
-  return isKnown;
-}
 
 void Report(ProgressCallback progress, const char* text, int percent) {
   if (progress != nullptr) {
@@ -256,7 +231,7 @@ bool AnalyseStreamFrame(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSiz
 
 void ReadStreamTrack(ID3Tag& tag, ByteSource& source, bool& result) {
   const SourceStatus status = source.Status();
-  MarkKind(tag, status.name, kStreamKinds);
+  MarkStreamKind(tag, status.name);
   const auto fileSize = static_cast<std::int32_t>(status.size);
   SourceReader reader(source, std::min(status.size, kLargestStream));
 
@@ -282,15 +257,6 @@ void ReadStreamTrack(ID3Tag& tag, ByteSource& source, bool& result) {
   reader.Settle();
 }
 
-/// The stream's name once more, for a message.
-std::string NameOf(ByteSource& source) {
-  try {
-    return source.Status().name;
-  } catch (...) {
-    return {};
-  }
-}
-
 }  // namespace
 
 bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
@@ -304,11 +270,8 @@ bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
     tag.readOnly = IsReadOnly(path);
   }
   return ContainFaults(path, [&](bool& result) {
-    errno = 0;
-    FilePointer file = OpenFile(path, "rb");
+    FilePointer file = OpenTrackFile(path);
     if (file == nullptr) {
-      WriteLogLine(kLogError, "Failed to open the file '%s' for reading (error: %s)", path,
-                   ErrorText(errno));
       return;
     }
     FileSource source(std::move(file), {});
@@ -323,35 +286,7 @@ bool ReadTrackFile(ID3Tag& tag, ByteSource& file, const char* path, std::uint32_
 }
 
 bool OpenTrackFromStream(ByteSource* source, ID3Tag* tag) {
-  if (source == nullptr || tag == nullptr) {
-    WriteLogLine(kLogError, "Invalid MP3 data stream (%d)", source != nullptr ? 1 : 0);
-    return false;
-  }
-  bool result = false;
-  try {
-    ReadStreamTrack(*tag, *source, result);
-  } catch (...) {
-    WriteLogLine(kLogError, "Failed to create the tag data for the stream '%s'",
-                 NameOf(*source).c_str());
-  }
-  return result;
-}
-
-bool CheckExtension(const char* path, ID3Tag* tag) {
-  ID3Tag unused;
-  return MarkKind(tag == nullptr ? unused : *tag, path, kTrackKinds);
-}
-
-bool IsReadOnly(const char* path) {
-  errno = 0;
-  if (OpenFile(path, "rb+") != nullptr) {
-    return false;
-  }
-  const int error = errno;
-  if (error != EPERM && error != EACCES) {
-    WriteLogLine(kLogError, "Open file write check error: %.256s (%d)", ErrorText(error), error);
-  }
-  return true;
+  return ContainStreamFaults(source, tag, ReadStreamTrack);
 }
 
 }  // namespace tagsmith

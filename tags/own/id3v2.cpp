@@ -1,20 +1,15 @@
-#include "tags/id3v2.h"
+#include "tags/own/id3v2.h"
 
 #include <limits>
 
 #include "diag/log.h"
-#include "tags/id3v2_frame.h"
+#include "tags/own/id3v2_frame_table.h"
 #include "tags/text_helpers.h"
 
 namespace tagsmith {
 namespace {
 
 constexpr int kLatestVersion = 4;
-
-// Flags of the tag header.
-constexpr std::byte kTagUnsynchronised{0x80};
-constexpr std::byte kTagExtended{0x40};
-constexpr std::byte kTagFooter{0x10};
 
 // Flags in the second flag byte of a 2.4 frame header.
 constexpr std::byte kFrameDataLength{0x01};
@@ -76,13 +71,6 @@ class TagWalk {
   }
 
  private:
-  struct FrameHeader {
-    FrameId id;
-    std::uint32_t size = 0;
-    std::uint32_t plainSize = 0;  // the size bytes read as a plain number
-    std::byte flags{};
-  };
-
   enum class DataResult { kRead, kEnd, kLostPosition };
 
   [[nodiscard]] bool Is22() const { return version_ <= 2; }
@@ -140,28 +128,20 @@ class TagWalk {
       }
       return false;
     }
-    const std::span<const std::byte, 4> start = Bytes<4>();
-    if (start[0] == std::byte{0}) {
+    if (Bytes<1>()[0] == std::byte{0}) {
       return false;  // padding
     }
-    if (Is22()) {
-      header.id = FrameId(AsText(start.first<3>()));
-      header.size = std::to_integer<std::uint32_t>(start[3]) << 16U | ReadBigEndian16(Bytes<2>(4));
-      header.plainSize = header.size;
-      position_ += 6;
-      return true;
-    }
-    header.id = FrameId(AsText(start));
-    position_ += 4;
-    if (!Fits(6)) {
+    const std::size_t size = FrameHeaderSize(version_);
+    if (!Fits(size)) {
+      if (Is22()) {
+        throw BeyondTag{};
+      }
       WriteLogLine(kLogError, "Failed to get the frame size (%d:%d)", SizeForMessage(),
-                   PositionForMessage(6));
+                   PositionForMessage(size));
       return false;
     }
-    header.plainSize = ReadBigEndian32(Bytes<4>());
-    header.size = Is24() ? ReadSyncsafe32(Bytes<4>()) : header.plainSize;
-    header.flags = Bytes<1>(5)[0];
-    position_ += 6;
+    header = tagsmith::ReadFrameHeader(buffer_.subspan(position_, size), version_);
+    position_ += size;
     return true;
   }
 
@@ -200,7 +180,8 @@ class TagWalk {
       }
     }
     if (Is24() && (header.flags & kFrameUnsynchronised) != std::byte{0}) {
-      RemoveUnsynchronisation(frame);
+      body_ = UndoUnsynchronisation(body_);
+      frame.body = body_;
     }
     return DataResult::kRead;
   }
@@ -220,20 +201,6 @@ class TagWalk {
     const ByteView rest = buffer_.subspan(static_cast<std::size_t>(position_));
     const ByteView id = rest.first(std::min<std::size_t>(rest.size(), 4));
     return id[0] == std::byte{0} || std::all_of(id.begin(), id.end(), IsLetterOrDigit);
-  }
-
-  /// Drops each zero byte after an FF byte (ID3v2.4.0 structure, 6.1), in place.
-  void RemoveUnsynchronisation(V2Frame& frame) {
-    std::size_t kept = 0;
-    bool isAfterFf = false;
-    for (const std::byte byte : body_) {
-      if (!isAfterFf || byte != std::byte{0}) {
-        body_[kept++] = byte;
-      }
-      isAfterFf = byte == std::byte{0xFF};
-    }
-    body_ = body_.first(kept);
-    frame.body = body_;
   }
 
   /// Reads the encoding byte of the frames that begin with one; false when the frame is skipped.

@@ -1,4 +1,6 @@
 // Which frame fills which field, and how: one table, in the order in which frames are matched.
+#include "tags/own/id3v2_frame_table.h"
+
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -6,7 +8,6 @@
 #include "diag/log.h"
 #include "format/bounded.h"
 #include "tags/genre_table.h"
-#include "tags/id3v2_frame.h"
 #include "tags/text_helpers.h"
 #include "tags/unicode.h"
 
@@ -475,6 +476,11 @@ constexpr FrameRow kFrameRows[] = {
 // clang-format on
 
 }  // namespace
+
+bool BeginsWithEncoding(FrameId id) {
+  return (id.BeginsWith("T") && !id.BeginsWith("TXX")) || id == "WFD" || id == "WFED" ||
+         id == "WFD ";
+}
 
 void StoreFrame(ID3Tag& tag, const V2Frame& frame) {
   for (const FrameRow& row : kFrameRows) {

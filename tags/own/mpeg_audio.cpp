@@ -1,4 +1,4 @@
-#include "tags/mpeg_audio.h"
+#include "tags/own/mpeg_audio.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,8 @@
 #include "diag/log.h"
 #include "format/bounded.h"
 #include "tags/mpeg_header.h"
-#include "tags/mpeg_sync.h"
+#include "tags/own/mpeg_frame.h"
+#include "tags/own/mpeg_sync.h"
 #include "tags/text_helpers.h"
 
 namespace tagsmith {
@@ -82,21 +83,6 @@ EncoderBuffer ReadVbrHeader(ByteView frame, bool readsXing) {
     encoder.Set(UpTo(header, kShortEncoderSize));
   }
   return encoder;
-}
-
-void StoreHeader(TrackDetails& details, const MpegHeader& header) {
-  details.versionIndex = header.versionIndex;
-  details.layerIndex = header.layerIndex;
-  details.protectionBit = header.protectionBit;
-  details.sampleRateField = header.sampleRateIndex;
-  details.channelMode = header.channelMode;
-  details.copyrightBit = header.copyrightBit;
-  details.originBit = header.originBit;
-}
-
-void StoreOffset(ID3Tag& tag, std::uint32_t offset) {
-  tag.details.audioOffset = offset;
-  tag.id3AreaSize = offset;
 }
 
 /// Bits of audio by 32-bit arithmetic, sign-extended: more than 268435455 bytes wrap.
@@ -214,11 +200,11 @@ class FrameWalk {
     std::array<std::byte, kMpegHeaderSize> whole{};  // zeros where the file ends
     std::copy(bytes.begin(), bytes.end(), whole.begin());
     const std::uint32_t header = ReadBigEndian32(whole);
-    StoreHeader(details_, DecodeMpegHeader(header));
+    StoreMpegHeader(DecodeMpegHeader(header), details_);
     if (bytes.size() < kMpegHeaderSize) {
       return Start::kCut;
     }
-    StoreOffset(tag_, static_cast<std::uint32_t>(reader_.Position()));
+    tag_.SetAudioOffset(static_cast<std::uint32_t>(reader_.Position()));
 
     kind_.Select(header);
     totals_.bitRate = kind_.BitRate(header);
@@ -396,8 +382,8 @@ bool AnalyseMpegBuffer(ID3Tag& tag, ByteView buffer, std::uint32_t offset, std::
     }
     tag.details.bitsPerSample = 16;
     const MpegHeader header = DecodeMpegHeader(ReadBigEndian32(buffer.first<kMpegHeaderSize>()));
-    StoreHeader(tag.details, header);
-    StoreOffset(tag, offset);
+    StoreMpegHeader(header, tag.details);
+    tag.SetAudioOffset(offset);
     if (buffer.size() < kVbrHeaderOffset) {
       return false;
     }

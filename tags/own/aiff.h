@@ -2,25 +2,12 @@
 // details need them.
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 
-#include "tags/source_reader.h"
-#include "tags/tag_model.h"
+#include "tags/aiff_chunks.h"
 
 namespace tagsmith {
-
-/// What the COMM chunk says.
-struct AiffCommon {
-  std::uint16_t channels = 0;
-  std::uint32_t sampleFrames = 0;
-  std::uint16_t sampleSize = 0;  // bits
-  std::uint32_t sampleRate = 0;  // whole hertz
-};
-
-using ChunkId = std::array<std::byte, 4>;
 
 /// What stands between "FORM" and the first chunk.
 struct AiffForm {

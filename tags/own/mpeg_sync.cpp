@@ -1,4 +1,4 @@
-#include "tags/mpeg_sync.h"
+#include "tags/own/mpeg_sync.h"
 
 #include <algorithm>
 #include <cstring>

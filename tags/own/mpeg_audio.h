@@ -4,13 +4,10 @@
 
 #include <cstdint>
 
+#include "tags/opening_steps.h"
 #include "tags/source_reader.h"
-#include "tags/tag_model.h"
 
 namespace tagsmith {
-
-/// Told how far the opening of a track has come: a short text and a percentage. May be null.
-using ProgressCallback = void (*)(const char* text, int percent);
 
 /// How far AnalyseMpegFrames walks. Any other value counts as kScanAll.
 enum ScanMode : std::uint32_t {

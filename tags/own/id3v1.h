@@ -3,12 +3,10 @@
 
 #include <span>
 
+#include "tags/id3v1_block.h"
 #include "tags/source_reader.h"
-#include "tags/tag_model.h"
 
 namespace tagsmith {
-
-inline constexpr std::size_t kV1BlockSize = 128;
 
 /// Reads the last 128 bytes and, when they begin with "TAG" (upper case), fills the ID3v1 values
 /// and sets v1Loaded. False only when the block could not be read whole.

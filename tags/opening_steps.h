@@ -1,0 +1,34 @@
+// What stands around the reading of a track, whichever reading it is: names and rights of files,
+// and keeping faults in. Failures go to the log.
+#pragma once
+
+#include "tags/byte_source.h"
+#include "tags/platform.h"
+#include "tags/tag_model.h"
+
+namespace tagsmith {
+
+/// Told how far the opening of a track has come: a short text and a percentage. May be null.
+using ProgressCallback = void (*)(const char* text, int percent);
+
+/// Sets the flags for ".mp3" and ".aif" (also ".aiff") in `tag`; true when one of them is the
+/// name's extension.
+bool MarkStreamKind(ID3Tag& tag, std::string_view name);
+
+/// Likewise for files, which may also be ".tdf"; `tag` may be null.
+bool CheckExtension(const char* path, ID3Tag* tag);
+
+/// True when the file cannot be opened for writing. Failures other than missing permission are
+/// logged.
+bool IsReadOnly(const char* path);
+
+/// Opens the file at `path` (UTF-8) for reading; null on failure.
+FilePointer OpenTrackFile(const char* path);
+
+/// Reads a track; what it reached stands in `result` even when it throws.
+using StreamReading = void (*)(ID3Tag& tag, ByteSource& source, bool& result);
+
+/// The result that `read` reached. Null pointers give false.
+bool ContainStreamFaults(ByteSource* source, ID3Tag* tag, StreamReading read);
+
+}  // namespace tagsmith
