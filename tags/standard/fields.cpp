@@ -8,6 +8,7 @@
 #include "tags/standard/pictures.h"
 #include "tags/standard/text.h"
 #include "tags/text_helpers.h"
+#include "tags/unicode.h"
 
 namespace tagsmith::standard {
 namespace {
@@ -29,6 +30,15 @@ Values FrameValues(const Frame& frame) {
 }
 
 std::u16string FrameText(const Frame& frame) { return Join(FrameValues(frame)); }
+
+/// The text up to `longest` characters; a pair of surrogates is not cut apart.
+TagText CutText(std::u16string_view text, std::size_t longest) {
+  if (text.size() > longest) {
+    const bool cutsPair = longest != 0 && IsSurrogate(text[longest]) && text[longest] >= 0xDC00;
+    text = text.substr(0, longest - (cutsPair ? 1 : 0));
+  }
+  return MakeTagText(text);
+}
 
 /// The names in one value of 2.2 or 2.3 (ID3v2.3.0, 4.2.1: TCOM, TEXT, TOPE, TPE1). A slash between
 /// two and two letters is part of a name.
@@ -56,10 +66,12 @@ Values FrameNames(const Frame& frame) {
   return separates ? SplitNames(values[0]) : values;
 }
 
-void StoreAll(const Values& values, TagText& field, std::vector<TagText>& list) {
-  field = MakeTagText(Join(values));
+void StoreAll(const Values& values, std::size_t longest, TagText& field,
+              std::vector<TagText>& list) {
+  field = CutText(Join(values), longest);
   if (values.size() > 1) {
-    std::transform(values.begin(), values.end(), std::back_inserter(list), MakeTagText);
+    std::transform(values.begin(), values.end(), std::back_inserter(list),
+                   [longest](const std::u16string& value) { return CutText(value, longest); });
   }
 }
 
@@ -110,7 +122,7 @@ bool FieldFiller::StoreText(const Frame& frame) {
   if (text.empty() || (tag_.*Field).IsPresent()) {
     return text.empty();
   }
-  tag_.*Field = MakeTagText(text);
+  tag_.*Field = CutText(text, tag_.longestText);
   return true;
 }
 
@@ -120,7 +132,7 @@ bool FieldFiller::StoreList(const Frame& frame) {
   if (values.empty() || (tag_.*Field).IsPresent()) {
     return values.empty();
   }
-  StoreAll(values, tag_.*Field, tag_.*List);
+  StoreAll(values, tag_.longestText, tag_.*Field, tag_.*List);
   return true;
 }
 
@@ -169,13 +181,14 @@ bool FieldFiller::StoreLanguageText(const Frame& frame) {
   if ((tag_.*Field).IsPresent() && !isBetter) {
     return false;
   }
-  tag_.*Field = MakeTagText(text);
+  tag_.*Field = CutText(text, tag_.longestText);
   this->*IsPlain = description.empty();
   return true;
 }
 
 bool FieldFiller::StoreUserText(const Frame& frame) {
-  if (tag_.extraFramesMode != ExtraFramesMode::kIgnore && TextDecoder::IsEncoding(frame.body[0])) {
+  const bool isKept = tag_.keepExtraFrames && tag_.extraFramesMode != ExtraFramesMode::kIgnore;
+  if (isKept && TextDecoder::IsEncoding(frame.body[0])) {
     TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
     TagUserText& entry = tag_.userTexts.emplace_back();
     entry.description = MakeTagText(decoder.Take());
@@ -202,7 +215,7 @@ bool FieldFiller::StoreGenre(const Frame& frame) {
   if (genres.empty() || tag_.genre.IsPresent()) {
     return genres.empty();
   }
-  StoreAll(genres, tag_.genre, tag_.genres);
+  StoreAll(genres, tag_.longestText, tag_.genre, tag_.genres);
   return true;
 }
 
@@ -296,11 +309,25 @@ bool FieldFiller::StorePicture(const Frame& frame) {
   return true;
 }
 
+/// The frame without what would not be kept of its text, which then need not be decoded; pictures
+/// stay whole.
+Frame FieldFiller::CutFrame(const Frame& frame) const {
+  constexpr std::size_t kMostBytes = 4;          // of a character
+  constexpr std::size_t kBeforeText = 64 << 10;  // encoding, language, description
+  Frame cut = frame;
+  const bool isPicture = frame.id == FrameId("APIC") || frame.id == FrameId("PIC");
+  if (!isPicture && tag_.longestText < frame.body.size() / kMostBytes) {
+    const std::size_t most = kBeforeText + kMostBytes * tag_.longestText;
+    cut.body = frame.body.first(std::min(frame.body.size(), most));
+  }
+  return cut;
+}
+
 void FieldFiller::KeepRaw(const Frame& frame) {
   const bool isKept = tag_.extraFramesMode == ExtraFramesMode::kKeepAll ||
                       (tag_.extraFramesMode == ExtraFramesMode::kKeepKnown &&
                        IsKnownFrame(frame.id, frame.version));
-  if (isKept) {
+  if (isKept && tag_.keepExtraFrames) {
     TagRawFrame& raw = tag_.rawFrames.emplace_back();
     raw.data.assign(frame.body.begin(), frame.body.end());
     CopyBounded(raw.id, frame.id.Text().data());
@@ -378,7 +405,7 @@ void FieldFiller::Store(const Frame& frame) {
   const Row* row = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& r) {
     return frame.id == r.id || frame.id == r.id22;
   });
-  if (row == std::end(kRows) || !(this->*row->store)(frame)) {
+  if (row == std::end(kRows) || !(this->*row->store)(CutFrame(frame))) {
     KeepRaw(frame);
   }
 }

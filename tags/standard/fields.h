@@ -8,7 +8,8 @@ namespace tagsmith::standard {
 
 /// Puts the frames of one tag into its fields. A field is filled by the first frame that has a
 /// value for it, save that comments and lyrics without a description go before those with one,
-/// and a recording time before a year.
+/// and a recording time before a year. What is kept of texts and frames is as the tag's options
+/// say.
 class FieldFiller {
  public:
   explicit FieldFiller(ID3Tag& tag) : tag_(tag) {}
@@ -43,6 +44,7 @@ class FieldFiller {
   bool StoreRating(const Frame& frame);
   bool StoreFileIdentifier(const Frame& frame);
   bool StorePicture(const Frame& frame);
+  [[nodiscard]] Frame CutFrame(const Frame& frame) const;
   void KeepRaw(const Frame& frame);
 
   ID3Tag& tag_;

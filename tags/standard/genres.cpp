@@ -134,7 +134,8 @@ const char* GenreName(std::size_t index) {
 
 void AddGenres(std::u16string_view value, Values& genres) {
   const auto add = [&](std::u16string genre) {
-    if (!genre.empty() && std::find(genres.begin(), genres.end(), genre) == genres.end()) {
+    if (!genre.empty() && genres.size() < kMostGenres &&
+        std::find(genres.begin(), genres.end(), genre) == genres.end()) {
       genres.push_back(std::move(genre));
     }
   };

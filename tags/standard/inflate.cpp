@@ -7,10 +7,10 @@
 namespace tagsmith::standard {
 
 bool Inflate(ByteView data, std::vector<std::byte>& result) {
-  constexpr std::size_t kMostInflated = 32;
-  constexpr std::size_t kLargestInput = std::size_t{16} << 20U;
-  data = data.first(std::min(data.size(), kLargestInput));
-  const std::size_t limit = kMostInflated * data.size();
+  constexpr std::size_t kMostGrowth = 32;
+  constexpr std::size_t kLargest = std::size_t{64} << 20U;
+  data = data.first(std::min(data.size(), kLargest));
+  const std::size_t limit = std::min(kMostGrowth * data.size(), kLargest);
 
   result.clear();
   z_stream stream{};

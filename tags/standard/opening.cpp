@@ -16,6 +16,8 @@ namespace tagsmith::standard {
 namespace {
 
 constexpr std::size_t kAiffMagicSize = 12;
+/// A source that claims more is taken for one of 1 TB: with that, durations can be reckoned.
+constexpr std::uint64_t kLargestSize = std::uint64_t{1} << 40U;
 
 /// Skips the tags that follow the first one: some writers put theirs in front of it.
 void SkipFurtherTags(SourceReader& reader) {
@@ -54,10 +56,15 @@ bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
 
   // The end of the file tells of ID3v1, and of the bit rate where nothing else does.
   std::array<std::byte, kFileEndSize> buffer;
-  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(
-      fileSize, first && !first->CountsFrames() ? kFileEndSize : kV1BlockSize));
-  const std::size_t count =
-      reader.SeekFromEnd(wanted) ? reader.Read(std::span(buffer).first(wanted)) : 0;
+  std::uint64_t wanted = first && !first->CountsFrames() ? kFileEndSize : kV1BlockSize;
+  if (fileSize != 0) {
+    wanted = std::min(wanted, fileSize);
+  }
+  std::size_t count = 0;
+  if (reader.SeekFromEnd(wanted)) {
+    fileSize = std::min(reader.Position() + wanted, kLargestSize);
+    count = reader.Read(std::span(buffer).first(wanted));
+  }
   const ByteView fileEnd = ByteView(buffer).first(count);
   ReadV1(tag, fileEnd);
   if (!first) {
@@ -74,13 +81,14 @@ void ReadTrack(ID3Tag& tag, ByteSource& source, bool& result) {
   if (!status.name.empty() && !CheckExtension(status.name.c_str(), nullptr)) {
     return;
   }
-  SourceReader reader(source, status.size);
+  const std::uint64_t size = std::min(status.size, kLargestSize);
+  SourceReader reader(source, size);
   if (!HasExtension(status.name, ".aif")) {
     reader.SeekTo(0);  // offsets count from the beginning, wherever the stream stands
   }
   tag.isAiff = IsAiff(reader.Peek(kAiffMagicSize));
   tag.isMpeg = !tag.isAiff;
-  result = tag.isAiff ? ReadAiff(tag, reader) : ReadMpeg(tag, reader, status.size);
+  result = tag.isAiff ? ReadAiff(tag, reader) : ReadMpeg(tag, reader, size);
   MergeV1(tag);
   tag.SetTagVersion(tag.v2Version);
   tag.SetFileSize(status.size);

@@ -81,7 +81,7 @@ std::string_view TextDecoder::TakeBytes() {
 
 Values TakeValues(TextDecoder& decoder) {
   Values values;
-  while (!decoder.AtEnd()) {
+  while (!decoder.AtEnd() && values.size() < kMostValues) {
     if (std::u16string value = decoder.Take(); !value.empty()) {
       values.push_back(std::move(value));
     }
@@ -102,7 +102,7 @@ std::u16string Join(const Values& values) {
 
 Values Split(std::u16string_view text, char16_t separator) {
   Values parts;
-  while (!text.empty()) {
+  while (!text.empty() && parts.size() < kMostValues) {
     const std::size_t end = std::min(text.find(separator), text.size());
     if (const std::u16string_view part = Trim(text.substr(0, end)); !part.empty()) {
       parts.emplace_back(part);

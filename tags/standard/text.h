@@ -43,13 +43,17 @@ class TextDecoder {
   bool isBigEndian_;
 };
 
-/// The strings up to the end that are not empty.
+/// A text that is divided further is no list of names.
+inline constexpr std::size_t kMostValues = 1000;
+
+/// The strings up to the end that are not empty, kMostValues at the most.
 Values TakeValues(TextDecoder& decoder);
 
 /// The values as one text, "A; B".
 std::u16string Join(const Values& values);
 
-/// The parts of `text` that `separator` divides, blanks around them cut, empty ones left out.
+/// The parts of `text` that `separator` divides, blanks around them cut, empty ones left out,
+/// kMostValues at the most.
 Values Split(std::u16string_view text, char16_t separator);
 
 /// `text` without the blanks at both ends.

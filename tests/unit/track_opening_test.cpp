@@ -1,5 +1,6 @@
 #include "tags/own/track_opening.h"
 
+#include "tags/reading.h"
 #include "tags/text_helpers.h"
 #include "tests/unit/test_support.h"
 
@@ -10,7 +11,7 @@ constexpr unsigned k128 = 9;
 
 /// A tag with a title and a large picture, 30 frames, an ID3v1 tag.
 std::string LongTrack() {
-  const std::string art = "\0image/jpeg\0\0\0\xFF\xD8"s + std::string(300'000, 'j');
+  const std::string art = "\0image/jpeg\0\0\0\xFF\xD8\xFF"s + std::string(299'999, 'j');
   return V2Tag(3, Frame(3, "APIC", art) + Frame(3, "TIT2", "\0Song"s)) + MpegFrames(k128, 30) +
          V1Block("Old", 2, 17);
 }
@@ -40,27 +41,28 @@ TEST(Opening, StreamsOfAllHabits) {
       {"throws", [](ProbeSource& s) { s.throwsOnRead = true; }, false, false, false, 6, "0 bytes"},
   };
   for (const Case& c : cases) {
-    for (const bool keepsPictures : {true, false}) {
-      SCOPED_TRACE(c.what);
+    for (const auto& [reading, keepsPictures] :
+         {std::pair(&kOwnReading, true), {&kOwnReading, false}, {&kStandardReading, true}}) {
+      SCOPED_TRACE(c.what + " " + reading->name);
       ProbeSource source(content, "folder.x/s.mp3");
       c.spoil(source);
       ID3Tag tag;
       tag.keepPictures = keepsPictures;
       const LogWatch watch;
-      EXPECT_EQ(OpenTrackFromStream(&source, &tag), c.opened);
+      EXPECT_EQ(reading->openStream(&source, &tag), c.opened);
       EXPECT_EQ(LogWatch::Messages(),
                 source.throwsOnRead
                     ? Lines{"1 Failed to create the tag data for the stream 'folder.x/s.mp3'"}
                     : Lines{});
-      EXPECT_EQ(UpToZero(tag.title.text), c.title ? "Song" : "");
+      EXPECT_EQ(tag.title.length, c.title ? 4U : 0U);
       EXPECT_EQ(tag.v1Present, c.v1);
-      EXPECT_EQ(tag.pictures.size(), c.title && keepsPictures ? 1U : 0U);
       EXPECT_LE(source.calls, c.calls);
-      if (c.opened) {
-        EXPECT_EQ(source.position, end);
-      }
-      EXPECT_EQ(tag.fileSizeText.data(), c.size);
       EXPECT_FALSE(tag.fileName.has_value());
+      if (reading == &kOwnReading) {
+        EXPECT_EQ(tag.pictures.size(), c.title && keepsPictures ? 1U : 0U);
+        EXPECT_EQ(c.opened ? source.position : end, end);
+        EXPECT_EQ(tag.fileSizeText.data(), c.size);
+      }
     }
   }
 }
@@ -91,8 +93,12 @@ TEST(Opening, EndsWithSourcesThatDoNot) {
     std::uint64_t claimed;
     std::size_t largestRead;
     bool asFile;
+    const Reading* reading = &kOwnReading;
   };
-  const Habit habits[] = {{0, 1, false}, {100'000, 1, true}, {0, SIZE_MAX, true}};
+  const Habit habits[] = {{0, 1, false},
+                          {100'000, 1, true},
+                          {0, SIZE_MAX, true},
+                          {std::uint64_t{1} << 63U, 1, false, &kStandardReading}};
   for (const auto& [name, content] : contents) {
     for (const Habit& habit : habits) {
       SCOPED_TRACE(::testing::PrintToString(content.substr(0, 24)));
@@ -104,7 +110,7 @@ TEST(Opening, EndsWithSourcesThatDoNot) {
       CheckExtension(name, &tag);
       tag.ignoreSizeErrors = true;
       habit.asFile ? ReadTrackFile(tag, source, name, kScanAll, nullptr)
-                   : OpenTrackFromStream(&source, &tag);
+                   : habit.reading->openStream(&source, &tag);
       const std::uint64_t most = CallBudget::kFreeBytes + 2 * habit.claimed;
       EXPECT_LE(source.bytesRead, most + SourceReader::kLargestBlock);
       EXPECT_LE(static_cast<std::uint64_t>(source.calls),
