@@ -29,7 +29,7 @@ work = sys.argv[1]
 texts = [TIT2(1, 'Title'), TPE1(1, 'Artist'), TALB(1, 'Album'), TPE2(1, 'Album artist'),
          TCOM(1, 'Composer'), TCON(0, '(17)'), TRCK(0, '1/9'), TPOS(0, '1/1'), TBPM(0, '120'),
          TYER(0, '2024')]
-art = APIC(0, 'image/jpeg', 3, '', b'\xff\xd8' + random.Random(1).randbytes(300_000))
+art = APIC(0, 'image/jpeg', 3, '', b'\xff\xd8\xff\xe0' + random.Random(1).randbytes(300_000))
 
 
 def save(name, frames):

@@ -1,5 +1,6 @@
 #include "tags/opening_steps.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <span>
 #include <string>
@@ -48,8 +49,11 @@ bool MarkStreamKind(ID3Tag& tag, std::string_view name) {
 }
 
 bool CheckExtension(const char* path, ID3Tag* tag) {
-  ID3Tag unused;
-  return MarkKind(tag == nullptr ? unused : *tag, path, kTrackKinds);
+  if (tag != nullptr) {
+    return MarkKind(*tag, path, kTrackKinds);
+  }
+  return std::any_of(std::begin(kTrackKinds), std::end(kTrackKinds),
+                     [path](const TrackKind& kind) { return HasExtension(path, kind.extension); });
 }
 
 bool IsReadOnly(const char* path) {

@@ -15,29 +15,33 @@ namespace {
 
 // ---- Texts ------------------------------------------------------------------------------------
 
+TextDecoder DecoderOf(const Frame& frame) {
+  return {frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0])};
+}
+
 /// The values of a text frame; before 2.4 what follows a terminator does not count (ID3v2.3.0,
 /// 4.2). None where the encoding is none.
 Values FrameValues(const Frame& frame) {
+  Values values;
+  if (TextDecoder::IsEncoding(frame.body[0])) {
+    TextDecoder decoder = DecoderOf(frame);
+    if (frame.version >= 4) {
+      return TakeValues(decoder);
+    }
+    if (std::u16string text = decoder.Take(); !text.empty()) {
+      values.push_back(std::move(text));
+    }
+  }
+  return values;
+}
+
+/// The values as one text.
+std::u16string FrameText(const Frame& frame) {
   if (!TextDecoder::IsEncoding(frame.body[0])) {
     return {};
   }
-  TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
-  if (frame.version >= 4) {
-    return TakeValues(decoder);
-  }
-  std::u16string text = decoder.Take();
-  return text.empty() ? Values{} : Values{std::move(text)};
-}
-
-std::u16string FrameText(const Frame& frame) { return Join(FrameValues(frame)); }
-
-/// The text up to `longest` characters; a pair of surrogates is not cut apart.
-TagText CutText(std::u16string_view text, std::size_t longest) {
-  if (text.size() > longest) {
-    const bool cutsPair = longest != 0 && IsSurrogate(text[longest]) && text[longest] >= 0xDC00;
-    text = text.substr(0, longest - (cutsPair ? 1 : 0));
-  }
-  return MakeTagText(text);
+  TextDecoder decoder = DecoderOf(frame);
+  return frame.version >= 4 ? TakeJoined(decoder) : decoder.Take();
 }
 
 /// The names in one value of 2.2 or 2.3 (ID3v2.3.0, 4.2.1: TCOM, TEXT, TOPE, TPE1). A slash between
@@ -62,13 +66,23 @@ bool SeparatesNames(FrameId id) {
 
 Values FrameNames(const Frame& frame) {
   Values values = FrameValues(frame);
-  const bool separates = frame.version < 4 && values.size() == 1 && SeparatesNames(frame.id);
+  const bool separates = frame.version < 4 && values.size() == 1 && SeparatesNames(frame.id) &&
+                         values[0].find(u'/') != std::u16string::npos;
   return separates ? SplitNames(values[0]) : values;
+}
+
+/// The text up to `longest` characters; a pair of surrogates is not cut apart.
+TagText CutText(std::u16string_view text, std::size_t longest) {
+  if (text.size() > longest) {
+    const bool cutsPair = longest != 0 && text[longest] >= 0xDC00 && IsSurrogate(text[longest]);
+    text = text.substr(0, longest - (cutsPair ? 1 : 0));
+  }
+  return MakeTagText(text);
 }
 
 void StoreAll(const Values& values, std::size_t longest, TagText& field,
               std::vector<TagText>& list) {
-  field = CutText(Join(values), longest);
+  field = CutText(values.size() == 1 ? values[0] : Join(values), longest);
   if (values.size() > 1) {
     std::transform(values.begin(), values.end(), std::back_inserter(list),
                    [longest](const std::u16string& value) { return CutText(value, longest); });
@@ -118,7 +132,7 @@ std::string_view TakeTerminated(ByteView& bytes) {
 
 template <TagText V2Values::*Field>
 bool FieldFiller::StoreText(const Frame& frame) {
-  const std::u16string text = Join(FrameNames(frame));
+  const std::u16string text = SeparatesNames(frame.id) ? Join(FrameNames(frame)) : FrameText(frame);
   if (text.empty() || (tag_.*Field).IsPresent()) {
     return text.empty();
   }
@@ -172,7 +186,7 @@ bool FieldFiller::StoreLanguageText(const Frame& frame) {
   TextDecoder decoder(frame.body.subspan(kLanguageEnd),
                       std::to_integer<std::uint32_t>(frame.body[0]));
   const std::u16string description = decoder.Take();
-  const std::u16string text = Join(TakeValues(decoder));
+  const std::u16string text = TakeJoined(decoder);
   // A player keeps data of its own in comments that are described so.
   if (text.empty() || description.starts_with(u"iTun")) {
     return true;
@@ -189,10 +203,10 @@ bool FieldFiller::StoreLanguageText(const Frame& frame) {
 bool FieldFiller::StoreUserText(const Frame& frame) {
   const bool isKept = tag_.keepExtraFrames && tag_.extraFramesMode != ExtraFramesMode::kIgnore;
   if (isKept && TextDecoder::IsEncoding(frame.body[0])) {
-    TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
+    TextDecoder decoder = DecoderOf(frame);
     TagUserText& entry = tag_.userTexts.emplace_back();
-    entry.description = MakeTagText(decoder.Take());
-    entry.value = MakeTagText(Join(TakeValues(decoder)));
+    entry.description = CutText(decoder.Take(), tag_.longestText);
+    entry.value = CutText(TakeJoined(decoder), tag_.longestText);
   }
   return true;
 }
@@ -201,7 +215,7 @@ bool FieldFiller::StoreUserUrl(const Frame& frame) {
   if (!TextDecoder::IsEncoding(frame.body[0])) {
     return true;
   }
-  TextDecoder decoder(frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0]));
+  TextDecoder decoder = DecoderOf(frame);
   decoder.Take();
   return decoder.AtEnd() || StoreUrl<&V2Values::userUrl>(
                                 {.id = frame.id, .version = frame.version, .body = decoder.Rest()});

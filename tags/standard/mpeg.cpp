@@ -16,6 +16,8 @@ static_assert(kSearchView <= SourceReader::kSmallBlock);
 
 // Bits of a header that stay the same in one stream: sync, version, layer and sample rate.
 constexpr std::uint32_t kStreamBits = 0xFFFE0C00;
+// Bits that the length of a frame depends on: with those, bit rate and padding.
+constexpr std::uint32_t kLengthBits = kStreamBits | 0x0000F200;
 
 std::uint32_t HeaderAt(ByteView bytes) { return ReadBigEndian32(bytes.first<kMpegHeaderSize>()); }
 
@@ -74,9 +76,14 @@ struct FrameRun {
 /// one must stand, until the bytes end or are no such frame. A frame that the end cuts counts.
 FrameRun WalkFrames(ByteView bytes, std::uint32_t header) {
   FrameRun run;
-  const std::uint32_t rate = ReadShape(header)->bitRate;
+  std::optional<FrameShape> shape = ReadShape(header);
+  const std::uint32_t rate = shape->bitRate;
+  std::uint32_t last = header;
   while (bytes.size() >= kMpegHeaderSize && Agree(HeaderAt(bytes), header)) {
-    const std::optional<FrameShape> shape = ReadShape(HeaderAt(bytes));
+    if ((HeaderAt(bytes) & kLengthBits) != (last & kLengthBits)) {
+      last = HeaderAt(bytes);
+      shape = ReadShape(last);
+    }
     if (!shape) {
       break;
     }
@@ -248,6 +255,11 @@ FirstFrame Describe(ByteView bytes, std::uint64_t offset) {
 }  // namespace
 
 std::optional<FirstFrame> FindFirstFrame(SourceReader& reader) {
+  // As a rule it stands right here, in memory with its successor.
+  const ByteView here = reader.Buffered(kMpegHeaderSize);
+  if (BeginsStream(here, false)) {
+    return Describe(here, reader.Position());
+  }
   for (std::uint64_t searched = 0; searched < kFirstFrameBound;) {
     const ByteView view = reader.Buffered(kSearchView);
     const bool isEnd = view.size() < kSearchView;

@@ -101,7 +101,11 @@ bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
   if (!header) {
     return false;
   }
-  std::span<std::byte> bytes = reader.Take(header->TagSize(), lookAhead);
+  const std::uint32_t size = header->TagSize();
+  if (size < lookAhead) {
+    lookAhead -= size;  // what was read with the header is enough to begin with
+  }
+  std::span<std::byte> bytes = reader.Take(size, lookAhead);
   bytes = bytes.subspan(std::min(kV2HeaderSize, bytes.size()));
   FrameWalk walk(*header, bytes);
   FieldFiller filler(tag);

@@ -9,7 +9,6 @@
 namespace tagsmith::standard {
 namespace {
 
-constexpr char16_t kMark = 0xFEFF;
 constexpr char16_t kSwappedMark = 0xFFFE;
 
 /// The number of bytes that the longest well-formed (or ill-formed) start of `text` has.
@@ -50,26 +49,30 @@ std::u16string TextDecoder::Take() {
   std::u16string text = IsWide()               ? TakeWide()
                         : encoding_ == kLatin1 ? WidenSystemText(TakeBytes())
                                                : DecodeUtf8(TakeBytes());
-  text.erase(0, std::min(text.find_first_not_of(kMark), text.size()));
+  text.erase(0, std::min(text.find_first_not_of(kByteOrderMark), text.size()));
   return text;
 }
 
 std::u16string TextDecoder::TakeWide() {
-  std::u16string text;
-  while (bytes_.size() >= 2) {
-    const std::uint16_t read = ReadBigEndian16(bytes_.first<2>());
-    char16_t unit = isBigEndian_ ? read : static_cast<char16_t>(read << 8U | read >> 8U);
-    bytes_ = bytes_.subspan(2);
-    if (unit == 0) {
-      return text;
-    }
-    if (unit == kSwappedMark && text.empty()) {
-      isBigEndian_ = !isBigEndian_;
-      unit = kMark;
-    }
-    text.push_back(unit);
+  constexpr std::byte kZero{0};
+  const std::size_t units = bytes_.size() / 2;  // half a unit is no text
+  std::size_t length = 0;
+  while (length < units && (bytes_[2 * length] != kZero || bytes_[2 * length + 1] != kZero)) {
+    ++length;
   }
-  bytes_ = {};  // half a unit is no text
+  if (length != 0) {
+    const char16_t first = ReadBigEndian16(bytes_.first<2>());
+    if (first == (isBigEndian_ ? kSwappedMark : kByteOrderMark)) {
+      isBigEndian_ = !isBigEndian_;
+    }
+  }
+  std::u16string text(length, u'\0');
+  const std::size_t high = isBigEndian_ ? 0 : 1;
+  for (std::size_t i = 0; i < length; ++i) {
+    text[i] = static_cast<char16_t>(std::to_integer<unsigned>(bytes_[2 * i + high]) << 8U |
+                                    std::to_integer<unsigned>(bytes_[2 * i + 1 - high]));
+  }
+  bytes_ = length == units ? ByteView() : bytes_.subspan(2 * (length + 1));
   return text;
 }
 
@@ -87,6 +90,18 @@ Values TakeValues(TextDecoder& decoder) {
     }
   }
   return values;
+}
+
+std::u16string TakeJoined(TextDecoder& decoder) {
+  std::u16string first = decoder.Take();
+  if (decoder.AtEnd()) {
+    return first;
+  }
+  Values values = TakeValues(decoder);
+  if (!first.empty()) {
+    values.insert(values.begin(), std::move(first));
+  }
+  return Join(values);
 }
 
 std::u16string Join(const Values& values) {
@@ -120,17 +135,12 @@ std::u16string_view Trim(std::u16string_view text) {
 }
 
 TagText MakeTagText(std::u16string_view text) {
-  TagText field;
-  field.length = text.size();
-  field.encoding = kUtf16;
-  field.text.reserve(2 * text.size() + 4);
-  const auto append = [&](char16_t unit) {
-    field.text.push_back(static_cast<char>(unit & 0xFFU));
-    field.text.push_back(static_cast<char>(unit >> 8U));
-  };
-  append(kMark);
-  std::for_each(text.begin(), text.end(), append);
-  append(u'\0');
+  TagText field{.text = "\xFF\xFE", .length = text.size(), .encoding = kUtf16};
+  field.text.resize(2 * text.size() + 4);  // with mark and terminator
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    field.text[2 * i + 2] = static_cast<char>(text[i] & 0xFFU);
+    field.text[2 * i + 3] = static_cast<char>(text[i] >> 8U);
+  }
   return field;
 }
 

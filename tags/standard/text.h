@@ -49,7 +49,10 @@ inline constexpr std::size_t kMostValues = 1000;
 /// The strings up to the end that are not empty, kMostValues at the most.
 Values TakeValues(TextDecoder& decoder);
 
-/// The values as one text, "A; B".
+/// Likewise as one text, "A; B".
+std::u16string TakeJoined(TextDecoder& decoder);
+
+/// The values as one text.
 std::u16string Join(const Values& values);
 
 /// The parts of `text` that `separator` divides, blanks around them cut, empty ones left out,
