@@ -54,11 +54,6 @@ ByteView CutToNarrow(ByteView source, TextReduction mode, std::size_t longest) {
   return source;
 }
 
-/// The first `count` bytes, or all.
-ByteView UpTo(ByteView source, std::size_t count) {
-  return source.first(std::min(source.size(), count));
-}
-
 /// At least the first `longest` characters. UTF-8 that is not well-formed in any place is widened
 /// as a whole.
 std::u16string Widen(std::string_view text, std::size_t longest) {
