@@ -1,7 +1,42 @@
 #!/usr/bin/env bash
-# Opens mutated tracks under the sanitizers: ./fuzz.sh [ROUNDS] [SEED-FILE...]
+# Fuzzes with coverage under the sanitizers: ./fuzz.sh [TARGET] [SECONDS]
+#
+# TARGET is stream, standard, file, picture, texts, both_paths, faults or all (each SECONDS long); "coverage"
+# tells how much of tags/ the inputs found so far reach. Inputs are kept in build/fuzz/corpus,
+# findings in build/fuzz/findings.
 set -euo pipefail
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-"$here/scripts/setup.sh"
-"$here/scripts/build.sh" native-sanitize fuzz_tracks
-exec "$here/build/native-sanitize/bin/fuzz_tracks" "${@:-100000}"
+cd "$(dirname "${BASH_SOURCE[0]}")"
+targets=(stream standard file picture texts both_paths faults)
+declare -A longest=([picture]=4000 [texts]=1000 [faults]=6000)
+target=${1:-all}
+seconds=${2:-60}
+build=build/fuzz
+mkdir -p "$build/findings" "$build/profiles"
+
+scripts/setup.sh fuzz
+scripts/build.sh fuzz "${targets[@]/#/fuzz_}"
+
+run() {
+  local corpus=$build/corpus/$1
+  export LLVM_PROFILE_FILE=$build/profiles/$1.profraw
+  mkdir -p "$corpus"
+  "$build/bin/fuzz_$1" --write-seeds "$corpus"
+  "$build/bin/fuzz_$1" "$corpus" fuzz/inputs "${@:2}" -dict=fuzz/tracks.dict \
+    -max_len="${longest[$1]:-20000}" -timeout=10 -rss_limit_mb=1024 -malloc_limit_mb=64 \
+    -artifact_prefix="$build/findings/$1-" -print_final_stats=1
+}
+
+if [[ $target == coverage ]]; then
+  objects=()
+  for each in "${targets[@]}"; do
+    run "$each" -runs=0 2>/dev/null
+    objects+=(-object "$build/bin/fuzz_$each")
+  done
+  llvm-profdata merge -sparse "$build"/profiles/*.profraw -o "$build/tags.profdata"
+  llvm-cov report "${objects[@]:1}" -instr-profile="$build/tags.profdata" tags
+  exit
+fi
+[[ $target == all ]] || targets=("$target")
+for each in "${targets[@]}"; do
+  run "$each" -max_total_time="$seconds"
+done

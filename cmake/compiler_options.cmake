@@ -15,9 +15,10 @@ add_compile_options(
   -Wcast-qual
   -Woverloaded-virtual
   -Wformat=2
-  -Wundef
-  -Wduplicated-cond
-  -Wlogical-op)
+  -Wundef)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  add_compile_options(-Wduplicated-cond -Wlogical-op)
+endif()
 if(PROJECT_IS_TOP_LEVEL)
   # Not in another project, whose newer compiler may know new warnings.
   add_compile_options(-Werror)
@@ -26,8 +27,15 @@ endif()
 if(TAGSMITH_SANITIZE)
   # With the sanitizers' code in between, the compiler sees uninitialised values where none are.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
-                      -fno-omit-frame-pointer -Wno-maybe-uninitialized)
+                      -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
+endif()
+if(TAGSMITH_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link -fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
 endif()
 
 if(WIN32)

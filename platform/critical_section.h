@@ -9,10 +9,10 @@ namespace tagsmith {
 /// locked and never frees, it leaves nothing behind when the module is unloaded.
 class CriticalSection {
  public:
-  CriticalSection() noexcept { InitializeCriticalSection(&section_); }
+  CriticalSection() { InitializeCriticalSection(&section_); }
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
-  ~CriticalSection() noexcept { DeleteCriticalSection(&section_); }
+  ~CriticalSection() { DeleteCriticalSection(&section_); }
 
   // As the standard's locks name them.
   // NOLINTBEGIN(readability-identifier-naming)

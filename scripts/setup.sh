@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and inspecting need; says nothing and is
-# quick when they are there. "setup.sh bench" adds those of the benchmarks, "setup.sh test" the browser.
+# quick when they are there. "setup.sh bench" adds those of the benchmarks, "setup.sh fuzz" those of
+# the fuzz targets, "setup.sh test" the browser.
 set -euo pipefail
 
 packages=(
@@ -16,6 +17,7 @@ packages=(
 )
 case ${1:-} in
   bench) packages+=(libtag1-dev libmpg123-dev pkg-config) ;;
+  fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
   test)
     packages+=(chromium chromium-driver python3-selenium)
     command -v npm >/dev/null || packages+=(npm)

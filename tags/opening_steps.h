@@ -2,6 +2,7 @@
 // and keeping faults in. Failures go to the log.
 #pragma once
 
+#include "diag/log.h"
 #include "tags/byte_source.h"
 #include "tags/platform.h"
 #include "tags/tag_model.h"
@@ -30,5 +31,17 @@ using StreamReading = void (*)(ID3Tag& tag, ByteSource& source, bool& result);
 
 /// The result that `read` reached. Null pointers give false.
 bool ContainStreamFaults(ByteSource* source, ID3Tag* tag, StreamReading read);
+
+/// Likewise the result that `open`, called with it, reached of the file at `path`.
+template <typename Open>
+bool ContainFileFaults(const char* path, Open open) {
+  bool result = false;
+  try {
+    open(result);
+  } catch (...) {
+    WriteLogLine(kLogError, "Failed to open the ID3 data in the file '%s'", path);
+  }
+  return result;
+}
 
 }  // namespace tagsmith

@@ -46,11 +46,13 @@ Option Text(const char* name, std::optional<std::string>& text) {
           }};
 }
 
-CommandLine ParseArguments(const char* tool, const char* usage, std::span<const Option> options,
-                           std::vector<std::string> arguments, const bool& needsNoFile) {
+std::optional<std::vector<std::string>> ParseArguments(const char* tool, const char* usage,
+                                                       std::span<const Option> options,
+                                                       std::vector<std::string> arguments,
+                                                       const bool& needsNoFile) {
   const auto refuse = [&](const std::string& reason) {
     std::fprintf(stderr, "%s: %s\n\n%s", tool, reason.c_str(), usage);
-    return CommandLine{{}, kWrongUsage};
+    return std::nullopt;
   };
   const std::vector<option> known = LongOptions(options);
   std::string program(tool);
@@ -66,7 +68,7 @@ CommandLine ParseArguments(const char* tool, const char* usage, std::span<const 
        (found = getopt_long(count, list.data(), ":h", known.data(), nullptr)) != -1;) {
     if (found == 'h') {
       std::fputs(usage, stdout);
-      return {{}, kDoneAll};
+      return std::vector<std::string>();
     }
     if (found < kFirstOption) {
       const bool isCharacter = optopt > 0 && optopt < kFirstOption;
@@ -82,7 +84,7 @@ CommandLine ParseArguments(const char* tool, const char* usage, std::span<const 
   if (optind == count && !needsNoFile) {
     return refuse("no file given");
   }
-  return {{list.begin() + optind, list.end() - 1}};
+  return std::vector<std::string>(list.begin() + optind, list.end() - 1);
 }
 
 }  // namespace tagsmith

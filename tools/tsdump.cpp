@@ -83,14 +83,14 @@ int Run(std::vector<std::string> arguments) {
       Flag("standard", options.standard),
       Flag("text", options.text),
   };
-  const CommandLine line = ParseArguments("tsdump", kUsage, known, std::move(arguments));
-  if (line.end) {
-    return *line.end;
+  const auto files = ParseArguments("tsdump", kUsage, known, std::move(arguments));
+  if (!files) {
+    return kWrongUsage;
   }
   UseBinaryOutput();
   StartLogCapture();
   int status = kDoneAll;
-  for (const std::string& file : line.files) {
+  for (const std::string& file : *files) {
     if (!Dump(file, options)) {
       status = kFailedSome;
     }

@@ -51,7 +51,7 @@ bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
   std::array<std::byte, kTypeEnd> copy{};
   std::copy(start.begin(), start.end(), copy.begin());
   const ByteView bytes = ByteView(copy).first(start.size());
-  const ByteView magic = UpTo(bytes, kMagicSize);
+  const ByteView magic = bytes.first(std::min(bytes.size(), kMagicSize));
 
   if (tag.isAiff) {
     return BeginsWithWord(magic, "FORM") || Refuse("AIFF", magic);
@@ -179,18 +179,6 @@ void ReadFileTrack(ID3Tag& tag, ByteSource& source, const char* path, std::uint3
   Report(progress, "Finished", 90);
 }
 
-/// The result that `open` reached, even when it throws.
-template <typename Open>
-bool ContainFaults(const char* path, Open open) {
-  bool result = false;
-  try {
-    open(result);
-  } catch (...) {
-    WriteLogLine(kLogError, "Failed to open the ID3 data in the file '%s'", path);
-  }
-  return result;
-}
-
 /// Finds the first frame and analyses it. The byte at the reader's position must be the first half
 /// of its sync word; the second half is the next byte that fits, even if others come in between.
 bool AnalyseStreamFrame(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize) {
@@ -269,7 +257,7 @@ bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
   if (checkWritable) {
     tag.readOnly = IsReadOnly(path);
   }
-  return ContainFaults(path, [&](bool& result) {
+  return ContainFileFaults(path, [&](bool& result) {
     FilePointer file = OpenTrackFile(path);
     if (file == nullptr) {
       return;
@@ -281,7 +269,7 @@ bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
 
 bool ReadTrackFile(ID3Tag& tag, ByteSource& file, const char* path, std::uint32_t scanMode,
                    ProgressCallback progress) {
-  return ContainFaults(
+  return ContainFileFaults(
       path, [&](bool& result) { ReadFileTrack(tag, file, path, scanMode, progress, result); });
 }
 

@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <memory>
 
 namespace tagsmith::standard {
 
@@ -17,6 +18,7 @@ bool Inflate(ByteView data, std::vector<std::byte>& result) {
   if (inflateInit(&stream) != Z_OK) {
     return false;
   }
+  const std::unique_ptr<z_stream, decltype(&inflateEnd)> ended(&stream, inflateEnd);
   // zlib's input is not const by its own choice; it is only read.
   stream.next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(data.data()));
   stream.avail_in = static_cast<uInt>(data.size());
@@ -32,7 +34,6 @@ bool Inflate(ByteView data, std::vector<std::byte>& result) {
       break;
     }
   }
-  inflateEnd(&stream);
   return !result.empty();
 }
 

@@ -127,13 +127,15 @@ bool OpenPath(ID3Tag& tag, const char* path, std::uint32_t /*scanMode*/,
   if (checkWritable) {
     tag.readOnly = IsReadOnly(path);
   }
-  FilePointer file = OpenTrackFile(path);
-  if (file == nullptr) {
-    return false;
-  }
-  tag.SetFileName(path);
-  FileSource source(std::move(file), path);
-  return OpenStream(&source, &tag);
+  return ContainFileFaults(path, [&](bool& result) {
+    FilePointer file = OpenTrackFile(path);
+    if (file == nullptr) {
+      return;
+    }
+    tag.SetFileName(path);
+    FileSource source(std::move(file), path);
+    ReadTrack(tag, source, result);
+  });
 }
 
 }  // namespace tagsmith::standard
