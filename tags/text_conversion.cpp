@@ -19,39 +19,32 @@ void SwapPairs(std::string& bytes) {
   }
 }
 
-/// Keeps the characters of a 16-bit text that fit `mode`, in place; the size stays.
-void Narrow(std::string& bytes, TextReduction mode) {
-  const char first = bytes.front();
-  const bool hasMark = first == '\xFE' || first == '\xFF';
-  if (first == '\xFE' || first == '\0') {
-    SwapPairs(bytes);
-  }
-  const char16_t last = mode == TextReduction::kAscii ? 126 : 254;
-  std::size_t kept = 0;
-  for (std::size_t i = hasMark ? 2 : 0; i + 1 < bytes.size(); i += 2) {
-    const char16_t unit = Utf16UnitAt(bytes, i);
+/// The characters of a 16-bit text that fit `mode`, then zeros: of a whole text as many as the text
+/// had bytes, else one after `longest` characters and one more.
+std::string Narrow(ByteView source, TextReduction mode, std::size_t longest) {
+  const auto byteAt = [&](std::size_t i) {
+    return i < source.size() ? std::to_integer<unsigned>(source[i]) : 0U;
+  };
+  const bool isBigEndian = byteAt(0) == 0xFE || byteAt(0) == 0;
+  const bool hasMark = byteAt(0) == 0xFE || byteAt(0) == 0xFF;
+  const unsigned last = mode == TextReduction::kAscii ? 126 : 254;
+  const std::size_t wholeSize = source.size() + 2;
+  std::string kept;
+  kept.reserve(longest == kWholeText ? wholeSize : std::min(longest + 2, wholeSize));
+  for (std::size_t i = hasMark ? 2 : 0; i + 1 < wholeSize && kept.size() <= longest; i += 2) {
+    const unsigned unit =
+        byteAt(i + (isBigEndian ? 0 : 1)) << 8U | byteAt(i + (isBigEndian ? 1 : 0));
     if (unit >= 32 && unit <= last) {
-      bytes[kept++] = static_cast<char>(unit);
+      kept += static_cast<char>(unit);
     }
   }
-  std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(kept), bytes.end(), '\0');
+  kept.resize(longest == kWholeText ? wholeSize : kept.size() + 1);
+  return kept;
 }
 
-/// The bytes of a 16-bit text from which Narrow makes its first `longest` characters.
-ByteView CutToNarrow(ByteView source, TextReduction mode, std::size_t longest) {
-  const bool isBigEndian =
-      !source.empty() && (source[0] == std::byte{0xFE} || source[0] == std::byte{0});
-  const unsigned last = mode == TextReduction::kAscii ? 126 : 254;
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i + 1 < source.size(); i += 2) {
-    const auto low = std::to_integer<unsigned>(source[i + (isBigEndian ? 1 : 0)]);
-    const bool isNarrow = source[i + (isBigEndian ? 0 : 1)] == std::byte{0};
-    kept += isNarrow && low >= 32 && low <= last ? 1U : 0U;
-    if (kept > longest) {
-      return source.first(i + 2);
-    }
-  }
-  return source;
+/// The first `count` bytes, or all.
+ByteView UpTo(ByteView source, std::size_t count) {
+  return source.first(std::min(source.size(), count));
 }
 
 /// At least the first `longest` characters. UTF-8 that is not well-formed in any place is widened
@@ -85,6 +78,15 @@ std::string MarkedUtf16(std::string_view source, std::size_t longest) {
   append(kByteOrderMark);
   std::for_each(wide.begin(), wide.end(), append);
   return bytes;
+}
+
+/// The units before the terminator, without the mark.
+std::size_t CountUnits(std::string_view bytes) {
+  std::size_t size = 0;
+  while (size + 1 < bytes.size() && Utf16UnitAt(bytes, size) != 0) {
+    size += 2;
+  }
+  return size / 2 - (size != 0 && Utf16UnitAt(bytes, 0) == kByteOrderMark ? 1U : 0U);
 }
 
 /// Ends the text after `longest` characters.
@@ -137,28 +139,25 @@ ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction
                           std::size_t longest) {
   const bool narrows = encoding != kLatin1 && mode != TextReduction::kKeepUnicode;
   const std::size_t sourceUnit = encoding == kLatin1 ? 1 : 2;
-  if (narrows) {
-    source = CutToNarrow(source, mode, longest);
-  } else if (encoding != kUtf8 && longest < source.size()) {
-    source = UpTo(source, (longest + 2) * sourceUnit);  // with the mark, and one too many
-  }
-
   ConvertedText result;
-  if (encoding == kUtf8 && !narrows) {
+  if (narrows) {
+    result.bytes = Narrow(source, mode, longest);
+  } else if (encoding == kUtf8) {
     result.bytes = MarkedUtf16(AsText(source), longest);
   } else {
+    if (longest < source.size()) {
+      source = UpTo(source, (longest + 2) * sourceUnit);  // with the mark, and one too many
+    }
     result.bytes.reserve(source.size() + sourceUnit);
     result.bytes = AsText(source);
     result.bytes.resize(source.size() + sourceUnit);
-    if (narrows) {
-      Narrow(result.bytes, mode);
-    } else if (encoding != kLatin1 && result.bytes.front() == '\xFE') {
+    if (encoding != kLatin1 && result.bytes.front() == '\xFE') {
       SwapPairs(result.bytes);
     }
   }
   const bool isNarrow = encoding == kLatin1 || narrows;
   NormaliseLineBreaks(result.bytes, isNarrow ? 1 : 2);
-  result.length = isNarrow ? UpToZero(result.bytes).size() : DecodeUtf16(result.bytes).size();
+  result.length = isNarrow ? UpToZero(result.bytes).size() : CountUnits(result.bytes);
   CutText(result, isNarrow ? 1 : 2, longest);
   return result;
 }

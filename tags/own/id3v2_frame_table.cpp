@@ -46,7 +46,8 @@ bool StoreAscii(ID3Tag& tag, const V2Frame& frame) {
 }
 
 bool StoreYear(ID3Tag& tag, const V2Frame& frame) {
-  tag.SetYear(ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii));
+  const std::size_t longest = tag.year.size() - 1;
+  tag.SetYear(ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kAscii, longest));
   return true;
 }
 
@@ -123,25 +124,28 @@ std::optional<std::string_view> ReferencedGenre(std::string_view rawText) {
   return GetReferencedGenreName(static_cast<std::size_t>(number));
 }
 
-/// What follows the first closing parenthesis among 16-bit units, up to their end, little-endian.
-/// The order is that which narrowing finds.
-std::string AfterWideParenthesis(ByteView text) {
-  std::string units(AsText(text));
-  units.resize(units.size() + units.size() % 2);
+/// What follows the first closing parenthesis among 16-bit units, up to their end, little-endian;
+/// at least `longest` units of it. The order is that which narrowing finds.
+std::string AfterWideParenthesis(ByteView text, std::size_t longest) {
   const bool isBigEndian = text[0] == std::byte{0xFE} || text[0] == std::byte{0};
-  for (std::size_t i = 0; isBigEndian && i < units.size(); i += 2) {
-    std::swap(units[i], units[i + 1]);
-  }
-  for (std::size_t i = 0; i < units.size(); i += 2) {
-    if (Utf16UnitAt(units, i) == u')') {
-      std::size_t end = i + 2;
-      while (end < units.size() && Utf16UnitAt(units, end) != 0) {
-        end += 2;
-      }
-      return units.substr(i + 2, end - i - 2);
+  const auto byteAt = [&](std::size_t i) {
+    return i < text.size() ? std::to_integer<char>(text[i]) : '\0';
+  };
+  std::string after;
+  bool isAfter = false;
+  for (std::size_t i = 0; i < text.size() && after.size() / 2 <= longest; i += 2) {
+    const char low = byteAt(i + (isBigEndian ? 1 : 0));
+    const char high = byteAt(i + (isBigEndian ? 0 : 1));
+    if (isAfter && low == '\0' && high == '\0') {
+      break;
     }
+    if (isAfter) {
+      after += low;
+      after += high;
+    }
+    isAfter = isAfter || (low == ')' && high == '\0');
   }
-  return {};
+  return after;
 }
 
 bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
@@ -156,10 +160,11 @@ bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
     set(*name, kLatin1);
     return true;
   }
-  // A parenthesis is looked for further on than a text is kept.
+  // A parenthesis is looked for further on than a text is kept, and so are the characters after it.
   constexpr std::size_t kSearched = std::size_t{128} << 10U;
-  const std::string narrow = ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1,
-                                             std::max(kSearched, tag.longestText));
+  const std::size_t searched = std::max(kSearched, tag.longestText);
+  const std::string narrow =
+      ConvertToNarrow(frame.Text(), frame.encoding, TextReduction::kLatin1, searched);
   const std::size_t closing = narrow.find(')');
   if (closing == std::string::npos) {
     return StoreText<&V2Values::genre>(tag, frame);
@@ -167,7 +172,7 @@ bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
   if (frame.encoding == kLatin1) {
     set(std::string_view(narrow).substr(closing + 1), kLatin1);
   } else {
-    set(AfterWideParenthesis(frame.Text()), frame.encoding);
+    set(AfterWideParenthesis(frame.Text(), searched), frame.encoding);
   }
   return true;
 }

@@ -138,21 +138,5 @@ TEST(SourceReader, WorksOnASourceThatCannotSeek) {
   EXPECT_EQ(ReadText(reader, 100), content.substr(30'010, 100));
 }
 
-/// A claimed size takes memory, all of which is asked for at once, only as far as bytes arrive or
-/// the source tells of them.
-TEST(SourceReader, TakesNoMemoryForBytesThatDoNotArrive) {
-  const std::string content = Pattern(5000);
-  const std::pair<std::uint64_t, std::size_t> cases[] = {
-      {0, 20'000}, {5000, 20'000}, {~std::uint64_t{0}, SourceReader::kTrustedSize}};
-  for (const auto& [told, mostTaken] : cases) {
-    ProbeSource source(content, "");
-    SourceReader reader(source, told);
-    const ByteView taken = reader.Take(std::uint64_t{1} << 40U, 0);
-    EXPECT_LE(source.largestRequest, mostTaken);
-    EXPECT_EQ(Text(taken), content);
-    EXPECT_EQ(reader.Position(), content.size());
-  }
-}
-
 }  // namespace
 }  // namespace tagsmith::test

@@ -157,7 +157,6 @@ std::vector<std::string> LogWatch::Messages() {
 
 ReadResult ProbeSource::Read(std::span<std::byte> into) {
   ++calls;
-  largestRequest = std::max(largestRequest, into.size());
   if (throwsOnRead) {
     throw std::runtime_error("read");
   }

@@ -105,7 +105,6 @@ class ProbeSource : public MemorySource {
   bool throwsOnRead = false;
   std::uint64_t size;  // as told
   int calls = 0;
-  std::size_t largestRequest = 0;
   std::uint64_t bytesRead = 0;
   std::uint64_t position = 0;
 };

@@ -1,0 +1,74 @@
+// How much memory a track takes, by what operator new hands out.
+#include "diag/log.h"
+#include "fuzz/counted_memory.h"
+#include "tags/reading.h"
+#include "tests/unit/test_support.h"
+
+namespace tagsmith::test {
+namespace {
+
+std::string Repeated(std::string_view text, std::size_t size) {
+  std::string all;
+  while (all.size() < size) {
+    all += text;
+  }
+  return all;
+}
+
+/// The most that was held at once while the content was opened, its source not counted.
+std::size_t MemoryToOpen(const Reading& reading, const TagOptions& options,
+                         const std::string& content, std::size_t claimed) {
+  ProbeSource source(content, "s.mp3");
+  source.size = claimed;
+  ID3Tag tag;
+  static_cast<TagOptions&>(tag) = options;
+  const std::size_t before = fuzz::memory.live;
+  fuzz::memory.peak = before;
+  reading.openStream(&source, &tag);
+  return fuzz::memory.peak - before;
+}
+
+/// Hosts that show fields take the tag's size and 1 MB, whatever is in it; who shows a picture, its
+/// copy on top; who shows all, so many times the tag's size. A size that lies changes nothing.
+TEST(Memory, FollowsTheTag) {
+  constexpr std::size_t kSize = std::size_t{2} << 20U;
+  constexpr std::size_t kSlack = std::size_t{1} << 20U;
+  const auto text = [&](std::string_view id, std::string_view start, std::string_view part) {
+    return V2Tag(3, Frame(3, id, std::string(start) + Repeated(part, kSize)));
+  };
+  struct Case {
+    const char* what;
+    std::string tag;
+    std::size_t times;
+  };
+  const Case cases[] = {
+      {"user texts", V2Tag(2, Repeated(Frame(2, "TXX", "\0\0"s), kSize)), 20},
+      {"raw frames", V2Tag(3, Repeated(Frame(3, "PRIV", "x"), kSize)), 11},
+      {"repeated titles", V2Tag(3, Repeated(Frame(3, "TIT2", "\0x"s), kSize)), 11},
+      {"line feeds", text("TIT2", "\3", "\n\n\n\n"), 8},
+      {"year", text("TYER", "\0"s, "\n2024"), 6},
+      {"wide name", text("TENC", "\1\xFF\xFE", "\1\x4E"), 4},
+      {"genre", text("TCON", "\1\xFF\xFE)\0"s, "\n\0"s), 6},
+      {"comment", text("COMM", "\2eng\0\0"s, "\0\n"s), 6},
+      {"owner", text("UFID", "", "owner"), 4},
+      {"picture", V2Tag(3, PictureFrame("image/png", "\x89PNG" + std::string(kSize, 'p'))), 4},
+  };
+  ConfigureLog(0, nullptr, nullptr, false, LogLetters::kNone);
+  for (const Reading* reading : {&kOwnReading, &kStandardReading}) {
+    for (const Case& c : cases) {
+      SCOPED_TRACE(c.what + std::string(", reading: ") + reading->name);
+      const std::size_t size = c.tag.size();
+      EXPECT_LE(MemoryToOpen(*reading, kFieldOptions, c.tag, size), size + kSlack);
+      EXPECT_LE(MemoryToOpen(*reading, kPictureOptions, c.tag, size), 2 * size + kSlack);
+      EXPECT_LE(MemoryToOpen(*reading, {}, c.tag, size), c.times * size);
+      std::string lying = c.tag;
+      lying.replace(6, 4, "\x7F\x7F\x7F\x7F");
+      for (const std::size_t claimed : {std::size_t{0}, size, 256 * size}) {
+        EXPECT_LE(MemoryToOpen(*reading, kFieldOptions, lying, claimed), size + size / 4 + kSlack);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tagsmith::test
