@@ -155,7 +155,7 @@ class PageTest(unittest.TestCase):
                 self.browser.execute_script(AXE.read_text())
                 self.assertEqual([], self.browser.execute_async_script('axe.run({preload: false}).then((result) => '
                     'arguments[0](result.violations.map((found) => [found.id, found.nodes[0].html])))'))
-        self.assertIn('one\ntwo', shown['seen'])
+        self.assertIn('Comments\tone\ntwo', shown['seen'])
         if not AXE.exists():
             self.skipTest('npm cannot get axe-core')
 
