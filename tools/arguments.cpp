@@ -46,13 +46,11 @@ Option Text(const char* name, std::optional<std::string>& text) {
           }};
 }
 
-std::optional<std::vector<std::string>> ParseArguments(const char* tool, const char* usage,
-                                                       std::span<const Option> options,
-                                                       std::vector<std::string> arguments,
-                                                       const bool& needsNoFile) {
+CommandLine ParseArguments(const char* tool, const char* usage, std::span<const Option> options,
+                           std::vector<std::string> arguments, const bool& needsNoFile) {
   const auto refuse = [&](const std::string& reason) {
     std::fprintf(stderr, "%s: %s\n\n%s", tool, reason.c_str(), usage);
-    return std::nullopt;
+    return CommandLine{{}, kWrongUsage};
   };
   const std::vector<option> known = LongOptions(options);
   std::string program(tool);
@@ -68,7 +66,7 @@ std::optional<std::vector<std::string>> ParseArguments(const char* tool, const c
        (found = getopt_long(count, list.data(), ":h", known.data(), nullptr)) != -1;) {
     if (found == 'h') {
       std::fputs(usage, stdout);
-      return std::vector<std::string>();
+      return {{}, kDoneAll};
     }
     if (found < kFirstOption) {
       const bool isCharacter = optopt > 0 && optopt < kFirstOption;
@@ -84,7 +82,7 @@ std::optional<std::vector<std::string>> ParseArguments(const char* tool, const c
   if (optind == count && !needsNoFile) {
     return refuse("no file given");
   }
-  return std::vector<std::string>(list.begin() + optind, list.end() - 1);
+  return {{list.begin() + optind, list.end() - 1}};
 }
 
 }  // namespace tagsmith

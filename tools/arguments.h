@@ -28,14 +28,17 @@ Option Flag(const char* name, bool& flag);
 Option Number(const char* name, std::uint32_t& number, std::uint32_t most = UINT32_MAX);
 Option Text(const char* name, std::optional<std::string>& text);
 
-/// Hands the options among the arguments to their receivers, in order, and returns the files: all
-/// other arguments, and whatever comes after "--". None of them after "--help" or "-h", which print
-/// `usage` on standard output. Nothing, with a message and `usage` on standard error, when an
-/// option is not understood or there is no file; none is needed where an option has set
-/// `needsNoFile`.
-std::optional<std::vector<std::string>> ParseArguments(const char* tool, const char* usage,
-                                                       std::span<const Option> options,
-                                                       std::vector<std::string> arguments,
-                                                       const bool& needsNoFile = false);
+/// What a command line comes to.
+struct CommandLine {
+  std::vector<std::string> files;
+  std::optional<ExitStatus> end = {};  // the tool ends with it, without doing anything
+};
+
+/// Hands the options among the arguments to their receivers, in order; the files are all other
+/// arguments, and whatever comes after "--". "--help" or "-h" print `usage` on standard output and
+/// end the tool. So does, with a message and `usage` on standard error, an option that is not
+/// understood, or no file where none of the options has set `needsNoFile`.
+CommandLine ParseArguments(const char* tool, const char* usage, std::span<const Option> options,
+                           std::vector<std::string> arguments, const bool& needsNoFile = false);
 
 }  // namespace tagsmith

@@ -83,14 +83,14 @@ int Run(std::vector<std::string> arguments) {
       Flag("standard", options.standard),
       Flag("text", options.text),
   };
-  const auto files = ParseArguments("tsdump", kUsage, known, std::move(arguments));
-  if (!files) {
-    return kWrongUsage;
+  const CommandLine line = ParseArguments("tsdump", kUsage, known, std::move(arguments));
+  if (line.end) {
+    return *line.end;
   }
   UseBinaryOutput();
   StartLogCapture();
   int status = kDoneAll;
-  for (const std::string& file : *files) {
+  for (const std::string& file : line.files) {
     if (!Dump(file, options)) {
       status = kFailedSome;
     }

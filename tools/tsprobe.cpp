@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -58,9 +59,7 @@ struct Options {
   std::optional<std::string> module;
 };
 
-/// The files; nothing when the arguments are not understood.
-std::optional<std::vector<std::string>> ParseArguments(Options& options,
-                                                       std::vector<std::string> arguments) {
+CommandLine ParseArguments(Options& options, std::vector<std::string> arguments) {
   const Option known[] = {
       Flag("properties", options.asksProperties),
       Flag("thumbnail", options.asksThumbnail),
@@ -78,13 +77,14 @@ std::optional<std::vector<std::string>> ParseArguments(Options& options,
          return true;
        }},
   };
-  auto files = ParseArguments("tsprobe", kUsage, known, std::move(arguments), options.registration);
+  CommandLine line =
+      ParseArguments("tsprobe", kUsage, known, std::move(arguments), options.registration);
   if (!options.asksProperties && !options.asksThumbnail && !options.asksColumns) {
     options.asksProperties = true;
     options.asksThumbnail = true;
     options.asksColumns = true;
   }
-  return files;
+  return line;
 }
 
 const Reading& ReadingOf(const Options& options) {
@@ -191,8 +191,8 @@ class Progress {
     next_ = now + std::chrono::milliseconds(200);
     const double seconds = std::max(std::chrono::duration<double>(now - start_).count(), 0.001);
     const double rate = static_cast<double>(done) / seconds;
-    const auto left = static_cast<unsigned long>(static_cast<double>(total_ - done) / rate + 0.5);
-    std::fprintf(stderr, "\r%zu of %zu files, %.1f a second, %lu:%02lu left    ", done, total_,
+    const auto left = std::lround(static_cast<double>(total_ - done) / rate);
+    std::fprintf(stderr, "\r%zu of %zu files, %.1f a second, %ld:%02ld left    ", done, total_,
                  rate, left / 60, left % 60);
     std::fflush(stderr);
   }
@@ -244,9 +244,9 @@ bool Inspect(const HandlerSource& handlers, const Options& options,
 
 int Run(std::vector<std::string> arguments) {
   Options options;
-  const auto given = ParseArguments(options, std::move(arguments));
-  if (!given || given->empty()) {
-    return given ? kDoneAll : kWrongUsage;
+  const CommandLine given = ParseArguments(options, std::move(arguments));
+  if (given.end) {
+    return *given.end;
   }
   UseBinaryOutput();
   if (options.registration) {
@@ -261,7 +261,7 @@ int Run(std::vector<std::string> arguments) {
   const AtEnd leaveCom([] { CoUninitialize(); });
   SetConsoleCtrlHandler(Interrupt, TRUE);
   bool isFine = true;
-  const std::vector<std::string> files = FindTracks(*given, isFine);
+  const std::vector<std::string> files = FindTracks(given.files, isFine);
   HandlerSource handlers =
       options.module ? HandlerSource(WidenUtf8(*options.module)) : HandlerSource();
   if (options.standard) {
