@@ -26,6 +26,7 @@ std::optional<FileFacts> Facts(HANDLE file) {
 }  // namespace
 
 std::optional<FileFacts> AskFile(std::FILE* stream) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is given as a number here
   return Facts(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))));
 }
 

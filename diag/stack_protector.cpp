@@ -9,7 +9,7 @@
 
 namespace tagsmith {
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the compiler's names
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the compiler's names
 extern "C" {
 
 std::uintptr_t __stack_chk_guard = 0;
@@ -22,10 +22,10 @@ std::uintptr_t __stack_chk_guard = 0;
   __builtin_unreachable();
 }
 
-[[noreturn]] void __chk_fail() { __stack_chk_fail(); }
+void __chk_fail() { __stack_chk_fail(); }
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace {
 
@@ -36,7 +36,7 @@ __attribute__((constructor, no_stack_protector)) void ChooseGuard() {
   GetSystemTimeAsFileTime(&time);
   QueryPerformanceCounter(&counter);
   constexpr std::uint64_t kOddNumber = 0x9E3779B97F4A7C15;
-  std::uint64_t mixed = reinterpret_cast<std::uintptr_t>(&mixed);
+  auto mixed = std::uint64_t{reinterpret_cast<std::uintptr_t>(&time)};
   for (const std::uint64_t part :
        {std::uint64_t{time.dwHighDateTime} << 32U | time.dwLowDateTime,
         static_cast<std::uint64_t>(counter.QuadPart),

@@ -119,19 +119,19 @@ Value ReadSampleRate(const ID3Tag& tag) {
 
 using namespace property_keys;
 constexpr auto kProperties = ShownIn::kProperties;
-constexpr auto kColumns = ShownIn::kColumns;
+constexpr auto kInColumns = ShownIn::kColumns;
 
 // clang-format off
 constexpr Field kV2Fields[] = {
     {kTitle,          ReadText<&ID3Tag::title>},
-    {kSongTitle,      ReadText<&ID3Tag::title>, kColumns},
+    {kSongTitle,      ReadText<&ID3Tag::title>, kInColumns},
     {kSubTitle,       ReadText<&ID3Tag::subtitle>},
     {kRating,         ReadRating, kProperties},
-    {kRating,         ReadStars, kColumns},
+    {kRating,         ReadStars, kInColumns},
     {kComment,        ReadText<&ID3Tag::comment>},
-    {kSongComment,    ReadText<&ID3Tag::comment>, kColumns},
+    {kSongComment,    ReadText<&ID3Tag::comment>, kInColumns},
     {kArtist,         ReadTexts<&ID3Tag::artist, &ID3Tag::artists>},
-    {kAuthor,         ReadText<&ID3Tag::artist>, kColumns},
+    {kAuthor,         ReadText<&ID3Tag::artist>, kInColumns},
     {kAlbumArtist,    ReadText<&ID3Tag::albumArtist>},
     {kAlbumTitle,     ReadText<&ID3Tag::album>},
     {kYear,           ReadYear<&ID3Tag::year>},
@@ -141,7 +141,7 @@ constexpr Field kV2Fields[] = {
     {kEncodedBy,      ReadText<&ID3Tag::encodedBy>},
     {kTargetUrl,      ReadText<&ID3Tag::userUrl>, kProperties},
     {kAuthorUrl,      ReadArtistOrUserUrl, kProperties},
-    {kAuthorUrl,      ReadText<&ID3Tag::userUrl>, kColumns},
+    {kAuthorUrl,      ReadText<&ID3Tag::userUrl>, kInColumns},
     {kCopyright,      ReadText<&ID3Tag::copyright>},
     {kComposer,       ReadTexts<&ID3Tag::composer, &ID3Tag::composers>},
     {kConductor,      ReadTexts<&ID3Tag::conductor, &ID3Tag::conductors>},
@@ -157,9 +157,9 @@ constexpr Field kV2Fields[] = {
 // Columns of the summary set have no value for ID3v1.
 constexpr Field kV1Fields[] = {
     {kTitle,       ReadV1Text<&ID3Tag::v1Title>, kProperties},
-    {kSongTitle,   ReadV1Text<&ID3Tag::v1Title>, kColumns},
+    {kSongTitle,   ReadV1Text<&ID3Tag::v1Title>, kInColumns},
     {kComment,     ReadV1Text<&ID3Tag::v1Comment>, kProperties},
-    {kSongComment, ReadV1Text<&ID3Tag::v1Comment>, kColumns},
+    {kSongComment, ReadV1Text<&ID3Tag::v1Comment>, kInColumns},
     {kArtist,      ReadV1Text<&ID3Tag::v1Artist>},
     {kAlbumTitle,  ReadV1Text<&ID3Tag::v1Album>},
     {kYear,        ReadYear<&ID3Tag::v1Year>},
@@ -170,7 +170,7 @@ constexpr Field kV1Fields[] = {
 constexpr Field kAudioFields[] = {
     {kDuration,        ReadDuration},
     {kEncodingBitrate, ReadBitRate},
-    {kSampleRate,      ReadSampleRate, kColumns},
+    {kSampleRate,      ReadSampleRate, kInColumns},
 };
 // clang-format on
 

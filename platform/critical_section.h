@@ -9,10 +9,10 @@ namespace tagsmith {
 /// locked and never frees, it leaves nothing behind when the module is unloaded.
 class CriticalSection {
  public:
-  CriticalSection() { InitializeCriticalSection(&section_); }
+  CriticalSection() noexcept { InitializeCriticalSection(&section_); }
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
-  ~CriticalSection() { DeleteCriticalSection(&section_); }
+  ~CriticalSection() noexcept { DeleteCriticalSection(&section_); }
 
   // As the standard's locks name them.
   // NOLINTBEGIN(readability-identifier-naming)

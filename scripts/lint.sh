@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Checks the format of all sources, which folders they include, and lints them; needs
-# compile_commands.json of the native and the Windows build. What the native build does not compile is
-# linted as the Windows build sees it.
+# Checks the format of all sources, which folders they include, and lints them, all sources of a
+# target at once: most of the time goes into the headers that they share. "lint.sh --deep" follows
+# the paths through the code, too, which takes several times as long.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -23,31 +23,36 @@ git ls-files -co --exclude-standard '*.cpp' '*.h' '*.h.in' '*.rc' | xargs grep -
     }
     END { exit wrong }' || exit 1
 
-# compiled PRESET: the sources that the build compiles
-compiled() {
-  grep -oP '"file": "\K[^"]+' "build/$1/compile_commands.json" | sed "s|^$PWD/||" | sort -u |
-    grep -Fxf <(git ls-files -co --exclude-standard '*.cpp')
-}
-
-# tidy BUILD-FOLDER [ARGUMENT...]: reads file names
-tidy() {
-  xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p "$@" --extra-arg=-Wno-unknown-warning-option \
-    2>/dev/null
-}
-
-include=()
+deep=()
+[[ ${1:-} != --deep ]] || deep=(--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers)
+windows=(--extra-arg=--target=x86_64-w64-mingw32 --extra-arg=-Wno-c++11-narrowing
+  --extra-arg=-Wno-unknown-attributes)
 while read -r folder; do
-  [[ $folder == */include/c++* ]] && include+=("--extra-arg=-isystem$folder")
+  [[ $folder == */include/c++* ]] && windows+=("--extra-arg=-isystem$folder")
 done < <(x86_64-w64-mingw32-g++-posix -xc++ -E -v - 2>&1 </dev/null)
 
-if [[ ${1:-} != --all ]]; then
-  compiled native | grep -vE '^(tests|bench|fuzz)/' | tidy build/native
-  exit
-fi
-compiled native | tidy build/native
+for preset in native windows; do
+  cmake --preset "$preset" -B "build/lint-$preset" -DCMAKE_UNITY_BUILD=ON \
+    -DCMAKE_UNITY_BUILD_BATCH_SIZE=0 >/dev/null || exit 1
+done
+
+# units PRESET: what the build compiles, the sources of a target as one; of the Windows build what
+# differs from the native one
+units() {
+  grep -oP '"file": "\K[^"]+\.c(pp|xx)(?=")' "build/lint-$1/compile_commands.json" | sort -u |
+    grep -v /_deps/ | while read -r unit; do
+    [[ $1 == windows ]] && cmp -s "$unit" "${unit/lint-windows/lint-native}" || echo "$unit"
+  done
+}
+
+# tidy PRESET [ARGUMENT...]: reads file names
+tidy() {
+  xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p "build/lint-$1" "${@:2}" "${deep[@]}" \
+    --checks=-bugprone-suspicious-include --extra-arg=-Wno-unknown-warning-option 2>/dev/null
+}
+
+units native | tidy native
 native_result=$?
-comm -13 <(compiled native) <(compiled windows) |
-  tidy build/windows --extra-arg=--target=x86_64-w64-mingw32 --extra-arg=-Wno-c++11-narrowing \
-    --extra-arg=-Wno-unknown-attributes "${include[@]}"
+units windows | tidy windows "${windows[@]}"
 windows_result=$?
 exit $((native_result | windows_result))

@@ -11,7 +11,8 @@
 
 namespace __gnu_cxx {
 // Of the language run-time library, for leak checkers: frees the memory that it keeps for
-// exceptions when there is none left. NOLINTNEXTLINE(bugprone-reserved-identifier)
+// exceptions when there is none left.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 void __freeres() noexcept;
 }  // namespace __gnu_cxx
 

@@ -99,7 +99,7 @@ void ReleaseAllThreadStorage() {
 }
 
 /// Called by the compiler's code wherever a thread-local variable is used.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the compiler's name
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the compiler's name
 extern "C" void* __emutls_get_address(void* control) {
   auto& variable = *static_cast<VariableControl*>(control);
   const std::size_t index = NumberOf(variable) - 1;

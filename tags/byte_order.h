@@ -2,6 +2,7 @@
 // as many bytes as the number has.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -9,6 +10,16 @@
 namespace tagsmith {
 
 using ByteView = std::span<const std::byte>;
+
+/// The first `count` bytes, or all.
+inline ByteView UpTo(ByteView bytes, std::uint64_t count) {
+  return bytes.first(static_cast<std::size_t>(std::min<std::uint64_t>(count, bytes.size())));
+}
+
+/// What follows the first `count` bytes; nothing where there are not so many.
+inline ByteView After(ByteView bytes, std::uint64_t count) {
+  return bytes.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(count, bytes.size())));
+}
 
 constexpr std::uint16_t ReadBigEndian16(std::span<const std::byte, 2> bytes) {
   return static_cast<std::uint16_t>(std::to_integer<unsigned>(bytes[0]) << 8U |

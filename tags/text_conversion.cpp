@@ -42,11 +42,6 @@ std::string Narrow(ByteView source, TextReduction mode, std::size_t longest) {
   return kept;
 }
 
-/// The first `count` bytes, or all.
-ByteView UpTo(ByteView source, std::size_t count) {
-  return source.first(std::min(source.size(), count));
-}
-
 /// At least the first `longest` characters. UTF-8 that is not well-formed in any place is widened
 /// as a whole.
 std::u16string Widen(std::string_view text, std::size_t longest) {

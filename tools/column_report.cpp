@@ -34,7 +34,7 @@ ReportValue ValueOf(const VARIANT& value) {
   }
 }
 
-std::string TypeOf(const ReportValue& value) {
+std::string VariantTypeOf(const ReportValue& value) {
   constexpr TypeName kNames[] = {
       {VT_BSTR, "bstr"}, {VT_I4, "i4"}, {VT_UI4, "ui4"}, {VT_UI8, "ui8"}};
   return NameOfType(value.type, kNames);
@@ -96,7 +96,8 @@ void WriteJson(JsonWriter& json, const ColumnReport& report) {
       json.Member("index", item.index);
       json.Member("title", Utf16(item.title));
       json.Member("hresult", HexResult(item.result));
-      json.Member("type", item.result == S_OK ? std::optional(TypeOf(item.value)) : std::nullopt);
+      json.Member("type",
+                  item.result == S_OK ? std::optional(VariantTypeOf(item.value)) : std::nullopt);
       json.Member("value", [&] { WriteJson(json, item.value.content); });
     });
   });
@@ -120,7 +121,7 @@ std::string ShowValue(const ColumnItem& item) {
     return ResultInWords(item.result);
   }
   const bool isKnown = !std::holds_alternative<std::monostate>(item.value.content);
-  return isKnown ? ToText(item.value.content) : TypeOf(item.value);
+  return isKnown ? ToText(item.value.content) : VariantTypeOf(item.value);
 }
 
 }  // namespace tagsmith

@@ -138,14 +138,14 @@ void WriteLog(JsonWriter& json, const std::vector<CapturedLine>& lines) {
 std::string TrackText(const FileReport& report, const OwnReading& reading) {
   const std::string_view file = report.file;
   const std::size_t slash = file.find_last_of("/\\");
-  const std::string_view name = slash == file.npos ? file : file.substr(slash + 1);
+  const std::string_view name = slash == std::string_view::npos ? file : file.substr(slash + 1);
   std::error_code error;
   const auto size = std::filesystem::file_size(WidenUtf8(report.file), error);
   JsonWriter json;
   json.Object([&] {
     json.Member("file", file);
     json.Member("name", name);
-    json.Member("folder", slash == file.npos ? "" : file.substr(0, slash));
+    json.Member("folder", slash == std::string_view::npos ? "" : file.substr(0, slash));
     json.Member("itemType", ItemType(name));
     json.Member("kind", ItemType(name).starts_with("AIF") ? "aiff" : "mp3");
     json.Member("size", error ? std::nullopt : std::optional(std::uint64_t{size}));

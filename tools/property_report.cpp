@@ -50,7 +50,7 @@ ReportValue ValueOf(const PROPVARIANT& value) {
   }
 }
 
-std::string TypeOf(const ReportValue& value) {
+std::string PropertyTypeOf(const ReportValue& value) {
   constexpr TypeName kNames[] = {
       {VT_LPWSTR, "string"}, {VT_VECTOR | VT_LPWSTR, "strings"},
       {VT_UI4, "uint32"},    {VT_UI8, "uint64"},
@@ -119,7 +119,7 @@ void WriteJson(JsonWriter& json, const PropertyReport& report) {
           json.Member("name", NameOf(item.key));
           json.Member("fmtid", GuidText(item.key.fmtid));
           json.Member("pid", item.key.pid);
-          json.Member("type", TypeOf(item.value));
+          json.Member("type", PropertyTypeOf(item.value));
           json.Member("value", [&] { WriteJson(json, item.value.content); });
         });
       });

@@ -215,7 +215,7 @@ Pixels ScaledDown(const Pixels& pixels, int side) {
                       static_cast<std::size_t>(result.height));
   const std::vector<std::size_t> rows = Edges(pixels.height, result.height);
   const std::vector<std::size_t> columns = Edges(pixels.width, result.width);
-  const auto step = static_cast<std::size_t>(longest / side / 3 + 1);  // few are enough
+  const auto step = static_cast<std::size_t>(longest / side / 3) + 1;  // few are enough
   std::byte* target = result.bytes.data();
   for (std::size_t row = 0; row + 1 < rows.size(); ++row) {
     for (std::size_t column = 0; column + 1 < columns.size(); ++column) {

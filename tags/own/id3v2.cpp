@@ -199,7 +199,7 @@ class TagWalk {
       return true;
     }
     const ByteView rest = buffer_.subspan(static_cast<std::size_t>(position_));
-    const ByteView id = rest.first(std::min<std::size_t>(rest.size(), 4));
+    const ByteView id = UpTo(rest, 4);
     return id[0] == std::byte{0} || std::all_of(id.begin(), id.end(), IsLetterOrDigit);
   }
 

@@ -23,9 +23,7 @@ struct V2Frame {
     return index < body.size() ? body[index] : std::byte{0};
   }
   /// The body from `start` on, empty beyond its end.
-  [[nodiscard]] ByteView From(std::size_t start) const {
-    return body.subspan(std::min(start, body.size()));
-  }
+  [[nodiscard]] ByteView From(std::size_t start) const { return After(body, start); }
   [[nodiscard]] ByteView Text() const { return From(textStart); }
 };
 

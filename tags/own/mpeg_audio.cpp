@@ -62,21 +62,13 @@ class EncoderBuffer {
   std::array<char, 256> text_{};
 };
 
-ByteView From(ByteView bytes, std::size_t offset) {
-  return bytes.subspan(std::min(offset, bytes.size()));
-}
-
-ByteView UpTo(ByteView bytes, std::size_t count) {
-  return bytes.first(std::min(count, bytes.size()));
-}
-
 /// Reads the encoder from a VBR header in `frame`, which begins with the frame's header.
 EncoderBuffer ReadVbrHeader(ByteView frame, bool readsXing) {
   EncoderBuffer encoder;
-  const ByteView header = From(frame, kVbrHeaderOffset);
+  const ByteView header = After(frame, kVbrHeaderOffset);
   if (BeginsWithWord(header, "Xing") || BeginsWithWord(header, "info")) {
     if (readsXing) {
-      encoder.Set(UpTo(From(frame, kEncoderOffset), kEncoderSize));
+      encoder.Set(UpTo(After(frame, kEncoderOffset), kEncoderSize));
       encoder.CutLameVersion();
     }
   } else if (BeginsWithWord(header, kLame)) {
@@ -303,7 +295,7 @@ class FrameWalk {
   /// Searches the frame at the reader's position backwards, over its closing zeros, for the encoder
   /// that some versions write there.
   void SearchForLame(std::uint32_t length) {
-    const ByteView rest = From(reader_.Peek(length), kMpegHeaderSize);
+    const ByteView rest = After(reader_.Peek(length), kMpegHeaderSize);
     std::size_t i = std::min<std::size_t>(length - kShortestFrameSearched + 1, rest.size());
     while (i-- != 0) {
       const auto value = std::to_integer<unsigned char>(rest[i]);

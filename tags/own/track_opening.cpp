@@ -51,7 +51,7 @@ bool RecogniseContent(const ID3Tag& tag, SourceReader& reader) {
   std::array<std::byte, kTypeEnd> copy{};
   std::copy(start.begin(), start.end(), copy.begin());
   const ByteView bytes = ByteView(copy).first(start.size());
-  const ByteView magic = bytes.first(std::min(bytes.size(), kMagicSize));
+  const ByteView magic = UpTo(bytes, kMagicSize);
 
   if (tag.isAiff) {
     return BeginsWithWord(magic, "FORM") || Refuse("AIFF", magic);

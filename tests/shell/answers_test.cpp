@@ -11,8 +11,6 @@
 namespace tagsmith::test {
 namespace {
 
-const std::string kSong = V2Tag(3, Frame(3, "TIT2", "\0Song"s));
-const std::string kTrack = kSong + MpegFrames(k128, 40);
 constexpr PROPERTYKEY kTitle = {
     {0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}}, 2};
 
@@ -46,11 +44,11 @@ class Answers : public ::testing::Test {
     VARIANT value{};
     value.vt = VT_ERROR;
     const HRESULT result = MakeColumns(columns).GetItemData(&column, &item, &value);
-    const std::string shown = result != S_OK        ? HexResult(result)
-                              : value.vt == VT_BSTR ? Narrow(value.bstrVal)
-                              : value.vt == VT_UI8  ? Format("%llu (8 bytes)", value.ullVal)
-                              : value.vt == VT_UI4  ? Format("%lu (4 bytes)", value.ulVal)
-                                                    : Format("%ld (type %u)", value.lVal, value.vt);
+    std::string shown = result != S_OK        ? HexResult(result)
+                        : value.vt == VT_BSTR ? Narrow(value.bstrVal)
+                        : value.vt == VT_UI8  ? Format("%llu (8 bytes)", value.ullVal)
+                        : value.vt == VT_UI4  ? Format("%lu (4 bytes)", value.ulVal)
+                                              : Format("%ld (type %u)", value.lVal, value.vt);
     EXPECT_EQ(value.vt == VT_ERROR, result != S_OK);  // untouched
     VariantClear(&value);
     return shown;
@@ -68,6 +66,8 @@ class Answers : public ::testing::Test {
 
   ScratchSystem scratch;
   LoadedModule module;
+  const std::string songTag = V2Tag(3, Frame(3, "TIT2", "\0Song"s));
+  const std::string songTrack = songTag + MpegFrames(k128, 40);
 };
 
 constexpr const char* kNone = "0x00000001";
@@ -123,7 +123,7 @@ TEST_F(Answers, FollowFromTheTrack) {
       {"five stars", rated('\xFF')},
       {"ID3v1 alone", junk + MpegFrames(k128, 40) + v1},
       {"an empty ID3v1 tag", junk + MpegFrames(k128, 40) + V1Block("", 255, 255)},
-      {"tags, but no audio", kSong + std::string(3000, 'x') + v1},
+      {"tags, but no audio", songTag + std::string(3000, 'x') + v1},
       {"no tag", junk + MpegFrames(k128, 40)},
       {"AIFF", Aiff("AIFF", comm + Chunk("SSND", std::string(9, 's')))},
   };
@@ -187,7 +187,7 @@ TEST_F(Answers, DescribeTheColumns) {
 // ---- Streams ----------------------------------------------------------------------------------
 
 TEST_F(Answers, SurviveStreamsOfAllHabits) {
-  const std::string content = kTrack + V1Block("Old", 2, 17);
+  const std::string content = songTrack + V1Block("Old", 2, 17);
   struct Case {
     const char* what;
     std::function<void(TestStream&)> spoil;
@@ -203,7 +203,7 @@ TEST_F(Answers, SurviveStreamsOfAllHabits) {
       {"tells nothing", [](TestStream& s) { s.source.size = 0; }, "Song", 6, {}},
       {"overstates", [](TestStream& s) { s.overstatesCount = true; }, "Song", 6, {}},
       {"fails half-way",
-       [](TestStream& s) { s.source.failsFrom = kSong.size() + 500; },
+       [this](TestStream& s) { s.source.failsFrom = songTag.size() + 500; },
        "Song",
        9,
        {}},
@@ -229,7 +229,7 @@ TEST_F(Answers, SurviveStreamsOfAllHabits) {
   }
   TestStream good(content);
   Title(&good);
-  EXPECT_EQ(good.source.position, kSong.size() + 412);
+  EXPECT_EQ(good.source.position, songTag.size() + 412);
 }
 
 /// A fault in the host's own code, or through a wild pointer, ends at the method that was called.
@@ -249,7 +249,7 @@ TEST_F(Answers, ContainFaults) {
   const NoTemporaryFolder none;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.message);
-    TestStream stream(kTrack);
+    TestStream stream(songTrack);
     stream.faultIn = c.faultIn != nullptr ? c.faultIn : "";
     scratch.NewMessages();
     Title(c.faultIn != nullptr ? &stream : reinterpret_cast<IStream*>(0x10), c.result);
@@ -259,11 +259,11 @@ TEST_F(Answers, ContainFaults) {
               c.faultIn != nullptr ? 1 : 2);
     ASSERT_FALSE(messages.empty());
     EXPECT_EQ(messages.back(), c.message);
-    TestStream sound(kTrack);
+    TestStream sound(songTrack);
     EXPECT_EQ(Title(&sound), "Song");
   }
   // And of the other handlers.
-  TestStream stream(kTrack);
+  TestStream stream(songTrack);
   stream.faultIn = "QueryInterface";
   ComPointer<IInitializeWithStream> thumbnails;
   EXPECT_EQ(module.Make(kThumbnailHandlerClsid, thumbnails).Initialize(&stream, STGM_READ),
@@ -289,7 +289,7 @@ TEST_F(Answers, AreGivenOnceAndReadOnly) {
     EXPECT_EQ((Results{store->GetCount(&count), store->GetAt(0, &key),
                        store->GetValue(kTitle, &value), store->SetValue(kTitle, value)}),
               Results(4, E_UNEXPECTED));
-    TestStream stream(kTrack);
+    TestStream stream(songTrack);
     stream.failsQuery = true;
     // The mode is taken with the stream.
     EXPECT_EQ(
@@ -332,7 +332,7 @@ TEST_F(Answers, AreGivenToTwoThreads) {
   const auto work = [&] {
     CoInitialize(nullptr);
     for (int i = 0; i < 50; ++i) {
-      TestStream stream(kTrack);
+      TestStream stream(songTrack);
       titles += Title(&stream) == "Song" ? 1 : 0;
     }
     CoUninitialize();
@@ -345,9 +345,9 @@ TEST_F(Answers, AreGivenToTwoThreads) {
 }
 
 TEST_F(Answers, LeaveNothingBehind) {
-  const TemporaryFile file("c.mp3", kTrack);
+  const TemporaryFile file("c.mp3", songTrack);
   ExpectNothingIsLeft([&] {
-    TestStream stream(kTrack);
+    TestStream stream(songTrack);
     EXPECT_EQ(Title(&stream), "Song");
     EXPECT_EQ(Title(WidenUtf8(file.Path())), "Song");
   });
@@ -369,7 +369,7 @@ TEST_F(Answers, AreRefusedBeforeTheFileIsTouched) {
       {L".mp3", FILE_ATTRIBUTE_DIRECTORY, false},
       {L".mp3", FILE_ATTRIBUTE_OFFLINE | FILE_ATTRIBUTE_ARCHIVE, false},
   };
-  const TemporaryFile file("c.mp3", kTrack);
+  const TemporaryFile file("c.mp3", songTrack);
   SHCOLUMNDATA item = Item(WidenUtf8(file.Path()));
   for (const auto& [extension, attributes, isServed] : cases) {
     item.pwszExt = const_cast<wchar_t*>(extension);
@@ -386,7 +386,7 @@ TEST_F(Answers, AreRefusedBeforeTheFileIsTouched) {
 }
 
 TEST_F(Answers, TakeEveryPath) {
-  const TemporaryFile file("Лёд 氷 🎵.MP3", kTrack);
+  const TemporaryFile file("Лёд 氷 🎵.MP3", songTrack);
   const std::wstring path = WidenUtf8(file.Path());
   EXPECT_EQ(Title(path), "Song");
   // As long as paths can be: 259 characters, all of them one byte in UTF-8; one more is cut off.
@@ -410,7 +410,7 @@ TEST_F(Answers, LeaveTheFileAlone) {
                        nullptr);
   };
   // Also when it is no track, or a broken one.
-  for (const std::string& content : {"no track"s, kSong, kSong + "no audio", kTrack}) {
+  for (const std::string& content : {"no track"s, songTag, songTag + "no audio", songTrack}) {
     std::ofstream(file.Path(), std::ios::binary) << content;
     Title(path);
     HANDLE alone = openAlone();

@@ -25,7 +25,7 @@ constexpr std::uint32_t kModuleThreadFlags = kTranslator | kTerminateHandler | k
 // ---- In the child -----------------------------------------------------------------------------
 
 volatile int zero = 0;
-int* volatile nowhere = reinterpret_cast<int*>(0x10);
+int* volatile wildPointer = reinterpret_cast<int*>(0x10);
 
 int Guard(void (*fault)()) {
   return Guarded("The guarded method failed", 7, [&] {
@@ -34,8 +34,8 @@ int Guard(void (*fault)()) {
   });
 }
 
-void Read() { zero = *nowhere; }
-void Write() { *nowhere = 1; }
+void Read() { zero = *wildPointer; }
+void Write() { *wildPointer = 1; }
 void Divide() { zero = 100 / zero; }
 
 /// Files under all names that a dump of this minute or of the next one may have; what is there
@@ -44,7 +44,7 @@ void TakeAllNames() {
   std::array<wchar_t, MAX_PATH> folder{};
   GetTempPathW(MAX_PATH, folder.data());
   for (const int minute : {0, 1}) {
-    const std::time_t time = std::time(nullptr) + 60 * minute;
+    const std::time_t time = std::time(nullptr) + std::time_t{60} * minute;
     for (int i = 0; i < 100; ++i) {
       std::array<wchar_t, 40> name{};
       std::array<wchar_t, 20> digits{};
@@ -61,7 +61,7 @@ struct Child {
   bool dumps;    // else there is no folder for temporary files
   int (*run)();  // its result is the exit code
 };
-const Child kChildren[] = {
+constexpr Child kChildren[] = {
     {"reads wildly", kModuleThreadFlags, true, [] { return Read(), 0; }},
     {"writes wildly", kModuleThreadFlags, false, [] { return Write(), 0; }},
     {"divides by zero", kModuleThreadFlags, false, [] { return Divide(), 0; }},

@@ -162,6 +162,7 @@ void LoadAskAndUnload(int otherThreads) {
   AskAll(module, TroubledStream::kError, 1000);
   std::latch asked(otherThreads);
   std::vector<std::jthread> threads;
+  threads.reserve(static_cast<std::size_t>(otherThreads));
   for (int i = 0; i < otherThreads; ++i) {
     threads.emplace_back([&] {
       AskAll(module, TroubledStream::kException, 1);
@@ -208,15 +209,15 @@ TEST_F(HostProcess, LosesNothingToTroubledStreams) {
 /// Rounds of each thread; more of them from the environment.
 int Rounds() {
   const char* rounds = std::getenv("TAGSMITH_SOAK_ROUNDS");
-  return rounds != nullptr ? std::atoi(rounds) : 20;
+  return rounds != nullptr ? std::stoi(rounds) : 20;
 }
 
 TEST_F(HostProcess, IsFlatUnderThreads) {
   const LoadedModule module;
   const auto soak = [&](int rounds) {
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 8; ++thread) {
-      threads.emplace_back([&module, rounds] {
+    std::vector<std::jthread> threads(8);
+    for (std::jthread& thread : threads) {
+      thread = std::jthread([&module, rounds] {
         for (int round = 0; round < rounds; ++round) {
           AskAll(module, static_cast<TroubledStream::Kind>(round % TroubledStream::kKinds),
                  round % 12);

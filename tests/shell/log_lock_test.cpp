@@ -45,6 +45,7 @@ class LogLock : public ::testing::Test {
 /// Writes lines from all threads, pruning in between.
 void WriteLines(const char* path, const char* process) {
   std::vector<std::jthread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([=] {
       for (int line = 0; line < kLines; ++line) {

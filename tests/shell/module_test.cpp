@@ -60,20 +60,20 @@ TEST(StartUp, SurvivesALogThatCannotBeWritten) {
 }
 
 TEST(StartUp, PrunesTheLogWithEachRequestOfAHandler) {
-  using Request = std::function<void(const LoadedModule&)>;
-  const Request property = [](const LoadedModule& module) {
+  using Asks = std::function<void(const LoadedModule&)>;
+  const Asks property = [](const LoadedModule& module) {
     ComPointer<IInitializeWithStream> handler;
     TestStream stream("");
     EXPECT_EQ(module.Make(kPropertyHandlerClsid, handler).Initialize(&stream, STGM_READ), S_OK);
   };
-  const Request thumbnail = [](const LoadedModule& module) {
+  const Asks thumbnail = [](const LoadedModule& module) {
     ComPointer<IThumbnailProvider> provider;
     HBITMAP bitmap = nullptr;
     WTS_ALPHATYPE alpha = WTSAT_UNKNOWN;
     module.Make(kThumbnailHandlerClsid, __uuidof(IThumbnailProvider), provider)
         .GetThumbnail(96, &bitmap, &alpha);
   };
-  const Request column = [](const LoadedModule& module) {
+  const Asks column = [](const LoadedModule& module) {
     ComPointer<IColumnProvider> columns;
     module.Make(kColumnHandlerClsid, IID_IColumnProvider, columns)
         .GetItemData(nullptr, nullptr, nullptr);
@@ -85,7 +85,7 @@ TEST(StartUp, PrunesTheLogWithEachRequestOfAHandler) {
     std::function<void()> set;
     std::size_t logSize;  // before the request, the header of 56 bytes included
     bool isPruned;
-    const Request& request;
+    const Asks& request;
   };
   const auto nothing = [] {};
   const Case cases[] = {

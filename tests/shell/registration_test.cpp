@@ -67,8 +67,8 @@ std::string Changes(const Tree& before, const Tree& after) {
   std::string lines;
   for (const auto& [path, sign] : changes) {
     const bool isAbove =
-        sign == '+' && std::any_of(changes.begin(), changes.end(), [&](const auto& c) {
-          return c.first.starts_with(path + "\\") || c.first.starts_with(path + "|");
+        sign == '+' && std::any_of(changes.begin(), changes.end(), [&key = path](const auto& c) {
+          return c.first.starts_with(key + "\\") || c.first.starts_with(key + "|");
         });
     if (sign != ' ' && !isAbove) {
       const std::string value = after.contains(path) ? after.at(path) : "";

@@ -179,7 +179,7 @@ TEST(Opening, GoesOnWhereAFailedSeekLeavesIt) {
   ID3Tag tag;
   CheckExtension("s.mp3", &tag);
   EXPECT_TRUE(ReadTrackFile(tag, source, "s.mp3", kScanAll, nullptr));
-  EXPECT_EQ(std::string(tag.title.text.c_str()), "Song");
+  EXPECT_STREQ(tag.title.text.c_str(), "Song");
 }
 
 /// The bits of the audio are counted in 32 bits with a sign.
