@@ -107,8 +107,9 @@ class Prefix:
 
     def tree(self):
         """All keys with their values, names in lower case, and the files below Program Files."""
-        # Ending the server is what writes the registry at once.
-        subprocess.run(['wineserver', '-k'], env=self.environment, check=False)
+        # Ending the server is what writes the registry at once; one that ends serves nobody.
+        for action in ('-k', '-w'):
+            subprocess.run(['wineserver', action], env=self.environment, check=False, timeout=60)
         tree = {}
         for hive, name in (('machine', 'system.reg'), ('user', 'user.reg')):
             text = (self.folder / name).read_text('utf-8', 'surrogateescape')
