@@ -36,14 +36,9 @@ for preset in native windows; do
     -DCMAKE_UNITY_BUILD_BATCH_SIZE=0 >/dev/null || exit 1
 done
 
-# units PRESET: what the build compiles, the sources of a target as one; of the Windows build what
-# differs from the native one
-units() {
-  grep -oP '"file": "\K[^"]+\.c(pp|xx)(?=")' "build/lint-$1/compile_commands.json" | sort -u |
-    grep -v /_deps/ | while read -r unit; do
-    [[ $1 == windows ]] && cmp -s "$unit" "${unit/lint-windows/lint-native}" || echo "$unit"
-  done
-}
+# What the builds compile, the sources of a target as one; each only where it comes first.
+units=$(grep -ohP '"file": "\K[^"]+\.c(pp|xx)(?=")' build/lint-{native,windows}/compile_commands.json |
+  grep -v /_deps/ | xargs md5sum | awk '!seen[$1]++ { print $2 }')
 
 # tidy PRESET [ARGUMENT...]: reads file names
 tidy() {
@@ -51,8 +46,8 @@ tidy() {
     --checks=-bugprone-suspicious-include --extra-arg=-Wno-unknown-warning-option 2>/dev/null
 }
 
-units native | tidy native
+grep /lint-native/ <<<"$units" | tidy native
 native_result=$?
-units windows | tidy windows "${windows[@]}"
+grep -v /lint-native/ <<<"$units" | tidy windows "${windows[@]}"
 windows_result=$?
 exit $((native_result | windows_result))

@@ -54,10 +54,10 @@ std::u16string TextDecoder::Take() {
 }
 
 std::u16string TextDecoder::TakeWide() {
-  constexpr std::byte kZero{0};
+  constexpr std::byte kEnd{0};
   const std::size_t units = bytes_.size() / 2;  // half a unit is no text
   std::size_t length = 0;
-  while (length < units && (bytes_[2 * length] != kZero || bytes_[2 * length + 1] != kZero)) {
+  while (length < units && (bytes_[2 * length] != kEnd || bytes_[2 * length + 1] != kEnd)) {
     ++length;
   }
   if (length != 0) {

@@ -121,9 +121,13 @@ Canonical TypeOf(const PROPERTYKEY& key) {
 /// Without blanks at its ends.
 std::wstring_view Trimmed(std::wstring_view text) {
   const auto isBlank = [](wchar_t c) { return std::iswspace(static_cast<std::wint_t>(c)) != 0; };
-  const auto first = std::find_if_not(text.begin(), text.end(), isBlank);
-  const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isBlank);
-  return {first, last.base()};
+  while (!text.empty() && isBlank(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && isBlank(text.back())) {
+    text.remove_suffix(1);
+  }
+  return text;
 }
 
 /// The texts that are not blank, each once.
