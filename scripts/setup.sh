@@ -9,8 +9,8 @@ packages=(
   cmake ninja-build zlib1g-dev libz-mingw-w64-dev g++ g++-mingw-w64-x86-64-posix wine wine64
   # testing
   libgtest-dev googletest clang-format clang-tidy
-  # making tracks and pictures with real encoders and taggers
-  lame sox python3 python3-mutagen eyed3 imagemagick
+  # making tracks and pictures with real encoders and taggers, and playing them
+  lame twolame mpg123 sox python3 python3-mutagen eyed3 imagemagick
   # packaging; trying the signed package, and a silent one with a display
   wixl msitools
   osslsigncode openssl xvfb

@@ -317,6 +317,7 @@ FrameRun SampleFrames(SourceReader& reader, std::uint32_t header, std::uint64_t 
       const FrameRun run = CountFrames(reader.Take(isShort ? bytes : kPlaceSize, 0), header);
       all.frames += run.frames;
       all.bytes += run.bytes;
+      all.agree = all.agree && run.agree;
     }
   }
   return all;
@@ -343,18 +344,20 @@ void MeasureAudio(ID3Tag& tag, SourceReader& reader, const FirstFrame& first, st
     return;
   }
   const ByteView audioEnd = fileEnd.last(std::min<std::uint64_t>(fileEnd.size(), bytes));
-  if (first.agree && CountFrames(audioEnd, first.audioHeader).agree) {
+  const bool endsAgree = first.agree && CountFrames(audioEnd, first.audioHeader).agree;
+  // The lowest rate at both ends may be silence; and encoders of layer 2 vary the rate rarely, from
+  // any rate on.
+  const MpegHeader fields = DecodeMpegHeader(first.audioHeader);
+  const bool settlesIt = fields.layerIndex == 2 && fields.bitRateIndex != 1;
+  const FrameRun run =
+      endsAgree && settlesIt ? FrameRun{} : SampleFrames(reader, first.audioHeader, start, bytes);
+  if (run.frames == 0 || (endsAgree && run.agree)) {
     StoreConstantRate(tag, shape, bytes);
     return;
   }
-  const FrameRun run = SampleFrames(reader, first.audioHeader, start, bytes);
   details.isVbr = true;
   details.isEstimated = run.bytes < bytes;
-  if (run.frames == 0) {
-    StoreConstantRate(tag, shape, bytes);
-  } else {
-    StoreFrames(tag, shape, std::max<std::uint64_t>(bytes * run.frames / run.bytes, 1), bytes, 0);
-  }
+  StoreFrames(tag, shape, std::max<std::uint64_t>(bytes * run.frames / run.bytes, 1), bytes, 0);
 }
 
 }  // namespace tagsmith::standard

@@ -43,7 +43,8 @@ std::optional<FirstFrame> FindFirstFrame(SourceReader& reader);
 
 /// Fills the track details. The audio ends at `end`; `fileEnd` holds the last bytes before that,
 /// and tells whether the rate is still that of the beginning. Makes at most eight calls on the
-/// source, none with a header that counts the frames or at a constant rate.
+/// source, none with a header that counts the frames or, but for the lowest one, at a constant rate
+/// of layer 3.
 void MeasureAudio(ID3Tag& tag, SourceReader& reader, const FirstFrame& first, std::uint64_t end,
                   ByteView fileEnd);
 

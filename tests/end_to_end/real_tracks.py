@@ -104,6 +104,23 @@ class RealTracks(unittest.TestCase):
                 track = audio.tags.get('TRCK') if audio.tags is not None else None
                 self.assertEqual(answer['track'], +track if track else 65535)
 
+    def test_the_standard_reading_tells_how_long_a_decoder_plays(self):
+        wav = self.folder / 'made.wav'
+        tracks.run('sox', '-n', '-r', '44100', '-c', '2', wav, 'synth', '9', 'pinknoise', 'fade', '3', '9', '3')
+        names = ['late-change.mp3']
+        for encoder, options in (('lame', '-V5'), ('lame', '-V5 -t'), ('lame', '--abr 56 -p'),
+                                 ('lame', '-b64 -t -p'), ('lame', '-V5 -t --resample 16'),
+                                 ('lame', '-b24 -m m -t --resample 24'), ('lame', '-V5 -t --resample 8'),
+                                 ('twolame', '-b192'), ('twolame', '-v'), ('twolame', '-b56 -m m')):
+            names.append(f'{encoder} {options}.mp3')
+            tracks.run(encoder, *options.split(), wav, self.folder / names[-1])
+        for name, answer in zip(names, dump(self.folder, '--stream', '--standard', *names)[1]):
+            with self.subTest(name):
+                played = subprocess.run(['mpg123', '-q', '-s', '--stereo', name], cwd=self.folder,
+                                        capture_output=True, check=True).stdout
+                self.assertAlmostEqual(answer['durationTicks'] / 1e7, len(played) / 4 / answer['sampleRate'],
+                                       delta=4 if name == names[0] else 0.2)
+
     def test_bad_files_are_reported_and_stop_nothing(self):
         (self.folder / 'folder.mp3').mkdir()
         names = [*self.bad, 'missing.mp3', 'folder.mp3']

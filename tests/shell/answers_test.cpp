@@ -1,6 +1,8 @@
 // What the property handler and the column handler answer, and how they treat what they are given.
 #include <shlobj.h>
 
+#include <thumbcache.h>
+
 #include <fstream>
 #include <thread>
 
@@ -163,6 +165,31 @@ TEST_F(Answers, FollowFromTheTrack) {
     }
   }
   ExpectFile("answers.txt", seen);
+}
+
+/// On for the machine and not off for the user; asked when a handler is made.
+TEST_F(Answers, AreThoseOfTheReadingThatIsSet) {
+  // A tag that only the standard reading takes.
+  const std::string frames = Frame(3, "TIT2", "\0Song"s) +
+                             PictureFrame("image/bmp", BmpPicture(1, 1, 24, "", "\1\2\3\0"s));
+  const std::string track = V2Tag(3, frames, 0x80) + MpegFrames(k128, 40);
+  const TemporaryFile file("c.mp3", track);
+  constexpr std::array<DWORD, 3> kCases[] = {{0, 1, 0}, {1, 1, 1}, {1, 0, 0}, {2, 1, 0}};
+  for (const auto& [machine, user, isStandard] : kCases) {
+    SetSetting(HKEY_LOCAL_MACHINE, kStandardReadingSetting, machine);
+    SetSetting(HKEY_CURRENT_USER, kStandardReadingSetting, user);
+    TestStream stream(track);
+    EXPECT_EQ(Title(&stream), isStandard ? "Song" : "");
+    EXPECT_EQ(Title(WidenUtf8(file.Path())), isStandard ? "Song" : kNone);
+    ComPointer<IInitializeWithStream> handler;
+    ComPointer<IThumbnailProvider> provider;
+    HBITMAP bitmap = nullptr;
+    WTS_ALPHATYPE alpha{};
+    module.Make(kThumbnailHandlerClsid, handler).Initialize(&stream, STGM_READ);
+    handler->QueryInterface(__uuidof(IThumbnailProvider), provider.ReceiveVoid());
+    EXPECT_EQ(provider->GetThumbnail(96, &bitmap, &alpha) == S_OK, isStandard);
+    DeleteObject(bitmap);
+  }
 }
 
 TEST_F(Answers, DescribeTheColumns) {

@@ -62,6 +62,16 @@ TEST(Opening, StreamsOfAllHabits) {
   }
 }
 
+TEST(Opening, TellsByTheContentWhatStreamsWithoutANameAre) {
+  for (const auto& [content, isAiff] :
+       {std::pair(LongTrack(), false), {Aiff("AIFF", CommChunk(2, 441000, 16)), true}}) {
+    ProbeSource source(content, "");
+    ID3Tag tag;
+    EXPECT_TRUE(standard::OpenStream(&source, &tag));
+    EXPECT_EQ(tag.isAiff, isAiff);
+  }
+}
+
 /// A 32-bit seek forward over a chunk of almost 4 GB lands before the chunk.
 TEST(Opening, DoesNotBelieveThatAMoveWentWhereItWasSent) {
   const std::string content =
