@@ -57,5 +57,5 @@ trap : INT
 status=0
 "$here/scripts/run-wine.sh" "$bin/tsprobe.exe" --registered "${arguments[@]}" -- "$@" \
   2> >(trap '' INT; exec cat >&2) || status=$?
-[[ -z $page ]] || echo "$page" >&2
+[[ ! -e $page ]] || echo "$page" >&2
 exit "$status"

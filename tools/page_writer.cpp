@@ -196,10 +196,9 @@ void PageWriter::Add(const FileReport& report, const OwnReading& reading) {
         << std::flush;
 }
 
-bool PageWriter::Finish(bool isComplete) {
+void PageWriter::Finish(bool isComplete) {
   std::string tail(kPageText.substr(kPageText.find(kTracksEnd) + kTracksEnd.size()));
   file_ << (isComplete ? tail : Replaced(std::move(tail), kEndMark, "")) << std::flush;
-  return static_cast<bool>(file_);
 }
 
 }  // namespace tagsmith

@@ -20,9 +20,11 @@ class PageWriter {
 
   void Add(const FileReport& report, const OwnReading& reading);
 
-  /// Ends the page; `isComplete` tells it whether all files were read. False when any of it could
-  /// not be written.
-  bool Finish(bool isComplete);
+  /// Ends the page; `isComplete` tells it whether all files were read.
+  void Finish(bool isComplete);
+
+  /// False once any of it could not be written.
+  [[nodiscard]] bool IsWritten() const { return static_cast<bool>(file_); }
 
  private:
   std::ofstream file_;

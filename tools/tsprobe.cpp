@@ -223,7 +223,8 @@ bool Inspect(const HandlerSource& handlers, const Options& options,
   Progress progress(options.progress, files.size());
   bool isFine = true;
   std::size_t done = 0;
-  for (; done < files.size() && !isInterrupted; progress.Show(++done)) {
+  for (; done < files.size() && !isInterrupted && !(page && !page->IsWritten());
+       progress.Show(++done)) {
     const FileReport report = Ask(handlers, options, files[done]);
     isFine = AreAllAnswered(report, options) && isFine;
     const OwnReading reading =
@@ -235,9 +236,12 @@ bool Inspect(const HandlerSource& handlers, const Options& options,
     std::fflush(stdout);
   }
   const bool isComplete = done == files.size();
-  if (page && !page->Finish(isComplete)) {
-    std::fprintf(stderr, "tsprobe: %s could not be written\n", options.html->c_str());
-    isFine = false;
+  if (page) {
+    page->Finish(isComplete);
+    if (!page->IsWritten()) {
+      std::fprintf(stderr, "tsprobe: %s could not be written\n", options.html->c_str());
+      isFine = false;
+    }
   }
   return isFine && isComplete;
 }
