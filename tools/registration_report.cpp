@@ -214,6 +214,7 @@ RegistrationReport ReadRegistration() {
     report.classes.push_back(ReadClass(ours));
     report.settings.push_back(ReadSetting(ours.setting));
   }
+  report.settings.push_back(ReadSetting(kStandardReadingSetting));
   // Only the machine's value of this one is read, and only the user's of the next.
   RegistrationReport::Setting aiff = ReadSetting(kAiffSetting);
   aiff.effect = IsOnForMachine(kAiffSetting) ? "on" : "off";
