@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "format/bounded.h"
+#include "handlers/overloaded.h"
 #include "handlers/tag_fields.h"
 #include "shellext/base/handler_ids.h"
 

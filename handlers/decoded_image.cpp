@@ -246,7 +246,7 @@ HBITMAP DecodedImage::Copy() const {
   if (colourCount_ != 0 && !WriteColourTable(copy.Get(), std::span(colours_).first(colourCount_))) {
     return nullptr;
   }
-  return copy.Release();
+  return copy.Detach();
 }
 
 }  // namespace tagsmith

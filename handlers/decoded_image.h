@@ -23,7 +23,7 @@ class DibSection {
   bool Create(int width, int height, int bitsPerPixel, bool is565);
   void Destroy() { bitmap_.Reset(); }
   /// Gives the bitmap away.
-  [[nodiscard]] HBITMAP Release() { return bitmap_.Release(); }
+  [[nodiscard]] HBITMAP Detach() { return bitmap_.Detach(); }
 
   [[nodiscard]] HBITMAP Get() const { return bitmap_.Get(); }
   [[nodiscard]] int Width() const { return width_; }

@@ -1,6 +1,7 @@
 #include "handlers/property_writer.h"
 
 #include "diag/fault_guard.h"
+#include "handlers/overloaded.h"
 #include "handlers/tag_fields.h"
 #include "platform/handle.h"
 #include "shellext/base/property_system.h"

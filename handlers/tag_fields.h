@@ -19,14 +19,6 @@ using WideTexts = std::vector<std::wstring>;
 using Value = std::variant<std::monostate, WideText, WideTexts, std::int32_t, std::uint32_t,
                            std::uint64_t, bool>;
 
-/// Builds a visitor of a Value.
-template <typename... Cases>
-struct Overloaded : Cases... {
-  using Cases::operator()...;
-};
-template <typename... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
-
 enum class ShownIn { kBoth, kProperties, kColumns };
 
 /// One key and how its value is read.

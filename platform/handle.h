@@ -15,9 +15,9 @@ class Handle {
  public:
   Handle() = default;
   explicit Handle(Type value) : value_(IsFailure(value) ? nullptr : value) {}
-  Handle(Handle&& other) noexcept : value_(other.Release()) {}
+  Handle(Handle&& other) noexcept : value_(other.Detach()) {}
   Handle& operator=(Handle&& other) noexcept {
-    Reset(other.Release());
+    Reset(other.Detach());
     return *this;
   }
   ~Handle() { Reset(); }
@@ -29,7 +29,7 @@ class Handle {
     }
   }
   /// Gives what is held away, unclosed.
-  [[nodiscard]] Type Release() { return std::exchange(value_, nullptr); }
+  [[nodiscard]] Type Detach() { return std::exchange(value_, nullptr); }
 
   /// For a function that hands out a value; what was held is closed first.
   Type* Receive() {

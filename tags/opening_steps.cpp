@@ -58,7 +58,7 @@ bool CheckExtension(const char* path, ID3Tag* tag) {
 
 bool IsReadOnly(const char* path) {
   errno = 0;
-  if (OpenFile(path, "rb+") != nullptr) {
+  if (OpenFile(path, "rb+")) {
     return false;
   }
   const int error = errno;
@@ -71,7 +71,7 @@ bool IsReadOnly(const char* path) {
 FilePointer OpenTrackFile(const char* path) {
   errno = 0;
   FilePointer file = OpenFile(path, "rb");
-  if (file == nullptr) {
+  if (!file) {
     WriteLogLine(kLogError, "Failed to open the file '%s' for reading (error: %s)", path,
                  ErrorText(errno));
   }

@@ -3,17 +3,15 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/handle.h"
+
 namespace tagsmith {
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FilePointer = std::unique_ptr<std::FILE, FileCloser>;
+using FilePointer = Handle<std::FILE*, std::fclose>;
 
 /// Opens a file by its UTF-8 path in one of fopen's modes; null on failure, with errno set.
 /// On Windows the path may have 260 characters, terminator included; one that is not valid UTF-8

@@ -10,7 +10,7 @@ namespace tagsmith {
 inline constexpr char16_t kByteOrderMark = 0xFEFF;
 
 /// Takes one character off the front of `text`. Nothing, and `text` as it was, when its first bytes
-/// are no well-formed sequence (overlong forms, surrogates and values above 10FFFF are none).
+/// are not a well-formed sequence (overlong forms, surrogates and values above 10FFFF are not).
 /// `text` must not be empty.
 std::optional<char32_t> TakeUtf8(std::string_view& text);
 

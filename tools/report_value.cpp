@@ -4,20 +4,12 @@
 #include <concepts>
 #include <type_traits>
 
+#include "handlers/overloaded.h"
 #include "tags/unicode.h"
 #include "tools/report_text.h"
 
 namespace tagsmith {
 namespace {
-
-/// A visitor made of functions, one for each kind of content.
-template <typename... Cases>
-struct Overloaded : Cases... {
-  using Cases::operator()...;
-};
-// The compiler of the linter does not deduce this by itself.
-template <typename... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
 
 std::string Show(const std::wstring& text) { return Utf16ToUtf8(Utf16(text)); }
 std::string Show(bool flag) { return flag ? "yes" : "no"; }

@@ -41,7 +41,7 @@ struct Options {
 
 bool OpenAsStream(ID3Tag& tag, const std::string& path, const Reading& reading) {
   FilePointer file = OpenFile(path.c_str(), "rb");
-  if (file == nullptr) {
+  if (!file) {
     return reading.openStream(nullptr, &tag);
   }
   FileSource source(std::move(file), path);

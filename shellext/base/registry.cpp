@@ -108,8 +108,8 @@ bool CopyValue(HKEY sourceHive, const wchar_t* sourceKey, const wchar_t* sourceN
   if (!target.key) {
     return false;
   }
-  const HKEY from = source.key.Release();
-  const HKEY to = target.key.Release();
+  const HKEY from = source.key.Detach();
+  const HKEY to = target.key.Detach();
   std::vector<BYTE> data(kLargestValue);
   DWORD type = REG_NONE;
   DWORD size = kLargestValue;

@@ -259,7 +259,7 @@ bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
   }
   return ContainFileFaults(path, [&](bool& result) {
     FilePointer file = OpenTrackFile(path);
-    if (file == nullptr) {
+    if (!file) {
       return;
     }
     FileSource source(std::move(file), {});

@@ -3,7 +3,8 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <memory>
+
+#include "platform/handle.h"
 
 namespace tagsmith::standard {
 
@@ -18,7 +19,7 @@ bool Inflate(ByteView data, std::vector<std::byte>& result) {
   if (inflateInit(&stream) != Z_OK) {
     return false;
   }
-  const std::unique_ptr<z_stream, decltype(&inflateEnd)> ended(&stream, inflateEnd);
+  const Handle<z_stream*, inflateEnd> ended(&stream);
   // zlib's input is not const by its own choice; it is only read.
   stream.next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(data.data()));
   stream.avail_in = static_cast<uInt>(data.size());

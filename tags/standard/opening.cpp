@@ -129,7 +129,7 @@ bool OpenPath(ID3Tag& tag, const char* path, std::uint32_t /*scanMode*/,
   }
   return ContainFileFaults(path, [&](bool& result) {
     FilePointer file = OpenTrackFile(path);
-    if (file == nullptr) {
+    if (!file) {
       return;
     }
     tag.SetFileName(path);
