@@ -241,6 +241,9 @@ TEST(Opening, LeavesStreamsWhereTheLastReadEnded) {
     OpenTrackFromStream(&source, &tag);
     EXPECT_EQ(source.position, c.position);
     EXPECT_LE(source.calls, c.calls);
+    ProbeSource again(c.content, c.name);
+    ID3Tag standard;
+    EXPECT_LE(kStandardReading.openStream(&again, &standard) ? again.calls : 0, c.calls);
   }
 }
 
