@@ -1,6 +1,7 @@
 #include "tags/standard/fields.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "format/bounded.h"
 #include "tags/platform.h"
@@ -66,9 +67,21 @@ bool SeparatesNames(FrameId id) {
 
 Values FrameNames(const Frame& frame) {
   Values values = FrameValues(frame);
-  const bool separates = frame.version < 4 && values.size() == 1 && SeparatesNames(frame.id) &&
-                         values[0].find(u'/') != std::u16string::npos;
+  const bool separates = frame.version < 4 && values.size() == 1 && SeparatesNames(frame.id);
   return separates ? SplitNames(values[0]) : values;
+}
+
+/// The one name that a frame holds as a rule; nothing where there are several.
+std::optional<std::u16string> OnlyName(const Frame& frame) {
+  if (!TextDecoder::IsEncoding(frame.body[0])) {
+    return std::u16string();
+  }
+  TextDecoder decoder = DecoderOf(frame);
+  std::u16string name = decoder.Take();
+  const bool isOnly = frame.version >= 4
+                          ? decoder.AtEnd()
+                          : name.find(u'/') == std::u16string::npos || !SeparatesNames(frame.id);
+  return isOnly ? std::optional(std::move(name)) : std::nullopt;
 }
 
 /// The text up to `longest` characters; a pair of surrogates is not cut apart.
@@ -78,15 +91,6 @@ TagText CutText(std::u16string_view text, std::size_t longest) {
     text = text.substr(0, longest - (cutsPair ? 1 : 0));
   }
   return MakeTagText(text);
-}
-
-void StoreAll(const Values& values, std::size_t longest, TagText& field,
-              std::vector<TagText>& list) {
-  field = CutText(values.size() == 1 ? values[0] : Join(values), longest);
-  if (values.size() > 1) {
-    std::transform(values.begin(), values.end(), std::back_inserter(list),
-                   [longest](const std::u16string& value) { return CutText(value, longest); });
-  }
 }
 
 // ---- Numbers ----------------------------------------------------------------------------------
@@ -130,24 +134,40 @@ std::string_view TakeTerminated(ByteView& bytes) {
 
 // ---- Fields that hold text --------------------------------------------------------------------
 
-template <TagText V2Values::*Field>
-bool FieldFiller::StoreText(const Frame& frame) {
-  const std::u16string text = SeparatesNames(frame.id) ? Join(FrameNames(frame)) : FrameText(frame);
-  if (text.empty() || (tag_.*Field).IsPresent()) {
+bool FieldFiller::Fill(TagText& field, std::u16string_view text) const {
+  if (text.empty() || field.IsPresent()) {
     return text.empty();
   }
-  tag_.*Field = CutText(text, tag_.longestText);
+  field = CutText(text, tag_.longestText);
   return true;
+}
+
+/// Each value of a field that has several, and all of them as one text.
+bool FieldFiller::FillAll(TagText& field, std::vector<TagText>& list, const Values& values) const {
+  if (values.empty() || field.IsPresent()) {
+    return values.empty();
+  }
+  field = CutText(values.size() == 1 ? values[0] : Join(values), tag_.longestText);
+  if (values.size() > 1) {
+    std::transform(
+        values.begin(), values.end(), std::back_inserter(list),
+        [this](const std::u16string& value) { return CutText(value, tag_.longestText); });
+  }
+  return true;
+}
+
+template <TagText V2Values::*Field>
+bool FieldFiller::StoreText(const Frame& frame) {
+  const std::optional<std::u16string> only = OnlyName(frame);
+  return Fill(tag_.*Field, only ? *only : Join(FrameNames(frame)));
 }
 
 template <TagText V2Values::*Field, std::vector<TagText> V2Values::*List>
 bool FieldFiller::StoreList(const Frame& frame) {
-  const Values values = FrameNames(frame);
-  if (values.empty() || (tag_.*Field).IsPresent()) {
-    return values.empty();
+  if (const std::optional<std::u16string> only = OnlyName(frame)) {
+    return Fill(tag_.*Field, *only);
   }
-  StoreAll(values, tag_.longestText, tag_.*Field, tag_.*List);
-  return true;
+  return FillAll(tag_.*Field, tag_.*List, FrameNames(frame));
 }
 
 template <NarrowText V2Values::*Field>
@@ -223,14 +243,14 @@ bool FieldFiller::StoreUserUrl(const Frame& frame) {
 
 bool FieldFiller::StoreGenre(const Frame& frame) {
   Values genres;
-  for (const std::u16string& value : FrameValues(frame)) {
-    AddGenres(value, genres);
+  if (const std::optional<std::u16string> only = OnlyName(frame)) {
+    AddGenres(*only, genres);
+  } else {
+    for (const std::u16string& value : FrameValues(frame)) {
+      AddGenres(value, genres);
+    }
   }
-  if (genres.empty() || tag_.genre.IsPresent()) {
-    return genres.empty();
-  }
-  StoreAll(genres, tag_.longestText, tag_.genre, tag_.genres);
-  return true;
+  return FillAll(tag_.genre, tag_.genres, genres);
 }
 
 // ---- Fields that hold numbers -----------------------------------------------------------------

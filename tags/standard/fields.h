@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tags/standard/frames.h"
+#include "tags/standard/text.h"
 #include "tags/tag_model.h"
 
 namespace tagsmith::standard {
@@ -19,6 +20,9 @@ class FieldFiller {
  private:
   struct Row;
   static const Row kRows[];
+
+  bool Fill(TagText& field, std::u16string_view text) const;
+  bool FillAll(TagText& field, std::vector<TagText>& list, const Values& values) const;
 
   template <TagText V2Values::*Field>
   bool StoreText(const Frame& frame);

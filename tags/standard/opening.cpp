@@ -49,7 +49,8 @@ std::size_t TrailingTags(ByteView fileEnd, const ID3Tag& tag) {
 
 bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
   constexpr std::size_t kFileEndSize = 4096;
-  if (ReadV2(tag, reader, SourceReader::kSmallBlock)) {
+  constexpr std::size_t kLookAhead = 2048;  // a frame of any rate and the beginning of the next
+  if (ReadV2(tag, reader, kLookAhead)) {
     SkipFurtherTags(reader);
   }
   const std::optional<FirstFrame> first = FindFirstFrame(reader);
@@ -102,8 +103,9 @@ bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
     return false;
   }
   const std::uint32_t size = header->TagSize();
-  if (size < lookAhead) {
-    lookAhead -= size;  // what was read with the header is enough to begin with
+  if (size <= SourceReader::kSmallBlock) {
+    // What was read with the header is enough to begin with.
+    lookAhead = std::min(lookAhead, SourceReader::kSmallBlock - size);
   }
   std::span<std::byte> bytes = reader.Take(size, lookAhead);
   bytes = bytes.subspan(std::min(kV2HeaderSize, bytes.size()));
