@@ -26,8 +26,8 @@ std::uint32_t ReadRate(std::span<const std::byte, 6> bytes) {
 /// How a compression of AIFF-C packs samples; what COMM calls sample frames are such packets.
 struct Packing {
   std::string_view type;
-  std::uint32_t samples;
-  std::uint32_t bits;
+  std::uint32_t samples = 1;
+  std::uint32_t bits = 0;
 };
 constexpr Packing kPackings[] = {
     {"ima4", 64, 34 * 8}, {"MAC3", 6, 2 * 8}, {"MAC6", 6, 8}, {"ulaw", 1, 8}, {"alaw", 1, 8},
@@ -61,7 +61,7 @@ bool ReadAiff(ID3Tag& tag, SourceReader& reader) {
   reader.Skip(kFormSize);
   constexpr std::uint32_t kTypeSize = 4;
   AiffCommon common;
-  Packing packing{};
+  Packing packing;
   for (int i = 0; i < kMostChunks && !(tag.v2Loaded && common.sampleRate != 0); ++i) {
     const std::optional<ChunkHeader> header = ReadChunkHeader(reader);
     if (!header) {
