@@ -18,10 +18,8 @@ void ReadV1(ID3Tag& tag, ByteView fileEnd) {
     return;
   }
   const bool hasTrack = block[kV1TrackOffset - 1] == '\0' && block[kV1TrackOffset] != '\0';
-  const std::size_t textsEnd = hasTrack ? kV1TrackOffset - 1 : kV1GenreOffset;
   for (const V1Text& row : kV1Texts) {
-    std::string_view text =
-        UpToZero(block.substr(row.offset, std::min(row.size, textsEnd - row.offset)));
+    std::string_view text = UpToZero(block.substr(row.offset, row.size));
     const std::size_t start = std::min(text.find_first_not_of(' '), text.size());
     text = text.substr(start, text.find_last_not_of(' ') + 1 - start);
     CopyBounded(row.target(tag), text);

@@ -11,6 +11,7 @@
 
 #include "diag/clock.h"
 #include "diag/date_named_log.h"
+#include "diag/log_file.h"
 #include "tests/unit/test_support.h"
 
 namespace tagsmith::test {
@@ -225,6 +226,11 @@ TEST_F(Log, OpensDateNamedFiles) {
     EXPECT_EQ(Files()[name].substr(19), c.expected);
     std::filesystem::remove(Folder() / name);
   }
+  static int days;
+  UseLogFile({2, false, LogLetters::kNone}, std::fopen(file.Path(), "a"), nullptr, 0,
+             [](const std::tm& /*now*/, const LogLook& /*look*/) { ++days; });
+  WriteLogLine(1, "asks what day it is");
+  EXPECT_EQ(days, 1);
 }
 
 }  // namespace

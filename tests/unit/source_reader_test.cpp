@@ -103,6 +103,18 @@ TEST(SourceReader, ReadsWhatIsNeededWhenReadingAheadFails) {
   EXPECT_EQ(reader.LastError(), 0);
 }
 
+TEST(SourceReader, MovesASourceThatDidNotStandAtItsBeginning) {
+  const std::string content = Pattern(10'000);
+  ProbeSource source(content, "");
+  source.Seek(5000, SeekOrigin::kBegin);
+  SourceReader reader(source, content.size());
+  EXPECT_EQ(ReadText(reader, 8), content.substr(5000, 8));
+  EXPECT_TRUE(reader.SeekFromEnd(128));
+  EXPECT_EQ(ReadText(reader, 8), content.substr(9872, 8));
+  EXPECT_TRUE(reader.SeekTo(8));
+  EXPECT_EQ(ReadText(reader, 8), content.substr(8, 8));
+}
+
 TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
   const std::string content = Pattern(10'000);
   ProbeSource source(content, "");
