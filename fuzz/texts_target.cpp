@@ -1,4 +1,5 @@
 // Converts the input as text, writes it as JSON, and formats its first numbers for display.
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -21,6 +22,16 @@ void Convert(ByteView input) {
       Require(text.bytes.size() > text.length * (isWide ? 2 : 1), "a text has a terminator");
       const std::string narrow = ConvertToNarrow(input, encoding, mode);
       Require(narrow == UpToZero(text.bytes), "narrow text ends at the first zero");
+      for (const std::size_t longest : {1U, 2U, 5U, 12U, 300U}) {
+        const ConvertedText cut = ConvertText(input, encoding, mode, longest);
+        Require(cut.length == std::min<std::uint64_t>(text.length, longest), "a text is cut");
+        const std::size_t same = static_cast<std::size_t>(cut.length) * (isWide ? 2 : 1);
+        Require(cut.bytes.compare(0, same, text.bytes, 0, same) == 0,
+                "a text that is cut begins as the whole one");
+        const std::size_t beside = encoding == kUtf8 ? 3 : 2;  // mark, and zeros after it
+        Require(cut.length == text.length || cut.bytes.size() <= same + beside * (isWide ? 2 : 1),
+                "a text that is cut takes no memory for the rest");
+      }
     }
   }
 }

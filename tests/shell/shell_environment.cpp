@@ -2,6 +2,9 @@
 
 #include <shlwapi.h>
 
+#include <psapi.h>
+
+#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -30,44 +33,54 @@ const Hive kHives[] = {
 
 constexpr const wchar_t* kSettingsKey = L"Software\\Corvane\\Tagsmith\\Settings";
 
-/// What a leak would raise.
-struct Usage {
-  std::uintptr_t nextHandle = 0;  // the value of a fresh handle: lower ones are in use
-  std::size_t gdiObjects = 0;
-  std::size_t blocks = 0;  // of all heaps
-  bool operator==(const Usage&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, const Usage& usage) {
-  return out << "next handle " << usage.nextHandle << ", GDI objects " << usage.gdiObjects
-             << ", blocks " << usage.blocks;
+std::size_t FreeTlsIndices() {
+  std::vector<DWORD> taken;
+  for (DWORD index = TlsAlloc(); index != TLS_OUT_OF_INDEXES; index = TlsAlloc()) {
+    taken.push_back(index);
+  }
+  std::for_each(taken.begin(), taken.end(), TlsFree);
+  return taken.size();
 }
 
-Usage CurrentUsage() {
-  Usage usage;
-  // A new handle takes the lowest free place, which moves up when handles are left open.
-  const HANDLE probe = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  usage.nextHandle = reinterpret_cast<std::uintptr_t>(probe);
-  CloseHandle(probe);
-  usage.gdiObjects = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
-  if (usage.gdiObjects == 0) {
+std::size_t GdiObjects() {
+  std::size_t count = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
+  if (count == 0) {
     // Wine does not count them, but keeps the table of the process's GDI objects where Windows has
     // it: 24 bytes an entry, of which byte 14 is not 0 in those that are in use.
     const auto getEnvironment = FindFunction<const std::byte*(WINAPI*)()>(
         GetModuleHandleW(L"ntdll.dll"), "RtlGetCurrentPeb");
     const std::byte* table = *reinterpret_cast<const std::byte* const*>(getEnvironment() + 0xF8);
     for (std::size_t entry = 0; entry < 65536; ++entry) {
-      usage.gdiObjects += table[24 * entry + 14] != std::byte{0} ? 1 : 0;
+      count += table[24 * entry + 14] != std::byte{0} ? 1 : 0;
     }
   }
-  std::array<HANDLE, 64> heaps{};
-  const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
-  for (DWORD i = 0; i < count; ++i) {
+  return count;
+}
+
+std::size_t HeapBytes() {
+  std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
+  heaps.resize(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
+  std::size_t bytes = 0;
+  for (const HANDLE heap : heaps) {
     PROCESS_HEAP_ENTRY entry{};
-    while (HeapWalk(heaps[i], &entry) != FALSE) {
-      usage.blocks += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1 : 0;
+    while (HeapWalk(heap, &entry) != FALSE) {
+      bytes += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? entry.cbData : 0;
     }
   }
-  return usage;
+  return bytes;
+}
+
+/// A new handle takes the lowest free place, which moves up when handles are left open.
+std::uintptr_t NextHandle() {
+  const HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  CloseHandle(handle);
+  return reinterpret_cast<std::uintptr_t>(handle);
+}
+
+std::size_t PrivateBytes() {
+  PROCESS_MEMORY_COUNTERS counters{};
+  K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
+  return counters.PagefileUsage;
 }
 
 }  // namespace
@@ -147,16 +160,38 @@ LoadedModule::LoadedModule() : module_(LoadLibraryW((ProgramFolder() + L"tsshell
 
 LoadedModule::~LoadedModule() { FreeLibrary(module_); }
 
+Belongings::Belongings()
+    : tlsIndices(FreeTlsIndices()),
+      handle(NextHandle()),
+      gdiObjects(GdiObjects()),
+      privateBytes(PrivateBytes()),
+      heap(HeapBytes()) {}
+
+void Belongings::ExpectBack() const {
+  const Belongings now;
+  EXPECT_LT(now.heap, heap + 512);
+  EXPECT_LT(now.privateBytes, privateBytes + (std::size_t{4} << 20U));
+  EXPECT_EQ(now.tlsIndices, tlsIndices);
+  EXPECT_EQ(now.handle, handle);
+  EXPECT_EQ(now.gdiObjects, gdiObjects);
+}
+
+std::ostream& operator<<(std::ostream& out, const Belongings& had) {
+  return out << "free TLS indices " << had.tlsIndices << ", next handle " << had.handle
+             << ", GDI objects " << had.gdiObjects << ", private bytes " << had.privateBytes
+             << ", heap " << had.heap;
+}
+
 void ExpectNothingIsLeft(const std::function<void()>& request) {
   constexpr int kRounds = 20;  // first and second ones fill caches
   for (int i = 0; i < 2 * kRounds; ++i) {
     request();
   }
-  const Usage before = CurrentUsage();
+  const Belongings before;
   for (int i = 0; i < kRounds; ++i) {
     request();
   }
-  EXPECT_EQ(CurrentUsage(), before);
+  before.ExpectBack();
 }
 
 void TestStream::FaultIfIn(std::string_view method) const {

@@ -103,6 +103,20 @@ class NoTemporaryFolder {
   std::array<wchar_t, MAX_PATH> before_{};
 };
 
+/// What the process has.
+struct Belongings {
+  Belongings();
+  /// Since these were counted nothing is gone, and less than 512 bytes of heap are taken.
+  void ExpectBack() const;
+
+  std::size_t tlsIndices;  // free ones
+  std::uintptr_t handle;   // the value of a fresh one: lower ones are in use
+  std::size_t gdiObjects;
+  std::size_t privateBytes;
+  std::size_t heap;  // bytes in use
+};
+std::ostream& operator<<(std::ostream& out, const Belongings& had);
+
 /// Expects that requests leave no memory, handle or GDI object behind.
 void ExpectNothingIsLeft(const std::function<void()>& request);
 

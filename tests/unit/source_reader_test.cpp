@@ -138,17 +138,5 @@ TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
   EXPECT_EQ(ReadText(reader, 4), content.substr(12, 4));
 }
 
-TEST(SourceReader, WorksOnASourceThatCannotSeek) {
-  const std::string content = Pattern(50'000);
-  ProbeSource source(content, "");
-  source.failsSeeks = true;
-  SourceReader reader(source, 0);
-  EXPECT_FALSE(reader.SeekFromEnd(128));
-  EXPECT_FALSE(reader.SeekTo(0));
-  EXPECT_EQ(ReadText(reader, 10), content.substr(0, 10));
-  EXPECT_EQ(Text(reader.Take(30'000, 412)), content.substr(10, 30'000));
-  EXPECT_EQ(ReadText(reader, 100), content.substr(30'010, 100));
-}
-
 }  // namespace
 }  // namespace tagsmith::test

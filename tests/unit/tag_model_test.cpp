@@ -71,30 +71,5 @@ TEST(TagModel, SampleRates) {
   EXPECT_EQ(tag.GetSampleRate(), 0.0F);
 }
 
-/// A text that is cut begins as the whole one does, whatever its encoding and faults.
-TEST(TagModel, CutTextsBeginAsWholeOnes) {
-  const std::string sources[] = {
-      "plain \r one\nand\r\n\ntwo",    "gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xB5\n\n x",
-      "good\xC3\xBC bad \xFF\xFE",     "\xFF\xFEw\0i\0\n\0d\0\r\0\n\0e\0"s,
-      "\xFE\xFF\0w\0i\x01\x02\0d\0e"s, "\0b\0\n\0e\0)\0x"s};
-  for (const std::string& source : sources) {
-    for (const std::uint32_t encoding : {kLatin1, kUtf16, kUtf16Be, kUtf8}) {
-      for (const TextReduction mode :
-           {TextReduction::kKeepUnicode, TextReduction::kAscii, TextReduction::kLatin1}) {
-        const ConvertedText whole = ConvertText(Bytes(source), encoding, mode);
-        const std::size_t unit = encoding != kLatin1 && mode == TextReduction::kKeepUnicode ? 2 : 1;
-        for (std::size_t longest = 1; longest < 12; ++longest) {
-          const ConvertedText cut = ConvertText(Bytes(source), encoding, mode, longest);
-          ASSERT_EQ(cut.length, std::min<std::uint64_t>(whole.length, longest));
-          const std::size_t same = static_cast<std::size_t>(cut.length) * unit;
-          EXPECT_EQ(cut.bytes.substr(0, same), whole.bytes.substr(0, same));
-          const std::size_t beside = encoding == kUtf8 ? 3 : 2;  // mark, and zeros after it
-          EXPECT_TRUE(cut.length == whole.length || cut.bytes.size() <= same + beside * unit);
-        }
-      }
-    }
-  }
-}
-
 }  // namespace
 }  // namespace tagsmith::test
