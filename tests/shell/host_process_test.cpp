@@ -19,7 +19,7 @@ namespace {
 
 // ---- Requests ---------------------------------------------------------------------------------
 
-struct Track {
+struct SoakTrack {
   const wchar_t* name;
   std::string content;
 };
@@ -27,15 +27,16 @@ struct Track {
 std::string PictureTag(std::string_view mime, std::string_view picture) {
   return V2Tag(3, Frame(3, "TIT2", "\0Title"s) + PictureFrame(mime, picture));
 }
-const std::string kTag = PictureTag("image/bmp", BmpPicture(2, 2, 32, "", std::string(16, 'p')));
+const std::string kPictureTag =
+    PictureTag("image/bmp", BmpPicture(2, 2, 32, "", std::string(16, 'p')));
 
 /// The first is a small one with a picture; the last ones are hostile.
-const Track kTracks[] = {
-    {L"s.mp3", kTag + MpegFrames(k128, 4)},
-    {L"s.aif", Aiff("AIFF", CommChunk(2, 44100, 16) + Chunk("ID3 ", kTag))},
+const SoakTrack kTracks[] = {
+    {L"s.mp3", kPictureTag + MpegFrames(k128, 4)},
+    {L"s.aif", Aiff("AIFF", CommChunk(2, 44100, 16) + Chunk("ID3 ", kPictureTag))},
     {L"s.mp3", MpegFrames(k128, 4) + V1Block("Title", 1, 2)},
     {L"s.mp3", PictureTag("image/png", PngHead(46'000, 46'000, 1, 0)) + MpegFrames(k128, 4)},
-    {L"s.mp3", "ID3\3\0\0\0\x3F\x7F\x7F"s + kTag.substr(10)},
+    {L"s.mp3", "ID3\3\0\0\0\x3F\x7F\x7F"s + kPictureTag.substr(10)},
     {L"s.aif", Aiff("AIFF", CommChunk(2, 44100, 16) + "SSND\xFF\xFF\xFF\xF8" + "12345678")},
 };
 
@@ -43,7 +44,7 @@ const Track kTracks[] = {
 class TroubledStream : public TestStream {
  public:
   enum Kind { kError, kShort, kOverstated, kException, kKinds };
-  TroubledStream(const Track& track, Kind kind, int trouble)
+  TroubledStream(const SoakTrack& track, Kind kind, int trouble)
       : TestStream(track.content, track.name), kind_(kind), left_(trouble) {}
 
   STDMETHODIMP Read(void* data, ULONG wanted, ULONG* count) override {
@@ -123,7 +124,7 @@ using Request = HRESULT (*)(const LoadedModule& module, IStream& stream);
 constexpr Request kRequests[] = {AskForProperties, AskForPicture};
 
 void AskAll(const LoadedModule& module, TroubledStream::Kind kind, int trouble,
-            const Track& track = kTracks[0]) {
+            const SoakTrack& track = kTracks[0]) {
   for (const Request request : kRequests) {
     TroubledStream stream(track, kind, trouble);
     request(module, stream);
