@@ -1,12 +1,12 @@
 #include "handlers/chosen_reading.h"
 
 #include "shellext/base/handler_ids.h"
-#include "shellext/base/registry.h"
+#include "shellext/base/settings.h"
 
 namespace tagsmith {
 
 const Reading& ChosenReading() {
-  return IsSwitchedOn(kStandardReadingSetting) ? kStandardReading : kOwnReading;
+  return IsOnForUser(kStandardReadingSetting) ? kStandardReading : kOwnReading;
 }
 
 }  // namespace tagsmith

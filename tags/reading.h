@@ -1,5 +1,5 @@
-// The two ways to read a track: the system's own, which its files and users rely on, and that of
-// the formats' documents. They fill the same tag model; either does without the other.
+// The two ways to read a track: the editor's, by which its users know their files, and that of the
+// formats' documents. They fill the same tag model; either does without the other.
 #pragma once
 
 #include "tags/own/track_opening.h"

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "handlers/chosen_reading.h"
 #include "platform/handle.h"
 #include "tags/reading.h"
 #include "tools/arguments.h"
@@ -88,7 +89,7 @@ CommandLine ParseArguments(Options& options, std::vector<std::string> arguments)
 }
 
 const Reading& ReadingOf(const Options& options) {
-  return options.standard ? kStandardReading : kOwnReading;
+  return options.standard ? kStandardReading : ChosenReading();
 }
 
 bool AreAllAnswered(const FileReport& report, const Options& options) {

@@ -69,11 +69,6 @@ DWORD ReadDwordSetting(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD
   return value;
 }
 
-bool IsSwitchedOn(const wchar_t* setting) {
-  return ReadDwordSetting(HKEY_LOCAL_MACHINE, kSettingsKey, setting, 0) == 1 &&
-         ReadDwordSetting(HKEY_CURRENT_USER, kSettingsKey, setting, 1) == 1;
-}
-
 bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const char* defaultValue,
                        std::span<char> buffer) {
   CopyBounded(buffer, defaultValue);

@@ -15,10 +15,6 @@ namespace tagsmith {
 /// The value when it exists and is a DWORD, else `defaultValue`.
 DWORD ReadDwordSetting(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD defaultValue);
 
-/// Whether a setting is 1 for the machine (0 where it is absent) and the user has not switched it
-/// off (1 where it is absent).
-bool IsSwitchedOn(const wchar_t* setting);
-
 /// Fills `buffer` (capacity, terminator included) with `defaultValue`, then, when the value exists
 /// and is a string, with its text in the ANSI code page. Whether the key could be opened.
 bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const char* defaultValue,
