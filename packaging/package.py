@@ -43,6 +43,7 @@ LINKED = [
      'mingw-w64 project; Lockless Inc.'),
     ('mingw-w64 run-time library', 'mingw-w64-x86-64-dev',
      'ZPL-2.1 AND LicenseRef-Lucent AND BSD-2-Clause AND ISC', 'mingw-w64 project and others'),
+    ('zlib', 'libz-mingw-w64-dev', 'Zlib', 'Jean-loup Gailly and Mark Adler'),
 ]
 
 # Custom actions call the installed module, deferred and with the installer's rights (3089); removal
@@ -113,8 +114,9 @@ def make_installer(folder, version, module_version, installer):
         "UPDATE InstallExecuteSequence SET Sequence=1501 WHERE Action='RemoveExistingProducts'",
         "CREATE TABLE `Condition` (`Feature_` CHAR(38) NOT NULL, `Level` INT NOT NULL, "
         "`Condition` CHAR(255) PRIMARY KEY `Feature_`, `Level`)",
-        "INSERT INTO Condition (Feature_, Level, Condition) VALUES "
-        "('Columns', 0, 'VersionNT >= 600')",
+        *("INSERT INTO Condition (Feature_, Level, Condition) VALUES "
+          f"('{feature}', 0, 'VersionNT {systems} 600')"
+          for feature, systems in (('Columns', '>='), ('Tools', '<'))),
     ]
     for action, kind, function, condition, sequence in ACTIONS:
         queries += [
@@ -175,6 +177,10 @@ def bill_of_materials(files, version, folder):
                            path.read_bytes()).hexdigest()},
                            {'algorithm': 'SHA256', 'checksumValue': sha256(path)}]})
         relate('tsshell', 'CONTAINS', reference)
+    sums = sorted(file['checksums'][0]['checksumValue'] for file in listed)
+    packages[0]['filesAnalyzed'] = True
+    packages[0]['packageVerificationCode'] = {
+        'packageVerificationCodeValue': hashlib.sha1(''.join(sums).encode()).hexdigest()}
     created = datetime.datetime.fromtimestamp(EPOCH, datetime.timezone.utc)
     return json.dumps({
         'spdxVersion': 'SPDX-2.3', 'dataLicense': 'CC0-1.0', 'SPDXID': 'SPDXRef-DOCUMENT',

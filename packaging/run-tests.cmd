@@ -12,14 +12,20 @@ set shell_test=--gtest_filter=-PropertySystem.*:OldSystem.*
 set TAGSMITH_EXPECTED=%~dp0expected\
 ver > report.txt
 for %%p in (%programs%) do call :program %%p
-rem The module serves a handler only where its setting is on.
-set settings=HKLM\Software\Corvane\Tagsmith\Settings
-reg query "%settings%" >nul 2>&1
-set added=%errorlevel%
-if not %added%==0 for %%h in (property thumbnail column) do reg add "%settings%" /v "Add %%h handler" /t REG_DWORD /d 1 /f >nul
+rem The module serves a handler only where its setting is on, and reads as another setting says: these
+rem settings are set aside, in settings.reg, and put back.
+set product=HKLM\Software\Corvane\Tagsmith
+reg query "%product%" >nul 2>&1
+set isnew=%errorlevel%
+if exist settings.reg del settings.reg
+reg export "%product%\Settings" settings.reg /y >nul 2>&1
+reg delete "%product%\Settings" /f >nul 2>&1
+for %%h in (property thumbnail column) do reg add "%product%\Settings" /v "Add %%h handler" /t REG_DWORD /d 1 /f >nul
 for %%f in (samples\*) do call :answers %%f %%~nxf
+reg delete "%product%\Settings" /f >nul
+if exist settings.reg reg import settings.reg >nul 2>&1
+if not %isnew%==0 reg delete "%product%" /f >nul
 bin\tsprobe.exe --registration --text >> report.txt
-if not %added%==0 reg delete HKLM\Software\Corvane\Tagsmith /f >nul
 echo %passed% passed, %failed% failed >> report.txt
 echo %passed% passed, %failed% failed
 if not %failed%==0 exit /b 1

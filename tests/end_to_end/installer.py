@@ -178,7 +178,7 @@ def check_answers(prefix, folder):
     answer, verdicts = registration()
     assert verdicts.items() >= {(what, then[0]) for what, then in ANSWERS.items()}, answer
     assert [found['version'] for found in answer['classes']] == [OLD + '.0'] * 2 + [''], answer
-    assert [setting['machine'] for setting in answer['settings']] == [1, 1, None, 1, None], answer
+    assert [setting['machine'] for setting in answer['settings']] == [1, 1, None, 1, 1, None], answer
     assert answer['types'][2]['properties']['backup'] == FOREIGN, answer
     for name, action in (('set', '@reg add "{}" /v "{}" /t {} /d {} /f'),
                          ('unset', '@reg delete "{}" /v "{}" /f')):

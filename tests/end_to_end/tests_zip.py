@@ -30,8 +30,15 @@ def main():
             assert ran.returncode == expected_code, ran
             return ran.stdout.decode().split('\r\n')[-2]
 
+        def settings(*action):
+            return subprocess.run([tracks.SCRIPTS / 'run-wine.sh', 'reg', *action], env=environment, check=True,
+                                  stdin=subprocess.DEVNULL, capture_output=True).stdout
+
+        reading = [r'HKLM\Software\Corvane\Tagsmith\Settings', '/v', 'Standard reading']
+        settings('add', *reading, '/t', 'REG_DWORD', '/d', '1')
         count = len(PROGRAMS) + len(list((folder / 'zip/samples').iterdir()))
         assert run(0) == f'{count} passed, 0 failed'
+        assert b'0x1' in settings('query', *reading)
         answer = folder / 'zip/expected/chord.mp3.json'
         answer.write_text(answer.read_text().replace('chord', 'other', 1))
         (folder / 'zip/bin/tags_test.exe').unlink()
