@@ -76,8 +76,9 @@ bool ReadAiff(ID3Tag& tag, SourceReader& reader) {
       ReadV2(tag, reader, 0);
     }
     reader.Skip(static_cast<std::int64_t>(end - reader.Position()));
-    if (header->size % 2 != 0 && !IsChunkId(reader.Peek(4))) {
-      reader.Skip(1);  // the padding byte, which some writers leave out
+    if (header->size % 2 != 0) {  // a padding byte follows, which some writers leave out
+      const ByteView next = reader.Peek(5);
+      reader.Skip(IsChunkId(After(next, 1)) || !IsChunkId(next) ? 1 : 0);
     }
   }
   if (!StoreAiffDetails(tag, common)) {

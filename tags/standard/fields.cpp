@@ -206,7 +206,7 @@ bool FieldFiller::StoreLanguageText(const Frame& frame) {
   TextDecoder decoder(frame.body.subspan(kLanguageEnd),
                       std::to_integer<std::uint32_t>(frame.body[0]));
   const std::u16string description = decoder.Take();
-  const std::u16string text = TakeJoined(decoder);
+  const std::u16string text = frame.version < 4 ? decoder.Take() : TakeJoined(decoder);
   // A player keeps data of its own in comments that are described so.
   if (text.empty() || description.starts_with(u"iTun")) {
     return true;

@@ -35,7 +35,7 @@ bool Inflate(ByteView data, std::vector<std::byte>& result) {
       break;
     }
   }
-  return !result.empty();
+  return !result.empty() && (status == Z_STREAM_END || result.size() < limit);
 }
 
 }  // namespace tagsmith::standard

@@ -8,8 +8,8 @@
 namespace tagsmith::standard {
 
 /// Inflates zlib data (RFC 1950) into `result`. Of data that is cut or damaged comes what stands
-/// before the damage, and never more than 32 times its length or 64 MB, which no text or picture
-/// reaches. False when nothing comes.
+/// before the damage. False when nothing comes, or more than 32 times its length or 64 MB, which no
+/// text or picture reaches.
 bool Inflate(ByteView data, std::vector<std::byte>& result);
 
 }  // namespace tagsmith::standard

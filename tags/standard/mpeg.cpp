@@ -311,6 +311,7 @@ FrameRun SampleFrames(SourceReader& reader, std::uint32_t header, std::uint64_t 
   FrameRun all;
   const bool isShort = bytes <= kReadWhole;
   const std::uint64_t places = isShort ? 1 : kPlaces;
+  reader.UseLargeBlocks();  // a place is one call
   for (std::uint64_t i = 0; i < places; ++i) {
     const std::uint64_t offset = isShort ? 0 : bytes / (2 * kPlaces) * (2 * i + 1);
     if (reader.SeekTo(start + offset)) {

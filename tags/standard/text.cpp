@@ -37,13 +37,20 @@ std::u16string DecodeUtf8(std::string_view text) {
   return result;
 }
 
+/// Whether the first of the 16-bit units that is not zero is a Latin letter, its high byte first.
+bool BeginsWithHighByte(ByteView bytes) {
+  while (bytes.size() >= 2 && bytes[0] == std::byte{0} && bytes[1] == std::byte{0}) {
+    bytes = bytes.subspan(2);
+  }
+  return bytes.size() >= 2 && bytes[0] == std::byte{0};
+}
+
 }  // namespace
 
 TextDecoder::TextDecoder(ByteView bytes, std::uint32_t encoding)
     : bytes_(bytes),
       encoding_(encoding),
-      isBigEndian_(encoding == kUtf16Be ||
-                   (bytes.size() >= 2 && bytes[0] == std::byte{0} && bytes[1] != std::byte{0})) {}
+      isBigEndian_(encoding == kUtf16Be || BeginsWithHighByte(bytes)) {}
 
 std::u16string TextDecoder::Take() {
   std::u16string text = IsWide()               ? TakeWide()
