@@ -26,7 +26,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string report = fuzz::Open(source);
     const std::string slowReport = fuzz::Open(slow);
     fuzz::Require(report == slowReport,
-                  "short reads change nothing:\n" + report + "\n" + slowReport);
+                  std::string("short reads change nothing:\n").append(report).append(slowReport));
 
     test::ProbeSource liar(input, name);
     liar.size = size % 3 == 0 ? 0 : ~std::uint64_t{0};

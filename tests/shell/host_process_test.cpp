@@ -27,18 +27,21 @@ struct SoakTrack {
 std::string PictureTag(std::string_view mime, std::string_view picture) {
   return V2Tag(3, Frame(3, "TIT2", "\0Title"s) + PictureFrame(mime, picture));
 }
-const std::string kPictureTag =
-    PictureTag("image/bmp", BmpPicture(2, 2, 32, "", std::string(16, 'p')));
 
 /// The first is a small one with a picture; the last ones are hostile.
-const SoakTrack kTracks[] = {
-    {L"s.mp3", kPictureTag + MpegFrames(k128, 4)},
-    {L"s.aif", Aiff("AIFF", CommChunk(2, 44100, 16) + Chunk("ID3 ", kPictureTag))},
-    {L"s.mp3", MpegFrames(k128, 4) + V1Block("Title", 1, 2)},
-    {L"s.mp3", PictureTag("image/png", PngHead(46'000, 46'000, 1, 0)) + MpegFrames(k128, 4)},
-    {L"s.mp3", "ID3\3\0\0\0\x3F\x7F\x7F"s + kPictureTag.substr(10)},
-    {L"s.aif", Aiff("AIFF", CommChunk(2, 44100, 16) + "SSND\xFF\xFF\xFF\xF8" + "12345678")},
-};
+const std::vector<SoakTrack>& Tracks() {
+  static const std::string tag =
+      PictureTag("image/bmp", BmpPicture(2, 2, 32, "", std::string(16, 'p')));
+  static const std::vector<SoakTrack> tracks = {
+      {L"s.mp3", tag + MpegFrames(k128, 4)},
+      {L"s.aif", Aiff("AIFF", CommChunk(2, 44100, 16) + Chunk("ID3 ", tag))},
+      {L"s.mp3", MpegFrames(k128, 4) + V1Block("Title", 1, 2)},
+      {L"s.mp3", PictureTag("image/png", PngHead(46'000, 46'000, 1, 0)) + MpegFrames(k128, 4)},
+      {L"s.mp3", "ID3\3\0\0\0\x3F\x7F\x7F"s + tag.substr(10)},
+      {L"s.aif", Aiff("AIFF", CommChunk(2, 44100, 16) + "SSND\xFF\xFF\xFF\xF8" + "12345678")},
+  };
+  return tracks;
+}
 
 /// A stream whose calls number `trouble` and beyond end in a way that a host's may.
 class TroubledStream : public TestStream {
@@ -124,7 +127,7 @@ using Request = HRESULT (*)(const LoadedModule& module, IStream& stream);
 constexpr Request kRequests[] = {AskForProperties, AskForPicture};
 
 void AskAll(const LoadedModule& module, TroubledStream::Kind kind, int trouble,
-            const SoakTrack& track = kTracks[0]) {
+            const SoakTrack& track = Tracks()[0]) {
   for (const Request request : kRequests) {
     TroubledStream stream(track, kind, trouble);
     request(module, stream);
@@ -182,7 +185,7 @@ TEST_F(HostProcess, LosesNothingToTroubledStreams) {
         const Belongings before;
         bool isReached = true;
         for (int trouble = 0; isReached; ++trouble) {
-          TroubledStream stream(kTracks[0], static_cast<TroubledStream::Kind>(kind), trouble);
+          TroubledStream stream(Tracks()[0], static_cast<TroubledStream::Kind>(kind), trouble);
           request(module, stream);
           EXPECT_EQ(stream.references, 1U);
           isReached = stream.WasCalledOften();
@@ -208,7 +211,7 @@ TEST_F(HostProcess, IsFlatUnderThreads) {
       thread = std::jthread([&module, rounds] {
         for (std::size_t i = 0; i < rounds / (kThreads * std::size(kRequests)); ++i) {
           AskAll(module, static_cast<TroubledStream::Kind>(i % TroubledStream::kKinds),
-                 static_cast<int>(i % 25), kTracks[i % std::size(kTracks)]);
+                 static_cast<int>(i % 25), Tracks()[i % Tracks().size()]);
         }
       });
     }
