@@ -3,7 +3,7 @@
 #pragma once
 
 #include "diag/log.h"
-#include "tags/byte_source.h"
+#include "tags/file_source.h"
 #include "tags/platform.h"
 #include "tags/tag_model.h"
 
@@ -23,11 +23,11 @@ bool CheckExtension(const char* path, ID3Tag* tag);
 /// logged.
 bool IsReadOnly(const char* path);
 
-/// Opens the file at `path` (UTF-8) for reading; null on failure.
-FilePointer OpenTrackFile(const char* path);
-
 /// Reads a track; what it reached stands in `result` even when it throws.
 using StreamReading = void (*)(ID3Tag& tag, ByteSource& source, bool& result);
+
+/// Opens the file at `path` (UTF-8) for reading; null on failure, which is logged.
+FilePointer OpenTrackFile(const char* path);
 
 /// The result that `read` reached. Null pointers give false.
 bool ContainStreamFaults(ByteSource* source, ID3Tag* tag, StreamReading read);
@@ -42,6 +42,17 @@ bool ContainFileFaults(const char* path, Open open) {
     WriteLogLine(kLogError, "Failed to open the ID3 data in the file '%s'", path);
   }
   return result;
+}
+
+/// Opens the file and has `read` read it, which takes its source and the result that it reaches.
+template <typename Read>
+bool ReadFileContained(const char* path, Read read) {
+  return ContainFileFaults(path, [&](bool& result) {
+    if (FilePointer file = OpenTrackFile(path)) {
+      FileSource source(std::move(file), path);
+      read(source, result);
+    }
+  });
 }
 
 }  // namespace tagsmith

@@ -257,12 +257,7 @@ bool OpenTrackFromFile(ID3Tag& tag, const char* path, std::uint32_t scanMode,
   if (checkWritable) {
     tag.readOnly = IsReadOnly(path);
   }
-  return ContainFileFaults(path, [&](bool& result) {
-    FilePointer file = OpenTrackFile(path);
-    if (!file) {
-      return;
-    }
-    FileSource source(std::move(file), {});
+  return ReadFileContained(path, [&](ByteSource& source, bool& result) {
     ReadFileTrack(tag, source, path, scanMode, progress, result);
   });
 }

@@ -129,13 +129,8 @@ bool OpenPath(ID3Tag& tag, const char* path, std::uint32_t /*scanMode*/,
   if (checkWritable) {
     tag.readOnly = IsReadOnly(path);
   }
-  return ContainFileFaults(path, [&](bool& result) {
-    FilePointer file = OpenTrackFile(path);
-    if (!file) {
-      return;
-    }
+  return ReadFileContained(path, [&](ByteSource& source, bool& result) {
     tag.SetFileName(path);
-    FileSource source(std::move(file), path);
     ReadTrack(tag, source, result);
   });
 }
