@@ -8,14 +8,11 @@ failed=0
 
 step() { printf '\n== %s\n' "$1"; }
 
+# run_tests PRESET JOBS
 run_tests() {
   local output=build/$1/ctest-output.txt line
   step "Tests: $1"
-  if [[ $1 == windows ]]; then
-    # Starts Wine's services with an output that nobody waits for: they would hold a test's own.
-    scripts/run-wine.sh build/windows/bin/tsprobe.exe none.mp3 >/dev/null 2>&1 </dev/null
-  fi
-  ctest --preset "$1" -j "$(nproc)" 2>&1 | tee "$output"
+  ctest --preset "$1" -j "$2" 2>&1 | tee "$output"
   line=$(grep -E 'tests? failed out of' "$output" | tail -n 1)
   if [[ $line =~ ([0-9]+)\ tests?\ failed\ out\ of\ ([0-9]+) ]]; then
     failed=$((failed + BASH_REMATCH[1]))
@@ -32,11 +29,14 @@ for preset in native native-sanitize windows; do
 done
 scripts/register-module.sh build/windows/bin/tsshell.dll || exit 1
 
-run_tests native
-run_tests native-sanitize
 # The tests under Wine wait more than they work: meanwhile the sources are linted.
 nice scripts/lint.sh >build/lint-output.txt 2>&1 &
-run_tests windows
+# Starts Wine's services with an output that nobody waits for: they would hold a test's own.
+scripts/run-wine.sh build/windows/bin/tsprobe.exe none.mp3 >/dev/null 2>&1 </dev/null
+
+run_tests native "$(nproc)"
+run_tests native-sanitize "$(nproc)"
+run_tests windows $((2 * $(nproc)))
 
 step "Format and lint"
 if wait $!; then

@@ -25,29 +25,43 @@ git ls-files -co --exclude-standard '*.cpp' '*.h' '*.h.in' '*.rc' | xargs grep -
 
 deep=()
 [[ ${1:-} != --deep ]] || deep=(--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers)
-windows=(--extra-arg=--target=x86_64-w64-mingw32 --extra-arg=-Wno-c++11-narrowing
-  --extra-arg=-Wno-unknown-attributes)
+
+sources=$(git ls-files -co --exclude-standard '*.cpp' '*.h' '*.h.in' '*.rc' '*CMakeLists.txt' '*.cmake' \
+  CMakePresets.json .clang-tidy scripts/lint.sh | sort -u | xargs md5sum 2>/dev/null)
+if [[ -z ${deep[*]} && -f build/lint/clean && $(<build/lint/clean) == "$sources" ]]; then
+  echo "Nothing has changed since it was linted"
+  exit
+fi
+
+# clang for the cross compiler: its target, and the headers of its library.
+clang="clang++ --target=x86_64-w64-mingw32 -Wno-c++11-narrowing -Wno-unknown-attributes"
 while read -r folder; do
-  [[ $folder == */include/c++* ]] && windows+=("--extra-arg=-isystem$folder")
+  [[ $folder != */include/c++* ]] || clang+=" -isystem $folder"
 done < <(x86_64-w64-mingw32-g++-posix -xc++ -E -v - 2>&1 </dev/null)
 
+# What both builds compile, the sources of a target as one unit; each source where it comes first.
+mkdir -p build/lint
 for preset in native windows; do
-  cmake --preset "$preset" -B "build/lint-$preset" -DCMAKE_UNITY_BUILD=ON \
-    -DCMAKE_UNITY_BUILD_BATCH_SIZE=0 >/dev/null || exit 1
+  cmake --preset "$preset" -B "build/lint/$preset" -DCMAKE_UNITY_BUILD=ON >/dev/null || exit 1
 done
+{
+  sed '$d' build/lint/native/compile_commands.json
+  echo ,
+  sed "1d; s|/[^ ]*/x86_64-w64-mingw32-g++-posix |$clang |" build/lint/windows/compile_commands.json
+} >build/lint/compile_commands.json
+: >build/lint/seen
+units=$(grep -oP '"file": "\K[^"]+\.c(pp|xx)(?=")' build/lint/compile_commands.json | grep -v /_deps/ |
+  while read -r unit; do
+    if [[ $unit == */Unity/* ]]; then
+      grep -h '^#include' "$unit" | grep -vxFf build/lint/seen >build/lint/unit
+      cat build/lint/unit >>build/lint/seen
+      cp build/lint/unit "$unit"
+      [[ -s $unit ]] || continue
+    fi
+    echo "$unit"
+  done)
 
-# What the builds compile, the sources of a target as one; each only where it comes first.
-units=$(grep -ohP '"file": "\K[^"]+\.c(pp|xx)(?=")' build/lint-{native,windows}/compile_commands.json |
-  grep -v /_deps/ | xargs md5sum | awk '!seen[$1]++ { print $2 }')
-
-# tidy PRESET [ARGUMENT...]: reads file names
-tidy() {
-  xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p "build/lint-$1" "${@:2}" "${deep[@]}" \
-    --checks=-bugprone-suspicious-include --extra-arg=-Wno-unknown-warning-option 2>/dev/null
-}
-
-grep /lint-native/ <<<"$units" | tidy native
-native_result=$?
-grep -v /lint-native/ <<<"$units" | tidy windows "${windows[@]}"
-windows_result=$?
-exit $((native_result | windows_result))
+# The last ones take the longest.
+tac <<<"$units" | xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p build/lint "${deep[@]}" \
+  --checks=-bugprone-suspicious-include --extra-arg=-Wno-unknown-warning-option 2>/dev/null || exit 1
+[[ -n ${deep[*]} ]] || echo "$sources" >build/lint/clean
