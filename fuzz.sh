@@ -14,26 +14,24 @@ build=build/fuzz
 mkdir -p "$build/findings" "$build/profiles"
 
 scripts/setup.sh fuzz
-scripts/build.sh fuzz "${targets[@]/#/fuzz_}"
+scripts/build.sh fuzz fuzz_targets
 
 run() {
   local corpus=$build/corpus/$1
-  export LLVM_PROFILE_FILE=$build/profiles/$1.profraw
+  export LLVM_PROFILE_FILE=$build/profiles/$1.profraw TAGSMITH_FUZZ_TARGET=$1
   mkdir -p "$corpus"
-  "$build/bin/fuzz_$1" --write-seeds "$corpus"
-  "$build/bin/fuzz_$1" "$corpus" fuzz/inputs "${@:2}" -dict=fuzz/tracks.dict \
+  "$build/bin/fuzz_targets" --write-seeds "$corpus"
+  "$build/bin/fuzz_targets" "$corpus" fuzz/inputs "${@:2}" -dict=fuzz/tracks.dict \
     -max_len="${longest[$1]:-20000}" -timeout=10 -rss_limit_mb=1024 -malloc_limit_mb=64 \
     -artifact_prefix="$build/findings/$1-" -print_final_stats=1
 }
 
 if [[ $target == coverage ]]; then
-  objects=()
   for each in "${targets[@]}"; do
     run "$each" -runs=0 2>/dev/null
-    objects+=(-object "$build/bin/fuzz_$each")
   done
   llvm-profdata merge -sparse "$build"/profiles/*.profraw -o "$build/tags.profdata"
-  llvm-cov report "${objects[@]:1}" -instr-profile="$build/tags.profdata" tags
+  llvm-cov report "$build/bin/fuzz_targets" -instr-profile="$build/tags.profdata" tags
   exit
 fi
 [[ $target == all ]] || targets=("$target")

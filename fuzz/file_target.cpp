@@ -2,9 +2,9 @@
 #include "fuzz/target.h"
 #include "tags/own/track_opening.h"
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace tagsmith;
-  const std::string_view input = fuzz::AsInput(data, size);
+namespace tagsmith::fuzz {
+
+void CheckFile(std::string_view input) {
   for (const char* name : {"f.mp3", "f.aif", "f.tdf"}) {
     for (const std::uint32_t mode : {kScanAll, kScanQuick, kScanConstant}) {
       ID3Tag tag;
@@ -17,5 +17,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
       ReadTrackFile(tag, source, name, mode, nullptr);
     }
   }
-  return 0;
 }
+
+}  // namespace tagsmith::fuzz

@@ -2,7 +2,8 @@
 #include "fuzz/target.h"
 #include "tags/picture_size.h"
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  tagsmith::ReadPictureSize(tagsmith::test::Bytes(tagsmith::fuzz::AsInput(data, size)));
-  return 0;
-}
+namespace tagsmith::fuzz {
+
+void CheckPicture(std::string_view input) { ReadPictureSize(test::Bytes(input)); }
+
+}  // namespace tagsmith::fuzz

@@ -1,5 +1,5 @@
 // Stands in for libFuzzer: runs the inputs given, the seeds and mutations of them through a target:
-// TARGET ROUNDS [FILE...]
+// fuzz_targets TARGET ROUNDS [FILE...]
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,27 +11,20 @@
 #include "fuzz/seeds.h"
 #include "fuzz/target.h"
 
-namespace {
-
-void Run(const std::string& input) {
-  LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
   using namespace tagsmith;
+  const fuzz::Target check = fuzz::FindTarget(argc > 1 ? argv[1] : "");
   ConfigureLog(kLogInformation, std::fopen("/dev/null", "w"), nullptr, false, LogLetters::kNone);
   std::vector<std::string> seeds = fuzz::Seeds();
-  for (int i = 2; i < argc; ++i) {
+  for (int i = 3; i < argc; ++i) {
     std::ifstream file(argv[i], std::ios::binary);
     seeds.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
   }
   for (const std::string& seed : seeds) {
-    Run(seed);
+    check(seed);
   }
   std::minstd_rand random(20240517);
-  for (long round = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 0; round > 0; --round) {
+  for (long round = argc > 2 ? std::strtol(argv[2], nullptr, 10) : 0; round > 0; --round) {
     std::string input = seeds[random() % seeds.size()];
     for (std::size_t changes = 1 + random() % 6; changes != 0; --changes) {
       fuzz::MutateStructure(input, static_cast<std::uint32_t>(random()));
@@ -39,6 +32,6 @@ int main(int argc, char** argv) {
         input[random() % input.size()] = static_cast<char>(random());
       }
     }
-    Run(input);
+    check(input);
   }
 }

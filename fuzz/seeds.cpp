@@ -49,7 +49,7 @@ std::vector<std::string> Seeds() {
       "\xFF\xFEw\0i\0\n\0d\0\r\0\n\0e\0"s,
       "\xFE\xFF\0w\0i\x01\x02\0d\0e"s,
       "\0b\0\n\0e\0)\0x"s,
-      PngHead(64, 64, 8, 2),
+      "\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR\0\0\0\x40\0\0\0\x40\x08\2\0\0\0"s,
       BmpPicture(8, 8, 24, "", "rows"),
       "\xFF\xD8\xFF\xE0\0\6JFIF\xFF\xC2\0\x0B\x08\0\x10\0\x10\3"s,
       "GIF89a\4\0\4\0\x80\0\0pppppp!\xF9\4....\0,\0\0\0\0\4\0\4\0\0\2\1x\0;"s,

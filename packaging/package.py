@@ -30,7 +30,7 @@ TEXTS = {'Tagsmith.propdesc': 'Tagsmith.propdesc', 'NOTICE': 'NOTICE.txt',
 
 # In the archive of tests: its programs, and the pictures of its samples, of which Windows may make
 # something else than Wine does.
-TEST_PROGRAMS = ['format_test', 'diag_test', 'tags_test', 'shell_test', 'same_text']
+TEST_PROGRAMS = ['unit_test', 'shell_test', 'same_text']
 PICTURES = {'opaque.png': ['gradient:red-blue'], 'alpha.png': ['xc:#ff000080'],
             'cut.jpg': ['plasma:red-blue', '-seed', '7'],
             'grey.jpg': ['gradient:', '-colorspace', 'Gray']}

@@ -7,8 +7,8 @@ cd /d "%~dp0"
 set passed=0
 set failed=0
 set programs=%*
-if "%programs%"=="" set programs=format_test diag_test tags_test shell_test
-set shell_test=--gtest_filter=-PropertySystem.*:OldSystem.*
+if "%programs%"=="" set programs=unit_test shell_test
+set shell_test=--gtest_filter=-PropertySystem.*:ThumbExtractor.*
 set TAGSMITH_EXPECTED=%~dp0expected\
 ver > report.txt
 for %%p in (%programs%) do call :program %%p

@@ -2,9 +2,7 @@
 
 Compares the native tsdump with the Windows tsprobe, through COM: properties with the stream path,
 columns with the file path in quick mode."""
-import json
 import pathlib
-import subprocess
 import sys
 import tempfile
 
@@ -23,17 +21,12 @@ def title_of(dump, is_column):
     return text if is_wide else text.encode('latin-1').decode('cp1252', 'replace')
 
 
-def run(*command):
-    result = subprocess.run(command, capture_output=True, check=False)
-    return [json.loads(line) for line in result.stdout.decode('utf-8').split('\n') if line.strip()]
-
-
 def main():
     with tempfile.TemporaryDirectory() as folder:
         files = [str(f) for f in (sys.argv[3:] or tracks.make(folder))]
-        streams = run(TSDUMP, '--stream', *files)
-        quick = run(TSDUMP, '--scan-mode', '1', *files)
-        probes = run(WINE, TSPROBE, '--properties', '--columns', '--registered', *files)
+        streams = tracks.ask(TSDUMP, '--stream', *files)[1]
+        quick = tracks.ask(TSDUMP, '--scan-mode', '1', *files)[1]
+        probes = tracks.ask(WINE, TSPROBE, '--properties', '--columns', '--registered', *files)[1]
         wrong = []
         for path, stream, file, probe in zip(files, streams, quick, probes, strict=True):
             assert stream['file'] == probe['file'] == path, (stream['file'], probe['file'], path)

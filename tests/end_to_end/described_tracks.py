@@ -107,12 +107,16 @@ def build(lines, wrap=None):
     return out
 
 
+def fnv1a64(data):
+    value = 0xCBF29CE484222325
+    for byte in data:
+        value = (value ^ byte) * 0x100000001B3 % 2 ** 64
+    return f'{value:016x}'
+
+
 def described(key, name, content):
     """A picture or raw frame as tsdump shows it."""
-    value = 0xCBF29CE484222325
-    for byte in content:
-        value = (value ^ byte) * 0x100000001B3 % 2 ** 64
-    return {key: name, 'size': len(content), 'fnv1a64': f'{value:016x}'}
+    return {key: name, 'size': len(content), 'fnv1a64': fnv1a64(content)}
 
 
 def take_value(text, at):

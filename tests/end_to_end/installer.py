@@ -4,6 +4,7 @@ Installs over another program's handler, has the installed handler answer, upgra
 and removes, silently and with a display, and compares registry and files as a whole with what they
 were before. With FOLDER, they are written there after each step."""
 import collections
+import concurrent.futures
 import json
 import os
 import pathlib
@@ -34,9 +35,7 @@ VERSIONS = r'HKCU\Software\Wine\AppDefaults\msiexec.exe'
 SETTING_NAMES = {'Properties': 'Add property handler', 'Aiff': 'Add AIFF association',
                  'Thumbnails': 'Add thumbnail handler', 'Columns': 'Add column handler',
                  'StandardReading': 'Standard reading'}
-DEFAULT = {'Properties', 'Aiff', 'Thumbnails', 'StandardReading'}
 OLD, NEW, BROKEN = '1.26.43', '1.27.0', 'broken'
-REFUSED, FAILED = 1603 % 256, 1627 % 256
 
 WINDOWS = r'Software\Microsoft\Windows\CurrentVersion'
 # What else decides who answers, key by key; and who does then.
@@ -51,32 +50,17 @@ ANSWERS = {'properties of .aif': ('ours', 'nobody: switched off for this user'),
            'thumbnails of .mp3': ('ours', 'nobody: DisableThumbnails switches thumbnails off'),
            'columns': ('not asked for since Windows Vista',) * 2}
 
-# What is done: name, arguments of msiexec, its exit code, the version and features there are then;
-# Windows version, and what is set or broken before, where that matters.
-Step = collections.namedtuple('Step', 'name arguments code version features windows before',
-                              defaults=[None, None])
-STEPS = [
-    Step('install', ['/i', OLD], 0, OLD, DEFAULT),
-    # Windows would bring the old one back; Wine removes it in a transaction of its own.
-    Step('failed upgrade', ['/i', BROKEN], FAILED, None, set()),
-    Step('install again', ['/i', OLD], 0, OLD, DEFAULT),
-    Step('upgrade to signed', ['/i', NEW], 0, NEW, DEFAULT),
-    Step('refused downgrade', ['/i', OLD], REFUSED, NEW, DEFAULT),
-    Step('repair', ['/i', NEW, 'REINSTALL=ALL', 'REINSTALLMODE=amus'], 0, NEW, DEFAULT,
-         before='damage'),
-    Step('removal', ['/x', NEW], 0, None, set()),
-    Step('failed install', ['/i', BROKEN], FAILED, None, set()),
-    Step('failed registration with a display', ['/i', NEW], REFUSED, None, set(), 'nt40',
-         'display'),
-    Step('refused on ARM64', ['/i', NEW], REFUSED, None, set(), before='ARM64'),
-    Step('choice of features', ['/i', NEW, 'ADDLOCAL=Complete,Properties,Tools'], 0, NEW,
-         {'Properties', 'Tools'}),
-    Step('change of features', ['/i', NEW, 'ADDLOCAL=Thumbnails', 'REMOVE=Properties'], 0, NEW,
-         {'Thumbnails', 'Tools'}),
-    Step('removal of the choice', ['/x', NEW], 0, None, set()),
-    Step('install before Vista', ['/i', OLD], 0, OLD, DEFAULT | {'Columns'}, 'winxp64'),
-    Step('removal before Vista', ['/x', OLD], 0, None, set(), 'winxp64'),
-]
+Step = collections.namedtuple('Step', 'name arguments code version features windows before')
+
+
+def read_steps(group):
+    for line in group.splitlines():
+        if not line.startswith('#'):
+            name, arguments, code, after, around = (part.strip() for part in line.split('|'))
+            version, *features = after.split() or [None]
+            windows, before = (around + ',').split(',')[:2]
+            yield Step(name, arguments.split(), int(code), version, set(features), windows, before)
+
 
 # Keys that other keys of ours were made below; empty ones of them stay.
 LEFT = re.compile(r'machine\\Software\\Classes\\(\.(aiff?|mp3)(\\ShellEx)?|SystemFileAssociations)$'
@@ -154,7 +138,7 @@ def check(tree, version, features, windows):
         key = HANDLERS + '\\' + extension
         assert value(key) == (PROPERTY_CLASS if has_properties else foreign), key
         assert value(key, 'tsmithbak') == (foreign if has_properties else None), key
-    assert bool(value(PROVIDER)) == ('Thumbnails' in features and windows is None)
+    assert bool(value(PROVIDER)) == ('Thumbnails' in features and not windows)
     assert bool(value(COLUMNS)) == ('Columns' in features)
     files = {'NOTICE.txt', 'Tagsmith.propdesc', 'tsshell.dll'}
     files |= {'tsprobe.exe'} if 'Tools' in features else set()
@@ -242,8 +226,64 @@ def check_sequence(package):
                                                                 'DllUnregisterServer'}
 
 
+def take(step, prefix, packages, track):
+    folder = track.parent
+    if step.windows:
+        prefix.wine(0, 'reg', 'add', VERSIONS, '/v', 'Version', '/d', step.windows, '/f')
+    server = None
+    if step.before == 'damage':
+        (prefix.folder / 'drive_c/Program Files/Corvane/Tagsmith/NOTICE.txt').unlink()
+        prefix.wine(0, 'reg', 'delete', f'HKLM\\{CLASSES}\\{PROPERTY_CLASS}', '/f')
+    elif step.before == 'display':
+        server = subprocess.Popen(['Xvfb', '-displayfd', '1', '-nolisten', 'tcp'],
+                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        display = ':' + server.stdout.readline().decode().strip()
+        prefix.environment['TAGSMITH_DISPLAY'] = display
+    command = ['msiexec', *(packages.get(argument, argument) for argument in step.arguments), '/qn']
+    if step.before == 'ARM64':
+        # In one go: Wine sets the value whenever its server starts.
+        batch = folder / 'arm64.cmd'
+        batch.write_text(f'@reg add "{MACHINE}" /v PROCESSOR_ARCHITECTURE /d ARM64 /f\n@' +
+                         ' '.join(map(str, command)))
+        command = ['cmd', '/c', batch]
+    prefix.wine(step.code, *command)
+    if server:
+        del prefix.environment['TAGSMITH_DISPLAY']
+        server.kill()
+        server.wait()
+    if step.name == 'install':
+        answer = json.loads(prefix.wine(0, TSPROBE, '--registered', '--properties', track))
+        assert answer['properties']['items'][0]['value'] == 'Installed', answer
+        check_answers(prefix, folder)
+    if step.windows:
+        prefix.wine(0, 'reg', 'delete', VERSIONS, '/f')
+
+
+def take_group(group, packages, track):
+    prefix = Prefix(pathlib.Path(tempfile.mkdtemp(dir=track.parent)) / 'prefix')
+    prefix.wine(0, 'reg', 'add', 'HKLM\\' + HANDLERS + r'\.mp3', '/ve', '/d', FOREIGN, '/f')
+    before = prefix.tree()
+    for step in read_steps(group):
+        try:
+            take(step, prefix, packages, track)
+            tree = prefix.tree()
+            found = differences(tree, before)
+            if len(sys.argv) > 2:
+                pathlib.Path(sys.argv[2], f'{step.name}.txt').write_text(
+                    ''.join(f'{key}\n' + ''.join(f'  {name} = {value}\n' for name, value in
+                                                 sorted((seen or {}).items()))
+                            for key, _, seen in found) or 'as before\n')
+            if step.version:
+                check(tree, step.version, step.features, step.windows)
+            else:
+                assert not found, found
+        except AssertionError:
+            print('after:', step.name)
+            raise
+
+
 def main():
-    # In the build's folder, so that the prefix can be made of links.
+    # In the build's folder, so that the prefixes can be made of links.
     with tempfile.TemporaryDirectory(dir=ROOT / 'build', ignore_cleanup_errors=True) as temporary:
         folder = pathlib.Path(temporary)
         packages = make_packages(folder)
@@ -255,58 +295,10 @@ def main():
         tags.add(TIT2(encoding=1, text='Installed'))
         tags.save(track, v2_version=3)
 
-        prefix = Prefix(folder / 'prefix')
-        prefix.wine(0, 'reg', 'add', 'HKLM\\' + HANDLERS + r'\.mp3', '/ve', '/d', FOREIGN, '/f')
-        # What Windows Installer keeps for all products is there before, too.
-        before = prefix.tree()
-        for number, step in enumerate(STEPS):
-            if step.windows:
-                prefix.wine(0, 'reg', 'add', VERSIONS, '/v', 'Version', '/d', step.windows, '/f')
-            server = None
-            if step.before == 'damage':
-                (prefix.folder / 'drive_c/Program Files/Corvane/Tagsmith/NOTICE.txt').unlink()
-                prefix.wine(0, 'reg', 'delete', f'HKLM\\{CLASSES}\\{PROPERTY_CLASS}', '/f')
-            elif step.before == 'display':
-                server = subprocess.Popen(['Xvfb', '-displayfd', '1', '-nolisten', 'tcp'],
-                                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-                display = ':' + server.stdout.readline().decode().strip()
-                prefix.environment['TAGSMITH_DISPLAY'] = display
-            command = ['msiexec', *(packages.get(argument, argument)
-                                    for argument in step.arguments), '/qn']
-            if step.before == 'ARM64':
-                # In one go: Wine sets the value whenever its server starts.
-                batch = folder / 'arm64.cmd'
-                batch.write_text(f'@reg add "{MACHINE}" /v PROCESSOR_ARCHITECTURE /d ARM64 /f\n@' +
-                                 ' '.join(map(str, command)))
-                command = ['cmd', '/c', batch]
-            prefix.wine(step.code, *command)
-            if server:
-                del prefix.environment['TAGSMITH_DISPLAY']
-                server.kill()
-                server.wait()
-            if step.name == 'install':
-                answer = json.loads(prefix.wine(0, TSPROBE, '--registered', '--properties', track))
-                assert answer['properties']['items'][0]['value'] == 'Installed', answer
-                check_answers(prefix, folder)
-            if step.windows:
-                prefix.wine(0, 'reg', 'delete', VERSIONS, '/f')
-            tree = prefix.tree()
-            if len(sys.argv) > 2:
-                found = differences(tree, before)
-                (pathlib.Path(sys.argv[2]) / f'{number:02} {step.name}.txt').write_text(
-                    ''.join(f'{key}\n' + ''.join(f'  {name} = {value}\n' for name, value in
-                                                 sorted((seen or {}).items()))
-                            for key, _, seen in found) or 'as before\n')
-            try:
-                if step.version:
-                    check(tree, step.version, step.features, step.windows)
-                else:
-                    found = differences(tree, before)
-                    assert not found, found
-            except AssertionError:
-                print('after:', step.name)
-                raise
-        print(f'{len(STEPS)} steps')
+        groups = pathlib.Path(__file__).with_suffix('.txt').read_text().split('\n\n')[1:]
+        # Wine waits more than it works.
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            list(pool.map(lambda group: take_group(group, packages, track), groups))
 
 
 if __name__ == '__main__':

@@ -2,7 +2,6 @@
 
 Opens a folder's page in headless Chromium; npm puts axe-core into AXE-FOLDER. Leaves pictures of
 the page in SCREENSHOTS. Exit status 77 when all is fine but axe-core could not be had."""
-import json
 import pathlib
 import subprocess
 import sys
@@ -24,38 +23,7 @@ HOSTILE = {
     'word.mp3': 'W' * 900,
     'LINES.MP3': 'one\ntwo',
 }
-WORDS = {
-    'chord.mp3': {
-        'Title': 'Grüße, 世界', 'Contributing artists': 'The Sine Waves', 'Album': 'Two Tones', '#': '1',
-        'Year': '2024', 'Length': '00:00:05', 'Bit rate': '128kbps', 'Rating': '4 Stars', 'Size': '91.0 KB',
-        'Part of a compilation': 'Yes', 'Podcast': 'No', 'Item type': 'MP3 File', 'Part of set': '1/1',
-        'Composers': 'Joseph Fourier', 'Comments': 'A major third', 'Beats-per-minute': '120',
-        'Album artist': 'Various', 'Sample rate': '44100 Hz', 'Properties': 'answered'},
-    'u16-23.mp3': {
-        'Subtitle': 'Subtitle', 'Publisher': 'Publisher', 'Encoded by': 'Encöder', 'Conductors': 'Conductor',
-        'Author URL': 'http://artist/', 'Copyright': '2021 Ä', 'Group description': 'Group', 'Rating': '1 Star',
-        'Initial key': 'C#m', 'Link target': 'http://example/', 'Original artist': 'Origínal', 'Podcast': 'Yes',
-        'Thumbnail': 'no picture (0x0000000D)'},
-}
-HEADLINES = {
-    'chord.mp3': '^$', 'empty.mp3': 'the file is empty', 'vbr.mp3': 'first ten bytes', 'none.mp3': 'not found',
-    'cut-tag.mp3': 'ends within its tag', 'plain.aiff': 'no ID3 tag', 'u16-23.mp3': 'none that can be shown',
-    'tracks.py': 'Not a track by its name',
-}
-READ_PAGE = """dispatchEvent(new Event('beforeprint'));
-const all = (selector, read) => [...document.querySelectorAll(selector)].map(read);
-const rows = (table) => [...table.tBodies[0].rows].map((row) => [...row.cells].map((cell) => cell.textContent));
-return {
-  all: rows(document.getElementById('table')), about: document.getElementById('about-line').textContent,
-  heads: all('thead th', (head) => [head.textContent, head.ariaSort]),
-  links: all('tbody tr:not([hidden]) a', (link) => document.querySelector(link.hash).querySelector('h3').textContent),
-  bare: all('body *', (e) => e.localName !== 'bdi' &&
-      [...e.childNodes].some((node) => node.nodeType === 3 && node.data.includes('\\u202e'))).filter(Boolean),
-  elements: all('main *', (e) => e.localName), hostile: typeof hostile, seen: document.body.innerText,
-  overflow: document.documentElement.scrollWidth - innerWidth,
-  tracks: all('.track', (section) => ({
-    headline: section.querySelector('.bad')?.textContent ?? '', hasPicture: section.querySelector('img') !== null,
-    rows: [...section.querySelectorAll('table')].flatMap(rows)}))};"""
+READ_PAGE = pathlib.Path(__file__).with_name('read_page.js').read_text()
 
 
 class PageTest(unittest.TestCase):
@@ -72,9 +40,8 @@ class PageTest(unittest.TestCase):
             (music / name).write_bytes((music / 'made/cbr.mp3').read_bytes())
             tag.save(music / name, v2_version=3)
         cls.page = folder / 'page.html'
-        result = subprocess.run([tracks.SCRIPTS / 'run-wine.sh', TSPROBE, '--html', cls.page, music, 'none.mp3', tracks.__file__],
-                                capture_output=True, check=False)
-        cls.answers = [json.loads(line) for line in result.stdout.decode().split('\n') if line]
+        _, cls.answers = tracks.ask(tracks.SCRIPTS / 'run-wine.sh', TSPROBE, '--html', cls.page, music,
+                                    'none.mp3', tracks.__file__)
         cls.names = [answer['file'].rsplit('/', 1)[-1] for answer in cls.answers]
         options = webdriver.ChromeOptions()
         for option in ('headless', 'no-sandbox', 'disable-dev-shm-usage', 'disable-background-networking'):
@@ -111,11 +78,16 @@ class PageTest(unittest.TestCase):
                 self.assertEqual(section['headline'], row[1])
 
     def test_words_are_the_shells(self):
-        for name, words in WORDS.items():
-            rows = {row[0]: row[-1] for row in reversed(self.shown['tracks'][self.names.index(name)]['rows'])}
-            self.assertEqual(words, {label: rows.get(label) for label in words})
-        for name, words in HEADLINES.items():
-            self.assertRegex(self.shown['all'][self.names.index(name)][1], words)
+        lines = pathlib.Path(__file__).with_name('page_words.txt').read_text().splitlines()
+        for line in filter(None, lines[1:]):
+            label, _, value = line.strip().partition(' = ')
+            if not value:
+                number = self.names.index(label)
+                rows = {row[0]: row[-1] for row in reversed(self.shown['tracks'][number]['rows'])}
+            elif label == 'headline':
+                self.assertRegex(self.shown['all'][number][1], value)
+            else:
+                self.assertEqual(value, rows.get(label), label)
 
     def test_hostile_texts_stay_texts(self):
         self.assertEqual(('undefined', []), (self.shown['hostile'], self.shown['bare']))

@@ -1,7 +1,6 @@
 """tsdump's answers beside mutagen's, and mutagen's tables: real_tracks.py TSDUMP"""
 import io
 import itertools
-import json
 import os
 import pathlib
 import struct
@@ -24,8 +23,7 @@ FIELDS = {'title': 'TIT2', 'artist': 'TPE1', 'album': 'TALB', 'genre': 'TCON', '
 
 
 def dump(folder, *arguments):
-    result = subprocess.run([TSDUMP, *arguments], capture_output=True, cwd=folder, check=False)
-    return result.returncode, [json.loads(line) for line in result.stdout.split(b'\n') if line]
+    return tracks.ask(TSDUMP, *arguments, cwd=folder)
 
 
 class RealTracks(unittest.TestCase):
@@ -145,9 +143,7 @@ class RealTracks(unittest.TestCase):
         path.chmod(0o444)
         self.folder.chmod(0o755)
         nobody = 65534 if os.geteuid() == 0 else None  # root may write everything
-        seen = subprocess.run([TSDUMP, '--write-check', path.name], cwd=self.folder, user=nobody,
-                              capture_output=True, check=True)
-        answer = json.loads(seen.stdout)
+        _, [answer] = tracks.ask(TSDUMP, '--write-check', path.name, cwd=self.folder, user=nobody)
         self.assertTrue(answer['readOnly'])
         self.assertEqual([entry['level'] for entry in answer['log']], [3])
 

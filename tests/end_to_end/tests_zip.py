@@ -10,7 +10,7 @@ import tracks
 
 ROOT = tracks.SCRIPTS.parent
 # The others run as tests of their own.
-PROGRAMS = ['format_test', 'tags_test']
+PROGRAMS = ['unit_test']
 
 
 def main():
@@ -41,7 +41,7 @@ def main():
         assert b'0x1' in settings('query', *reading)
         answer = folder / 'zip/expected/chord.mp3.json'
         answer.write_text(answer.read_text().replace('chord', 'other', 1))
-        (folder / 'zip/bin/tags_test.exe').unlink()
+        (folder / 'zip/bin/unit_test.exe').unlink()
         assert run(1) == f'{count - 2} passed, 2 failed'
         assert re.search(r'expected .*other.*\n *seen .*chord', (folder / 'zip/report.txt').read_text())
         print(f'{count} passed')

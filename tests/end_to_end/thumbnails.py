@@ -2,7 +2,6 @@
 
 Has ImageMagick make pictures in every format and mutagen put them into tracks, asks the handler for
 the thumbnails, and compares their pixels with what ImageMagick reads from the same picture bytes."""
-import json
 import pathlib
 import shutil
 import subprocess
@@ -12,39 +11,13 @@ import tempfile
 from mutagen.id3 import APIC, ID3
 
 import tracks
+from described_tracks import fnv1a64
 
 TSPROBE = pathlib.Path(sys.argv[1]).resolve()
 CONVERT = '/usr/bin/convert'
 SOURCE = '-size 61x47 -seed 7 plasma:red-blue'
-ALPHA = f'{SOURCE} ( -size 61x47 gradient: ) -compose CopyOpacity -composite'
-FULL = '-sampling-factor 1x1'  # decoders differ in spreading colours of fewer samples
-BIG = '-define tiff:endian=msb -units PixelsPerInch -density'
-
-# File, how it is made, bits per pixel (where decoders may choose: all of them), largest difference
-# of a channel.
-PICTURES = [
-    ('baseline.jpg', f'{SOURCE} -quality 92 {FULL} -interlace none', {24}, 3),
-    ('progressive.jpg', f'{SOURCE} -quality 92 {FULL} -interlace JPEG', {24}, 3),
-    ('grey.jpg', f'{SOURCE} -colorspace Gray -quality 92', {8}, 2),
-    ('cmyk.jpg', f'{SOURCE} -colorspace CMYK -quality 95 {FULL}', {32}, 3),
-    ('png8:palette8.png', f'{SOURCE} -colors 200', {8}, 0),
-    ('png8:palette4.png', f'{SOURCE} -colors 12', {4, 8}, 0),
-    ('grey.png', f'{SOURCE} -colorspace Gray -depth 8', {8, 24, 32}, 0),
-    ('png24:colour.png', f'{SOURCE} -depth 8', {24, 32}, 0),
-    ('png32:alpha.png', f'{ALPHA} -depth 8', {32}, 0),
-    ('png48:deep.png', SOURCE, {24, 32}, 1),
-    ('png64:fine.png', f'{ALPHA} -units PixelsPerInch -density 300', {32}, 1),
-    ('palette.gif', f'{SOURCE} -colors 100', {8}, 0),
-    ('hole.gif', f'{SOURCE} -colors 50 -transparent blue -fill none -draw', {8}, 0),
-    ('bmp3:one.bmp', f'{SOURCE} -monochrome -type bilevel', {1}, 0),
-    ('bmp3:four.bmp', f'{SOURCE} -colors 16 -type palette', {4, 8}, 0),
-    ('bmp3:eight.bmp', f'{SOURCE} -colors 200 -compress none', {8}, 0),
-    ('bmp3:run-length.bmp', f'{SOURCE} -colors 200 -compress RLE', {8, 32}, 0),
-    ('bmp3:colour.bmp', f'{SOURCE} -type truecolor', {24}, 0),
-    ('big-endian.tiff', f'{SOURCE} -depth 8 {BIG} 300', {24, 32}, 0),
-    # Premultiplied: the handler has it drawn, a pixel for a pixel whatever the resolution.
-    ('large.jpg', f'-size 2000x2000 plasma: -quality 85 {FULL}', {24}, 3),
-]
+WORDS = {'SOURCE': SOURCE, 'FULL': '-sampling-factor 1x1',
+         'ALPHA': f'{SOURCE} ( -size 61x47 gradient: ) -compose CopyOpacity -composite'}
 
 
 def pixels(path):
@@ -62,21 +35,12 @@ def largest_difference(source, shown):
                for i in range(3 if source.suffix == '.gif' else 4)) if a != b else 0
 
 
-def fnv1a64(data):
-    value = 0xcbf29ce484222325
-    for byte in data:
-        value = (value ^ byte) * 0x100000001b3 & 0xffffffffffffffff
-    return f'{value:016x}'
-
-
 KINDS = {b'\x89P': 'png', b'GI': 'gif', b'BM': 'bmp', b'MM': 'tiff'}
 
 
 def ask(files, out, *program):
-    result = subprocess.run([tracks.SCRIPTS / 'run-wine.sh', *program, '--thumbnail', '--png', out,
-                             *files], capture_output=True, check=False)
-    return [json.loads(line)['thumbnail'] for line in result.stdout.decode().split('\n')
-            if line.strip()]
+    _, answers = tracks.ask(tracks.SCRIPTS / 'run-wine.sh', *program, '--thumbnail', '--png', out, *files)
+    return [answer['thumbnail'] for answer in answers]
 
 
 def main():
@@ -96,13 +60,14 @@ def main():
             tags.save(files[-1], v2_version=3)
             expected.append((source, bits, tolerance))
 
-        for name, arguments, bits, tolerance in PICTURES:
+        for line in pathlib.Path(__file__).with_suffix('.txt').read_text().splitlines()[3:]:
+            name, bits, tolerance, *words = line.split()
             path = folder / name.split(':')[-1]
-            draw = ['rectangle 5,5 20,20'] if arguments.endswith('-draw') else []
-            tracks.run(CONVERT, *arguments.split(), *draw,
-                       name.replace(path.name, str(path)))
+            arguments = ' '.join(WORDS.get(word, word) for word in words).split()
+            draw = ['rectangle 5,5 20,20'] if arguments[-1] == '-draw' else []
+            tracks.run(CONVERT, *arguments, *draw, name.replace(path.name, str(path)))
             data[path.name] = path.read_bytes()
-            add(path.name, [data[path.name]], path, bits, tolerance)
+            add(path.name, [data[path.name]], path, {*map(int, bits.split(','))}, int(tolerance))
         add('first-of-two', [data['palette.gif'], data['alpha.png']], folder / 'palette.gif', {8})
         add('first-is-broken', [b'\xff\xd8\xff\xe0 junk', data['alpha.png']])
         add('none', [])

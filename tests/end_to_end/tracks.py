@@ -1,4 +1,5 @@
 """Makes tracks with real encoders and taggers."""
+import json
 import pathlib
 import subprocess
 
@@ -12,6 +13,12 @@ SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / 'scripts'
 def run(*command):
     subprocess.run([str(c) for c in command], check=True, stdout=subprocess.DEVNULL,
                    stderr=subprocess.DEVNULL)
+
+
+def ask(*command, **how):
+    """The exit status, and the answers that a tool prints, a line each."""
+    result = subprocess.run(command, capture_output=True, check=False, **how)
+    return result.returncode, [json.loads(line) for line in result.stdout.split(b'\n') if line.strip()]
 
 
 def tag(path, encoding, version, v1=0):

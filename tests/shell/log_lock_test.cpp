@@ -1,8 +1,7 @@
 // The log under threads and processes.
 #include "diag/log_lock.h"
 
-#include <gtest/gtest.h>
-#include <windows.h>
+#include <process.h>
 
 #include <chrono>
 #include <fstream>
@@ -13,7 +12,7 @@
 
 #include "diag/fault_guard.h"
 #include "diag/log_stream.h"
-#include "tests/unit/test_support.h"
+#include "tests/shell/shell_environment.h"
 
 namespace tagsmith::test {
 namespace {
@@ -60,19 +59,23 @@ void WriteLines(const char* path, const char* process) {
   }
 }
 
+}  // namespace
+
+int WriteAsChild(const char* path) {
+  const LogLock log(path);
+  WriteLines(path, "child");
+  return 0;
+}
+
+namespace {
+
 TEST_F(LogLock, EveryLineOfThreadsAndProcessesArrivesOnce) {
-  std::array<char, 1024> program{};
-  GetModuleFileNameA(nullptr, program.data(), static_cast<DWORD>(program.size()));
-  std::string command = std::string(program.data()) + " --write " + file.Path();
-  STARTUPINFOA startup{};
-  startup.cb = sizeof(startup);
-  PROCESS_INFORMATION process{};
-  ASSERT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                             &startup, &process));
+  const std::intptr_t child =
+      _spawnl(_P_NOWAIT, __argv[0], "shell_test", "--write", file.Path(), nullptr);
   WriteLines(file.Path(), "parent");
-  WaitForSingleObject(process.hProcess, INFINITE);
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
+  int code = -1;
+  EXPECT_EQ(_cwait(&code, child, 0), child);
+  EXPECT_EQ(code, 0);
 
   std::map<std::string, int> counts;
   const auto folder = std::filesystem::path(file.Path()).parent_path();
@@ -177,13 +180,3 @@ TEST_F(LogLock, LimitsTheLinesOfARequest) {
 
 }  // namespace
 }  // namespace tagsmith::test
-
-int main(int argc, char** argv) {
-  if (argc == 3 && argv[1] == std::string("--write")) {
-    const tagsmith::test::LogLock log(argv[2]);
-    tagsmith::test::WriteLines(argv[2], "child");
-    return 0;
-  }
-  ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}

@@ -13,6 +13,12 @@ namespace {
 
 constexpr const wchar_t* kSetting = L"Add property handler";
 
+void InitialiseOne(const LoadedModule& module) {
+  ComPointer<IInitializeWithStream> handler;
+  TestStream stream("");
+  EXPECT_EQ(module.Make(kPropertyHandlerClsid, handler).Initialize(&stream, STGM_READ), S_OK);
+}
+
 // ---- Start-up ---------------------------------------------------------------------------------
 
 TEST(StartUp, WritesTheHeaderAfterWhatIsThere) {
@@ -49,23 +55,14 @@ TEST(StartUp, SurvivesALogThatCannotBeWritten) {
   std::filesystem::create_directories(scratch.Folder() / "AppData");
   std::ofstream(scratch.Folder() / "AppData" / "Corvane") << "a file in the folder's place";
   ::testing::internal::CaptureStderr();
-  {
-    const LoadedModule module;
-    ComPointer<IInitializeWithStream> handler;
-    TestStream stream("");
-    EXPECT_EQ(module.Make(kPropertyHandlerClsid, handler).Initialize(&stream, STGM_READ), S_OK);
-  }
+  InitialiseOne(LoadedModule());
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "\n# Tagsmith Shell Extension Version 1.26.43 (0.0.0.0)\n");
 }
 
 TEST(StartUp, PrunesTheLogWithEachRequestOfAHandler) {
   using Asks = std::function<void(const LoadedModule&)>;
-  const Asks property = [](const LoadedModule& module) {
-    ComPointer<IInitializeWithStream> handler;
-    TestStream stream("");
-    EXPECT_EQ(module.Make(kPropertyHandlerClsid, handler).Initialize(&stream, STGM_READ), S_OK);
-  };
+  const Asks property = InitialiseOne;
   const Asks thumbnail = [](const LoadedModule& module) {
     ComPointer<IThumbnailProvider> provider;
     HBITMAP bitmap = nullptr;
@@ -104,10 +101,7 @@ TEST(StartUp, PrunesTheLogWithEachRequestOfAHandler) {
     constexpr std::size_t kHeader = 56;
     scratch.FillLog();
     std::filesystem::resize_file(scratch.LogFolder() / "tsmithsx.log", c.logSize - kHeader);
-    {
-      const LoadedModule module;
-      c.request(module);
-    }
+    c.request(LoadedModule());
     EXPECT_EQ(scratch.Log().find("Pruning log file (old log is now ") == 21, c.isPruned)
         << c.logSize;
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(scratch.LogFolder()), {}),
@@ -248,27 +242,6 @@ TEST(ClassObjects, WorkThroughCom) {
     CoFreeUnusedLibrariesEx(0, 0);
     EXPECT_EQ(GetModuleHandleW(L"tsshell.dll"), nullptr);
   }
-}
-
-// The extractor, which systems before Windows Vista are served; it leaves the log as long as it is.
-TEST(OldSystem, ServesTheExtractor) {
-  const TemporaryFile track(
-      "t.mp3", V2Tag(3, PictureFrame("image/bmp", BmpPicture(1, 1, 24, "", "\1\2\3\0"s))) +
-                   MpegFrames(k128, 4));
-  const ScratchSystem scratch;
-  scratch.FillLog();
-  {
-    const LoadedModule module;
-    ComPointer<IPersistFile> file;
-    ComPointer<IExtractImage> extractor;
-    module.Make(kThumbnailHandlerClsid, IID_IPersistFile, file)
-        .Load(WidenUtf8(track.Path()).c_str(), STGM_READ);
-    file->QueryInterface(__uuidof(IExtractImage), extractor.ReceiveVoid());
-    HBITMAP bitmap = nullptr;
-    EXPECT_EQ(extractor->Extract(&bitmap), S_OK);
-    EXPECT_TRUE(DeleteObject(bitmap));
-  }
-  EXPECT_GT(scratch.Log().size(), 103'000U);
 }
 
 // ---- The property system ----------------------------------------------------------------------

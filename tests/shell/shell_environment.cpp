@@ -279,6 +279,9 @@ int main(int argc, char** argv) {
   if (argc == 4 && argv[1] == std::string("--child")) {
     return tagsmith::test::RunChild(argv[2], argv[3]);
   }
+  if (argc == 3 && argv[1] == std::string("--write")) {
+    return tagsmith::test::WriteAsChild(argv[2]);
+  }
   ::testing::InitGoogleTest(&argc, argv);
   const std::string variant =
       argc > 2 && argv[1] == std::string("--property-system") ? argv[2] : "";

@@ -172,6 +172,8 @@ std::string GuidText(const GUID& guid);
 /// Compares with a file of the folder "expected"; what is seen instead is kept beside the program.
 void ExpectFile(const std::string& name, const std::string& seen);
 
+/// For the tests of the log under processes: writes to the log at `path` as another one.
+int WriteAsChild(const char* path);
 /// For the tests of crash reports: runs as a process that ends in the way of this name.
 int RunChild(const std::string& name, const char* log);
 

@@ -7,14 +7,6 @@
 namespace tagsmith::test {
 namespace {
 
-std::string Repeated(std::string_view text, std::size_t size) {
-  std::string all;
-  while (all.size() < size) {
-    all += text;
-  }
-  return all;
-}
-
 /// The most that was held at once while the content was opened, its source not counted.
 std::size_t MemoryToOpen(const Reading& reading, const TagOptions& options,
                          const std::string& content, std::size_t claimed) {

@@ -33,6 +33,14 @@ std::string Little32(std::uint32_t value) {
 }
 std::string Little16(std::uint16_t value) { return Little32(value).substr(0, 2); }
 
+std::string Repeated(std::string_view text, std::size_t size) {
+  std::string all;
+  while (all.size() < size) {
+    all += text;
+  }
+  return all;
+}
+
 std::string Utf16Le(std::u16string_view text) {
   std::string bytes;
   for (const char16_t unit : text) {
@@ -82,11 +90,8 @@ std::string MpegFrame(unsigned bitRateIndex) {
 }
 
 std::string MpegFrames(unsigned bitRateIndex, std::size_t count) {
-  std::string frames;
-  for (std::size_t i = 0; i < count; ++i) {
-    frames += MpegFrame(bitRateIndex);
-  }
-  return frames;
+  const std::string frame = MpegFrame(bitRateIndex);
+  return Repeated(frame, count * frame.size());
 }
 
 std::string Chunk(std::string_view id, std::string_view data) {
@@ -115,11 +120,6 @@ std::string BmpPicture(std::int32_t width, std::int32_t height, std::uint16_t bi
                         Little16(bits) + std::string(16, '\0') + Little32(paletteSize / 4) +
                         Little32(0);
   return picture.append(palette).append(rows);
-}
-
-std::string PngHead(std::uint32_t width, std::uint32_t height, char bits, char colourType) {
-  return "\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR"s + Big32(width) + Big32(height) + bits + colourType +
-         std::string(3, '\0');
 }
 
 std::string PictureFrame(std::string_view mime, std::string_view picture) {

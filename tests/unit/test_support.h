@@ -25,6 +25,8 @@ std::string Big16(std::uint16_t value);
 std::string Syncsafe(std::uint32_t value);
 std::string Little32(std::uint32_t value);
 std::string Little16(std::uint16_t value);
+/// The text again and again, until it has the size or more.
+std::string Repeated(std::string_view text, std::size_t size);
 /// "AB" as 41 00 42 00.
 std::string Utf16Le(std::u16string_view text);
 
@@ -55,8 +57,6 @@ std::string Aiff(std::string_view formType, std::string_view chunks);
 /// bytes an entry; `rows`: padded to four bytes each.
 std::string BmpPicture(std::int32_t width, std::int32_t height, std::uint16_t bits,
                        std::string_view palette, std::string_view rows);
-/// The beginning of a PNG, up to the header's fields.
-std::string PngHead(std::uint32_t width, std::uint32_t height, char bits, char colourType);
 /// An APIC frame of 2.3.
 std::string PictureFrame(std::string_view mime, std::string_view picture);
 

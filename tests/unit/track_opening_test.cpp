@@ -9,6 +9,13 @@ namespace {
 
 constexpr unsigned k128 = 9;
 
+/// As the column handler opens a track, or as the property handler does.
+bool Open(ProbeSource& source, const char* name, bool asFile, ID3Tag& tag) {
+  CheckExtension(name, &tag);
+  return asFile ? ReadTrackFile(tag, source, name, kScanAll, nullptr)
+                : OpenTrackFromStream(&source, &tag);
+}
+
 /// A tag with a title and a large picture, 30 frames, an ID3v1 tag.
 std::string LongTrack() {
   const std::string art = "\0image/jpeg\0\0\0\xFF\xD8\xFF"s + std::string(299'999, 'j');
@@ -80,9 +87,7 @@ TEST(Opening, DoesNotBelieveThatAMoveWentWhereItWasSent) {
     ProbeSource source(content, "s.aif");
     source.seekModulus = std::uint64_t{1} << 32U;
     ID3Tag tag;
-    CheckExtension("s.aif", &tag);
-    EXPECT_TRUE(asFile ? ReadTrackFile(tag, source, "s.aif", kScanAll, nullptr)
-                       : OpenTrackFromStream(&source, &tag));
+    EXPECT_TRUE(Open(source, "s.aif", asFile, tag));
     EXPECT_EQ(tag.details.duration, 10U);
     EXPECT_LE(source.calls, 10);
   }
@@ -129,25 +134,13 @@ TEST(Opening, EndsWithSourcesThatDoNot) {
 TEST(Opening, SearchesInBlocksThatGrow) {
   const std::size_t size = std::size_t{8} << 20U;
   const auto chain = [&](std::uint32_t chunkSize) {
-    const std::string chunk = Chunk("abcd", std::string(chunkSize, '\0'));
-    std::string chunks;
-    while (chunks.size() < size) {
-      chunks += chunk;
-    }
-    return Aiff("AIFF", chunks);
+    return Aiff("AIFF", Repeated(Chunk("abcd", std::string(chunkSize, '\0')), size));
   };
   const std::pair<const char*, std::string> contents[] = {
       {"s.mp3", V2Tag(3, "") + '\xFF' + std::string(size, '\0')},
       {"s.mp3", V2Tag(3, "") + std::string(size, '\0')},
       {"s.mp3", MpegFrames(k128, size / 417)},
-      {"s.mp3", MpegFrame(k128) +
-                    [&] {
-                      std::string rejected;
-                      while (rejected.size() < size) {
-                        rejected += "\xFF\xFB\xFF\0\0"s;
-                      }
-                      return rejected;
-                    }()},
+      {"s.mp3", MpegFrame(k128) + Repeated("\xFF\xFB\xFF\0\0"s, size)},
       {"s.aif", chain(0)},
       {"s.aif", chain(3000)},
       {"s.aif", chain(5000)},
@@ -159,9 +152,7 @@ TEST(Opening, SearchesInBlocksThatGrow) {
       SCOPED_TRACE(name + ::testing::PrintToString(content.substr(0, 24)));
       ProbeSource source(content, name);
       ID3Tag tag;
-      CheckExtension(name, &tag);
-      asFile ? ReadTrackFile(tag, source, name, kScanAll, nullptr)
-             : OpenTrackFromStream(&source, &tag);
+      Open(source, name, asFile, tag);
       EXPECT_LE(static_cast<std::size_t>(source.calls),
                 128 + 2 * content.size() / SourceReader::kLargestBlock);
       EXPECT_LE(source.bytesRead, content.size() + (std::size_t{64} << 10U));
@@ -187,8 +178,7 @@ TEST(Opening, GoesOnWhereAFailedSeekLeavesIt) {
   ProbeSource source(content, "");
   source.failsSeeks = true;
   ID3Tag tag;
-  CheckExtension("s.mp3", &tag);
-  EXPECT_TRUE(ReadTrackFile(tag, source, "s.mp3", kScanAll, nullptr));
+  EXPECT_TRUE(Open(source, "s.mp3", true, tag));
   EXPECT_STREQ(tag.title.text.c_str(), "Song");
 }
 
