@@ -153,7 +153,7 @@ VARIANT ReadColumn(const SHCOLUMNID& column, const ID3Tag& tag, bool isOpened) {
     field = FindField(V1Fields(), column);
   }
   if (isOpened && field == nullptr) {
-    field = FindField(AudioFields(), column);
+    field = FindField(AudioFields(tag), column);
   }
   return field != nullptr ? ToVariant(field->read(tag)) : VARIANT{};
 }

@@ -101,7 +101,7 @@ void StoreProperties(IPropertyStoreCache& cache, const ID3Tag& tag) {
   } else if (tag.v1Present) {
     StoreFields(cache, V1Fields(), tag);
   }
-  StoreFields(cache, AudioFields(), tag);
+  StoreFields(cache, AudioFields(tag), tag);
 }
 
 }  // namespace tagsmith

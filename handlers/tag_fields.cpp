@@ -178,6 +178,9 @@ constexpr Field kAudioFields[] = {
 
 std::span<const Field> V2Fields() { return kV2Fields; }
 std::span<const Field> V1Fields() { return kV1Fields; }
-std::span<const Field> AudioFields() { return kAudioFields; }
+
+std::span<const Field> AudioFields(const ID3Tag& tag) {
+  return tag.details.isMissing ? std::span<const Field>() : kAudioFields;
+}
 
 }  // namespace tagsmith

@@ -31,6 +31,6 @@ struct Field {
 /// In the order in which properties are stored.
 std::span<const Field> V2Fields();
 std::span<const Field> V1Fields();
-std::span<const Field> AudioFields();
+std::span<const Field> AudioFields(const ID3Tag& tag);
 
 }  // namespace tagsmith

@@ -189,6 +189,7 @@ struct TrackDetails {
   std::uint8_t layerIndex = 0;     // 0 to 2 for layers 1 to 3, 3 unknown, 4 AIFF
   std::uint8_t protectionBit = 0;  // 1: no CRC
   std::uint8_t channelMode = 0;    // 0 stereo, 1 joint, 2 dual, 3 mono, 4 multi channel (AIFF)
+  bool isMissing = false;          // nothing is known, and the track is shown for its tags alone
   bool isVbr = false;              // two bit rates were met
   bool isEstimated = false;        // not every frame was counted
   std::uint32_t bitRate = 0;       // kilobits per second

@@ -97,6 +97,9 @@ std::string Headline(const FileReport& report, const Opened& byStream, IStream* 
   if (!byPath.isOpened && report.columns) {
     return "No columns: " + LastMessage(byPath, "no frame was found");
   }
+  if (tag.details.isMissing) {
+    return "No length and no bit rate: no frame was found";
+  }
   if (!tag.v1Present && !tag.v2Present) {
     return "Length and bit rate only: " + LastMessage(byStream, "there is no ID3 tag");
   }

@@ -339,7 +339,8 @@ std::string ReportAsJson(const TrackReport& report) {
 std::string ReportAsText(const TrackReport& report) {
   std::string page = report.file + "\n";
   AddTagLines(page, *report.tag);
-  AddLine(page, "Audio", report.opened ? ShowAudio(*report.tag) : "not found");
+  AddLine(page, "Audio",
+          report.opened && !report.tag->details.isMissing ? ShowAudio(*report.tag) : "not found");
   for (const CapturedLine& line : report.log) {
     AddLine(page, "Log", line.message);
   }

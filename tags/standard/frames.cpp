@@ -17,12 +17,19 @@ bool IsIdCharacter(std::byte byte) {
   return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-/// Whether this is the beginning of a frame, of padding or of nothing.
-bool IsAtFrame(ByteView bytes) {
+/// Whether a frame begins here that ends within these bytes, or padding, or there is nothing left.
+/// `version`: 3 or 4, whose frames have sizes that writers made in both ways.
+bool IsAtFrame(ByteView bytes, int version) {
   constexpr std::size_t kIdSize = 4;
+  constexpr std::size_t kSeenPadding = 64;  // pictures hold shorter runs of zeros
   const ByteView id = bytes.first(std::min(bytes.size(), kIdSize));
-  return std::all_of(id.begin(), id.end(), IsIdCharacter) ||
-         std::all_of(id.begin(), id.end(), [](std::byte byte) { return byte == kZero; });
+  if (bytes.size() >= FrameHeaderSize(version) &&
+      std::all_of(id.begin(), id.end(), IsIdCharacter)) {
+    const FrameHeader header = ReadFrameHeader(bytes, version);
+    return std::min(header.size, header.plainSize) <= bytes.size() - FrameHeaderSize(version);
+  }
+  const ByteView padding = bytes.first(std::min(bytes.size(), kSeenPadding));
+  return std::all_of(padding.begin(), padding.end(), [](std::byte byte) { return byte == kZero; });
 }
 
 /// Undoes unsynchronisation, unless there is what looks like a sync word: then the bytes never were
@@ -87,7 +94,7 @@ FrameWalk::FrameWalk(const TagHeader& header, std::span<std::byte> data)
 
 /// Some writers set the flag and write no extended header: a frame follows at once.
 void FrameWalk::SkipExtendedHeader(std::byte flags) {
-  if (!IsSet(flags, kTagExtended) || rest_.size() < 4 || IsAtFrame(rest_)) {
+  if (!IsSet(flags, kTagExtended) || rest_.size() < 4 || IsAtFrame(rest_, version_)) {
     return;
   }
   const std::span<const std::byte, 4> size = rest_.first<4>();
@@ -101,7 +108,7 @@ void FrameWalk::SkipExtendedHeader(std::byte flags) {
 /// tells. `rest_` stands at the data.
 std::uint32_t FrameWalk::ChooseSize(const FrameHeader& header) const {
   const auto leadsToFrame = [this](std::uint32_t size) {
-    return size <= rest_.size() && IsAtFrame(rest_.subspan(size));
+    return size <= rest_.size() && IsAtFrame(rest_.subspan(size), version_);
   };
   const bool isPlain = header.size != header.plainSize && !leadsToFrame(header.size) &&
                        leadsToFrame(header.plainSize);

@@ -89,8 +89,9 @@ void ReadTrack(ID3Tag& tag, ByteSource& source, bool& result) {
   }
   tag.isAiff = IsAiff(reader.Peek(kAiffMagicSize));
   tag.isMpeg = !tag.isAiff;
-  result = tag.isAiff ? ReadAiff(tag, reader) : ReadMpeg(tag, reader, size);
+  tag.details.isMissing = !(tag.isAiff ? ReadAiff(tag, reader) : ReadMpeg(tag, reader, size));
   MergeV1(tag);
+  result = !tag.details.isMissing || tag.HasFields();
   tag.SetTagVersion(tag.v2Version);
   tag.SetFileSize(status.size);
 }

@@ -13,7 +13,7 @@ namespace tagsmith::standard {
 /// tells what it is; its name, if it has one, must have one of the extensions. An MPEG source is
 /// called about 60 times at the most, one of AIFF twice for each of 4,096 chunks at the most, as
 /// long as it delivers what it is asked for. Where it is left does not matter. Both pointers stay
-/// the caller's; null ones are logged. True when the audio details were found.
+/// the caller's; null ones are logged. True when a tag or the audio details were found.
 bool OpenStream(ByteSource* source, ID3Tag* tag);
 
 /// Likewise the file at `path` (UTF-8), which is closed again in any case. How far the frames of
