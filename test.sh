@@ -31,11 +31,11 @@ scripts/register-module.sh build/windows/bin/tsshell.dll || exit 1
 
 # The tests under Wine wait more than they work: meanwhile the sources are linted.
 nice scripts/lint.sh >build/lint-output.txt 2>&1 &
-# Starts Wine's services with an output that nobody waits for: they would hold a test's own.
-scripts/run-wine.sh build/windows/bin/tsprobe.exe none.mp3 >/dev/null 2>&1 </dev/null
 
 run_tests native "$(nproc)"
 run_tests native-sanitize "$(nproc)"
+# Starts Wine's services with an output that nobody waits for: they would hold a test's own.
+scripts/run-wine.sh build/windows/bin/tsprobe.exe none.mp3 >/dev/null 2>&1 </dev/null
 run_tests windows $((2 * $(nproc)))
 
 step "Format and lint"

@@ -124,7 +124,7 @@ Lines ScratchSystem::NewMessages() {
   const std::string log = Log();
   std::size_t end = 0;
   for (std::size_t at = std::exchange(seen_, log.size()); at < log.size(); at = end + 1) {
-    end = log.find('\n', at);
+    end = std::min(log.find('\n', at), log.size());
     const std::string line = log.substr(at, end - at);
     if (!line.empty() && line.front() != '#') {
       messages.push_back(line.substr(std::min(line.size(), sizeof("2026-11-21 10:20:30:"))));
