@@ -207,8 +207,8 @@ TEST_F(HostProcess, IsFlatUnderThreads) {
   soak(400);
   const Belongings before;
   soak(SoakRounds());
-  std::cout << "before: " << before << "\nafter:  " << Belongings() << '\n';
   before.ExpectBack();
+  std::cout << "before: " << before << "\nafter:  " << Belongings() << '\n';
 }
 
 // ---- The log ----------------------------------------------------------------------------------
