@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the release: ./package.sh [--version X.Y.Z] [FOLDER]; without a folder, in build/release.
-# --tests adds a zip with the Windows test programs, for who has a Windows machine.
-# --check makes it of the last commit in two folders instead, and compares the two.
+# --tests adds a zip with the Windows test programs, for those who have a Windows machine.
+# --check makes it from the last commit in two folders instead, and compares the two.
 # TAGSMITH_SIGN=COMMAND is run with the path of each program before packing and of the installer
 # after. Time stamps are the commit's, or SOURCE_DATE_EPOCH when that is set.
 set -euo pipefail

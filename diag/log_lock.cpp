@@ -3,9 +3,9 @@
 #include <windows.h>
 
 #include <atomic>
-#include <utility>
 
 #include "diag/log.h"
+#include "platform/windows_handles.h"
 
 namespace tagsmith {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 constexpr unsigned kMostLines = 1000;  // of a request
 constexpr DWORD kPatience = 1000;      // milliseconds
 
-HANDLE mutex = nullptr;
+KernelHandle mutex;
 std::atomic<unsigned> turns;  // how often the lock was had
 std::atomic<bool> isStuck;    // nobody got it while one waited in vain, nor since
 
@@ -29,12 +29,12 @@ thread_local ThreadLines threadLines{};
 
 void Leave(ThreadLines& self) {
   self.heldFrom = nullptr;
-  ReleaseMutex(mutex);
+  ReleaseMutex(mutex.Get());
 }
 
 bool Enter(ThreadLines& self, const void* frame) {
   const unsigned turn = turns;
-  if (WaitForSingleObject(mutex, isStuck ? 0 : kPatience) == WAIT_TIMEOUT) {
+  if (WaitForSingleObject(mutex.Get(), isStuck ? 0 : kPatience) == WAIT_TIMEOUT) {
     isStuck = turns == turn;
     return false;
   }
@@ -78,18 +78,16 @@ void UnlockLog() {
 
 void InstallLogLock() {
   // By its name shared with other processes of the user: not every file system appends in one step.
-  mutex = CreateMutexW(nullptr, FALSE, L"Tagsmith log");
-  if (mutex == nullptr) {  // a process of fewer rights must not touch that one
-    mutex = CreateMutexW(nullptr, FALSE, nullptr);
+  mutex.Reset(CreateMutexW(nullptr, FALSE, L"Tagsmith log"));
+  if (!mutex) {  // a process of fewer rights must not touch that one
+    mutex.Reset(CreateMutexW(nullptr, FALSE, nullptr));
   }
   SetLogHooks({LockLog, UnlockLog});
 }
 
 void RemoveLogLock() {
   SetLogHooks({});
-  if (mutex != nullptr) {
-    CloseHandle(std::exchange(mutex, nullptr));
-  }
+  mutex.Reset();
 }
 
 LogRequest::LogRequest() : isOutermost_(!threadLines.isLimited) {

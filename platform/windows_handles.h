@@ -12,6 +12,8 @@ namespace tagsmith {
 /// A file or another kernel object.
 using KernelHandle = Handle<HANDLE, CloseHandle>;
 
+using KeyHandle = Handle<HKEY, RegCloseKey>;
+
 using BitmapHandle = Handle<HBITMAP, DeleteObject>;
 
 /// Memory that COM handed out.

@@ -100,7 +100,7 @@ void RemoveClass(const Handler& handler) {
   SHDeleteKeyW(HKEY_CLASSES_ROOT, ClassKey(handler).c_str());
 }
 
-/// Copies a value to its backup, once: a backup that is there already is of an earlier value.
+/// Copies a value to its backup, once: a backup that is there already holds an earlier value.
 void BackUp(HKEY hive, const std::wstring& key, const wchar_t* name, const wchar_t* backup) {
   if (!ValueExists(hive, key.c_str(), backup)) {
     CopyValue(hive, key.c_str(), name, hive, key.c_str(), backup);

@@ -1,4 +1,4 @@
-// What the library within this program reads of a file on the ways that the handlers take: the log
+// What the library within this program reads from a file in the ways that the handlers do: the log
 // lines behind their answers, and why something is not shown.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Where handlers are registered: for registration, and for who looks what is registered.
+// Where handlers are registered: for registration, and for the report of what is registered.
 #pragma once
 
 namespace tagsmith {

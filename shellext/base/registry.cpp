@@ -4,13 +4,11 @@
 #include <vector>
 
 #include "format/bounded.h"
-#include "platform/handle.h"
+#include "platform/windows_handles.h"
 #include "shellext/base/module.h"
 
 namespace tagsmith {
 namespace {
-
-using KeyHandle = Handle<HKEY, RegCloseKey>;
 
 struct OpenedKey {
   LSTATUS status = ERROR_SUCCESS;

@@ -20,8 +20,9 @@ std::size_t MemoryToOpen(const Reading& reading, const TagOptions& options,
   return fuzz::memory.peak - before;
 }
 
-/// Hosts that show fields take the tag's size and 1 MB, whatever is in it; who shows a picture, its
-/// copy on top; who shows all, so many times the tag's size. A size that lies changes nothing.
+/// To show fields takes the tag's size and 1 MB, whatever is in it; to show a picture takes a copy
+/// of it as well; to show everything takes so many times the tag's size. A size that lies changes
+/// nothing.
 TEST(Memory, FollowsTheTag) {
   constexpr std::size_t kSize = std::size_t{2} << 20U;
   constexpr std::size_t kSlack = std::size_t{1} << 20U;
