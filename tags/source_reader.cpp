@@ -1,6 +1,7 @@
 #include "tags/source_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 #include <utility>
@@ -59,20 +60,25 @@ std::span<std::byte> SourceReader::Take(std::uint64_t count, std::size_t lookAhe
 }
 
 /// How many bytes, `most` at the most, the source has from the position on; nothing where it does
-/// not let itself be moved. Looks at the last of them first.
+/// not let itself be moved. Looks at the last of them first, twice: a source that tells of a byte
+/// without delivering it leaves what was there before.
 std::optional<std::uint64_t> SourceReader::BytesThere(std::uint64_t most) {
-  std::byte last{};
-  if (!MoveSource(position_ + most - 1)) {
-    return std::nullopt;
+  std::array<std::byte, 2> seen{std::byte{0x00}, std::byte{0xFF}};
+  bool isRead = true;
+  for (std::byte& last : seen) {
+    if (!MoveSource(position_ + most - 1)) {
+      return std::nullopt;
+    }
+    isRead = isRead && ReadSource({&last, 1}, 1) == 1;
   }
-  if (ReadSource({&last, 1}, 1) == 1) {
+  if (isRead && seen[0] == seen[1]) {
     return most;
   }
   const std::optional<std::uint64_t> end = CallSeek(0, SeekOrigin::kEnd);
   if (!end) {
     return std::nullopt;
   }
-  physical_ = *end - start_.value_or(0);
+  physical_ = *end - std::min(*end, start_.value_or(0));
   return physical_ > position_ ? std::min(most, physical_ - position_) : 0;
 }
 
