@@ -8,7 +8,8 @@ set passed=0
 set failed=0
 set programs=%*
 if "%programs%"=="" set programs=unit_test shell_test
-set shell_test=--gtest_filter=-PropertySystem.*:ThumbExtractor.*
+rem Not what needs an incomplete or older system, or the module registered.
+set shell_test=--gtest_filter=-PropertySystem.*:ThumbExtractor.*:ClassObjects.WorkThroughCom
 set TAGSMITH_EXPECTED=%~dp0expected\
 ver > report.txt
 for %%p in (%programs%) do call :program %%p
