@@ -15,7 +15,7 @@ constexpr DWORD kPatience = 1000;      // milliseconds
 
 KernelHandle mutex;
 std::atomic<unsigned> turns;  // how often the lock was had
-std::atomic<bool> isStuck;    // nobody got it while one waited in vain, nor since
+std::atomic<bool> isStuck;    // a wait for it was in vain, and nobody has had it since
 
 struct ThreadLines {
   const void* heldFrom;  // the frame of the line that took the lock; null: it is not held
@@ -47,8 +47,8 @@ bool Enter(ThreadLines& self, const void* frame) {
 
 bool LockLog() {
   ThreadLines& self = threadLines;
-  // The stack grows downwards: a frame that is not below the holder's is none of a line within it.
-  // A fault then ended that line, and with it the call that would have left the lock.
+  // The stack grows downwards: a frame that is not below the holder's does not belong to a line
+  // within it. A fault then ended that line, and with it the call that would have left the lock.
   const void* frame = __builtin_frame_address(0);
   if (self.heldFrom != nullptr && frame >= self.heldFrom) {
     Leave(self);

@@ -31,27 +31,27 @@ std::optional<FileFacts> AskFile(std::FILE* stream) {
 }
 
 std::optional<FileFacts> AskFile(const char* path) {
-  HANDLE file = CreateFileA(path, FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
-                            FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    return std::nullopt;
-  }
-  const KernelHandle closer(file);
-  return Facts(file);
+  const KernelHandle file(CreateFileA(path, FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  return file ? Facts(file.Get()) : std::nullopt;
 }
 
 std::FILE* OpenLogStream(const char* path) {
   // Appending without the right to write elsewhere: the system then finds the end with each write.
-  HANDLE file = CreateFileA(path, GENERIC_READ | FILE_APPEND_DATA, kShareAll, nullptr, OPEN_ALWAYS,
-                            FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
+  KernelHandle file(CreateFileA(path, GENERIC_READ | FILE_APPEND_DATA, kShareAll, nullptr,
+                                OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) {
     return nullptr;
   }
-  const int descriptor =
-      _open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_APPEND | _O_TEXT | _O_NOINHERIT);
-  std::FILE* stream = descriptor >= 0 ? _fdopen(descriptor, "a+") : nullptr;
+  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(file.Get()),
+                                         _O_APPEND | _O_TEXT | _O_NOINHERIT);
+  if (descriptor < 0) {
+    return nullptr;
+  }
+  static_cast<void>(file.Detach());  // the descriptor has it now
+  std::FILE* stream = _fdopen(descriptor, "a+");
   if (stream == nullptr) {
-    descriptor >= 0 ? static_cast<void>(_close(descriptor)) : static_cast<void>(CloseHandle(file));
+    _close(descriptor);
   }
   return stream;
 }

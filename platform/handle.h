@@ -14,7 +14,7 @@ template <typename Type, auto Close>
 class Handle {
  public:
   Handle() = default;
-  explicit Handle(Type value) : value_(IsFailure(value) ? nullptr : value) {}
+  explicit Handle(Type value) { Reset(value); }
   Handle(Handle&& other) noexcept : value_(other.Detach()) {}
   Handle& operator=(Handle&& other) noexcept {
     Reset(other.Detach());
@@ -24,7 +24,7 @@ class Handle {
 
   /// Closes what is held and holds `value` instead.
   void Reset(Type value = nullptr) {
-    if (Type former = std::exchange(value_, value)) {
+    if (Type former = std::exchange(value_, IsFailure(value) ? nullptr : value)) {
       Close(former);
     }
   }

@@ -43,7 +43,7 @@ ThreadBlock* FindBlock(DWORD threadId) {
   return nullptr;
 }
 
-ThreadBlock& TakeBlock(DWORD threadId) {
+ThreadBlock& ClaimBlock(DWORD threadId) {
   for (BlockGroup* group = &firstGroup;; group = group->next) {
     for (ThreadBlock& block : group->blocks) {
       DWORD none = 0;
@@ -108,7 +108,7 @@ extern "C" void* __emutls_get_address(void* control) {
   }
   const DWORD threadId = GetCurrentThreadId();
   ThreadBlock* found = FindBlock(threadId);
-  ThreadBlock& block = found != nullptr ? *found : TakeBlock(threadId);
+  ThreadBlock& block = found != nullptr ? *found : ClaimBlock(threadId);
   auto& bytes = block.variables[index].bytes;
   if ((block.initialised & 1U << index) == 0) {
     block.initialised |= 1U << index;

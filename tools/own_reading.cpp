@@ -17,7 +17,7 @@ struct Opened {
   std::vector<CapturedLine> log;
 };
 
-void TakeLog(Opened& opened) {
+void CollectLog(Opened& opened) {
   opened.log = TakeCapturedLines();
   std::erase_if(opened.log, [](const CapturedLine& line) { return line.level == kLogInformation; });
 }
@@ -43,7 +43,7 @@ std::string WhyNoAiffAudio(ByteView start) {
   const ByteView type = start.subspan(8);
   return BeginsWithWord(type, "AIFF")   ? "no sample rate in a COMM chunk"
          : BeginsWithWord(type, "AIFC") ? "compressed AIFF (AIFF-C) is not read from a stream"
-                                        : "the form is none of audio";
+                                        : "the form holds no audio";
 }
 
 /// Why opening the stream found no audio details.
@@ -105,7 +105,7 @@ std::string Headline(const FileReport& report, const Opened& byStream, IStream* 
   }
   if (!tag.pictures.empty() && report.thumbnail && !report.thumbnail->pixels) {
     return "No thumbnail: the first picture in the tag, of " +
-           std::to_string(tag.pictures[0].data.size()) + " bytes, is none that can be shown";
+           std::to_string(tag.pictures[0].data.size()) + " bytes, cannot be shown";
   }
   return {};
 }
@@ -120,12 +120,12 @@ OwnReading ReadAsHandlersDo(const FileReport& report, const Reading& reading) {
     ComStreamSource source(*stream);
     byStream.isOpened = reading.openStream(&source, &byStream.tag);
   }
-  TakeLog(byStream);
+  CollectLog(byStream);
 
   Opened byPath;
   byPath.tag.keepPictures = false;
   byPath.isOpened = reading.openFile(byPath.tag, report.file.c_str(), kScanQuick, nullptr, false);
-  TakeLog(byPath);
+  CollectLog(byPath);
 
   OwnReading own;
   for (const char* text :

@@ -67,7 +67,7 @@ std::wstring ReadText(HKEY hive, const std::wstring& key, const wchar_t* name = 
 }
 
 std::optional<std::uint32_t> ReadNumber(HKEY hive, const wchar_t* key, const wchar_t* name) {
-  // Of two defaults a value that is there equals at most one.
+  // A missing value reads as whatever default is given.
   const DWORD number = ReadDwordSetting(hive, key, name, 0);
   const bool isThere = number != 0 || ReadDwordSetting(hive, key, name, 1) == 0;
   return isThere ? std::optional<std::uint32_t>(number) : std::nullopt;
@@ -272,56 +272,72 @@ std::string ToText(const RegistrationReport& report) {
   return page;
 }
 
-void WriteJson(JsonWriter& json, const RegistrationReport& report) {
-  const auto handler = [&](const char* key, const std::optional<RegisteredHandler>& value) {
-    json.Member(key, [&] {
-      if (!value) {
-        json.Value(nullptr);
-        return;
-      }
-      json.Object([&] {
-        json.Member("clsid", value->clsid);
-        json.Member("name", value->name);
-        json.Member("backup", value->backup);
-      });
+namespace {
+
+void WriteHandler(JsonWriter& json, const char* key,
+                  const std::optional<RegisteredHandler>& handler) {
+  json.Member(key, [&] {
+    if (!handler) {
+      json.Value(nullptr);
+      return;
+    }
+    json.Object([&] {
+      json.Member("clsid", handler->clsid);
+      json.Member("name", handler->name);
+      json.Member("backup", handler->backup);
     });
-  };
-  const auto list = [&](const char* key, const auto& entries, auto write) {
+  });
+}
+
+void Write(JsonWriter& json, const RegistrationReport::Class& found) {
+  json.Member("name", found.name);
+  json.Member("clsid", found.clsid);
+  json.Member("module", found.module);
+  json.Member("version", found.version);
+  json.Member("blocked", found.isBlocked);
+}
+
+void Write(JsonWriter& json, const RegistrationReport::Setting& setting) {
+  json.Member("name", setting.name);
+  json.Member("machine", setting.machine);
+  json.Member("user", setting.user);
+  json.Member("effect", setting.effect);
+}
+
+void Write(JsonWriter& json, const RegistrationReport::Type& type) {
+  json.Member("extension", type.extension);
+  WriteHandler(json, "properties", type.properties);
+  json.Member("windowsOwn", type.override);
+  WriteHandler(json, "thumbnails", type.thumbnails);
+  json.Member("fileType", type.fileType);
+  WriteHandler(json, "fileTypeThumbnails", type.typesOwn);
+}
+
+void Write(JsonWriter& json, const RegistrationReport::Policy& policy) {
+  json.Member("name", policy.name);
+  json.Member("hive", policy.hive);
+  json.Member("effect", policy.effect);
+}
+
+void Write(JsonWriter& json, const RegistrationReport::Verdict& verdict) {
+  json.Member("subject", verdict.subject);
+  json.Member("answer", verdict.answer);
+}
+
+}  // namespace
+
+void WriteJson(JsonWriter& json, const RegistrationReport& report) {
+  const auto list = [&](const char* key, const auto& entries) {
     json.Member(key, [&] {
-      json.Array(entries, [&](const auto& entry) { json.Object([&] { write(entry); }); });
+      json.Array(entries, [&](const auto& entry) { json.Object([&] { Write(json, entry); }); });
     });
   };
   json.Object([&] {
-    list("classes", report.classes, [&](const RegistrationReport::Class& found) {
-      json.Member("name", found.name);
-      json.Member("clsid", found.clsid);
-      json.Member("module", found.module);
-      json.Member("version", found.version);
-      json.Member("blocked", found.isBlocked);
-    });
-    list("settings", report.settings, [&](const RegistrationReport::Setting& setting) {
-      json.Member("name", setting.name);
-      json.Member("machine", setting.machine);
-      json.Member("user", setting.user);
-      json.Member("effect", setting.effect);
-    });
-    list("types", report.types, [&](const RegistrationReport::Type& type) {
-      json.Member("extension", type.extension);
-      handler("properties", type.properties);
-      json.Member("windowsOwn", type.override);
-      handler("thumbnails", type.thumbnails);
-      json.Member("fileType", type.fileType);
-      handler("fileTypeThumbnails", type.typesOwn);
-    });
-    list("policies", report.policies, [&](const RegistrationReport::Policy& policy) {
-      json.Member("name", policy.name);
-      json.Member("hive", policy.hive);
-      json.Member("effect", policy.effect);
-    });
-    list("verdicts", report.verdicts, [&](const RegistrationReport::Verdict& verdict) {
-      json.Member("subject", verdict.subject);
-      json.Member("answer", verdict.answer);
-    });
+    list("classes", report.classes);
+    list("settings", report.settings);
+    list("types", report.types);
+    list("policies", report.policies);
+    list("verdicts", report.verdicts);
   });
 }
 

@@ -40,7 +40,7 @@ constexpr ResultMeaning kResultMeanings[] = {
     {__HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION), "another program holds the file"},
     {__HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE), "the path is too long"},
     {__HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND), "the module does not load"},
-    {__HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT), "no 64-bit module"},
+    {__HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT), "not a 64-bit module"},
 };
 
 }  // namespace

@@ -56,16 +56,4 @@ std::string ToText(const ReportContent& content) {
                     content);
 }
 
-std::uint64_t NumberIn(const ReportContent& content) {
-  return std::visit(
-      [](const auto& value) {
-        if constexpr (std::is_arithmetic_v<std::remove_cvref_t<decltype(value)>>) {
-          return static_cast<std::uint64_t>(value);
-        } else {
-          return std::uint64_t{0};
-        }
-      },
-      content);
-}
-
 }  // namespace tagsmith

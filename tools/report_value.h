@@ -39,7 +39,4 @@ void WriteJson(JsonWriter& json, const ReportContent& content);
 /// For people; lists with "; " between their entries, empty where there is no content.
 std::string ToText(const ReportContent& content);
 
-/// A number or flag, a negative one with its sign extended; 0 of others.
-std::uint64_t NumberIn(const ReportContent& content);
-
 }  // namespace tagsmith

@@ -11,7 +11,7 @@
 
 namespace tagsmith {
 
-/// UTF-16 as the platform's wide characters.
+/// UTF-8 as the platform's wide characters.
 std::wstring WidenUtf8(const std::string& text);
 
 /// Under Wine, whose property system lacks what the handlers need, puts the stand-in beside the

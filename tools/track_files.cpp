@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "shellext/base/registered_keys.h"
 #include "tags/unicode.h"
 #include "tools/report_text.h"
 #include "tools/shell_host.h"
@@ -18,7 +19,6 @@ std::string NameOf(const fs::path& path) { return Utf16ToUtf8(Utf16(path.generic
 
 bool IsTrack(const fs::path& path) {
   const std::wstring extension = path.extension().wstring();
-  constexpr const wchar_t* kExtensions[] = {L".mp3", L".aif", L".aiff"};
   return std::any_of(std::begin(kExtensions), std::end(kExtensions),
                      [&](const wchar_t* known) { return _wcsicmp(extension.c_str(), known) == 0; });
 }

@@ -36,7 +36,7 @@ void FindLogFolder(std::array<char, 261>& path) {
 /// The version of the installed module, by the path that the installer wrote; all zeros without it.
 FileVersion InstalledVersion() {
   std::array<char, 261> path{};
-  ReadStringSetting(HKEY_LOCAL_MACHINE, kProductKey, L"Installation path", "",
+  ReadStringSetting(HKEY_LOCAL_MACHINE, kProductKey, L"Installation path",
                     std::span(path).first(260));
   if (path.front() == '\0') {
     return {};  // a bare file name would find the module that is loaded, wherever it came from

@@ -67,21 +67,16 @@ DWORD ReadDwordSetting(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD
   return value;
 }
 
-bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const char* defaultValue,
-                       std::span<char> buffer) {
-  CopyBounded(buffer, defaultValue);
+void ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, std::span<char> buffer) {
+  CopyBounded(buffer, "");
   std::optional<std::wstring> text;
-  if (!ReadStringValue(hive, key, name, text)) {
-    return false;
-  }
-  if (text) {
+  if (ReadStringValue(hive, key, name, text) && text) {
     const int size =
         WideCharToMultiByte(CP_ACP, 0, text->c_str(), -1, nullptr, 0, nullptr, nullptr);
     std::string narrow(static_cast<std::size_t>(size), '\0');
     WideCharToMultiByte(CP_ACP, 0, text->c_str(), -1, narrow.data(), size, nullptr, nullptr);
     CopyBounded(buffer, narrow.c_str());
   }
-  return true;
 }
 
 bool ValueExists(HKEY hive, const wchar_t* key, const wchar_t* name) {

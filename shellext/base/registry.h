@@ -15,10 +15,9 @@ namespace tagsmith {
 /// The value when it exists and is a DWORD, else `defaultValue`.
 DWORD ReadDwordSetting(HKEY hive, const wchar_t* key, const wchar_t* name, DWORD defaultValue);
 
-/// Fills `buffer` (capacity, terminator included) with `defaultValue`, then, when the value exists
-/// and is a string, with its text in the ANSI code page. Whether the key could be opened.
-bool ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, const char* defaultValue,
-                       std::span<char> buffer);
+/// Fills `buffer` (capacity, terminator included) with the value's text in the ANSI code page; it
+/// is empty where there is no such value, or none of text.
+void ReadStringSetting(HKEY hive, const wchar_t* key, const wchar_t* name, std::span<char> buffer);
 
 bool ValueExists(HKEY hive, const wchar_t* key, const wchar_t* name);
 

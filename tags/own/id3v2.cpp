@@ -164,7 +164,7 @@ class TagWalk {
                    static_cast<int>(capacity_), static_cast<int>(left));
       return DataResult::kEnd;
     }
-    TakeBody(size, frame);
+    SetBody(size, frame);
     if (Is24() && header.size != header.plainSize && !IsAtFrame()) {
       // The size was written as a plain number.
       position_ -= size;
@@ -173,7 +173,7 @@ class TagWalk {
                      SizeForMessage(), PositionForMessage(header.plainSize));
         return DataResult::kEnd;
       }
-      TakeBody(header.plainSize, frame);
+      SetBody(header.plainSize, frame);
       if (!IsAtFrame()) {
         WriteLogLine(kLogError, "Failed to validate the tag position after a non-syncsafe frame");
         return DataResult::kLostPosition;
@@ -186,7 +186,7 @@ class TagWalk {
     return DataResult::kRead;
   }
 
-  void TakeBody(std::uint32_t size, V2Frame& frame) {
+  void SetBody(std::uint32_t size, V2Frame& frame) {
     body_ = buffer_.subspan(static_cast<std::size_t>(position_), size);
     frame.body = body_;
     position_ += size;

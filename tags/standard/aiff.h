@@ -12,8 +12,8 @@ namespace tagsmith::standard {
 /// Whether a file that begins so is AIFF or AIFF-C.
 bool IsAiff(ByteView start);
 
-/// Walks the chunks, the reader standing at the beginning, reads the first ID3 tag that holds
-/// anything and fills the track details. False when no sample rate is told.
+/// Walks the chunks, the reader standing at the beginning, reads the first ID3 tag and fills the
+/// track details. False when no sample rate is told.
 bool ReadAiff(ID3Tag& tag, SourceReader& reader);
 
 }  // namespace tagsmith::standard

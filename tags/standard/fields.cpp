@@ -21,7 +21,7 @@ TextDecoder DecoderOf(const Frame& frame) {
 }
 
 /// The values of a text frame; before 2.4 what follows a terminator does not count (ID3v2.3.0,
-/// 4.2). None where the encoding is none.
+/// 4.2). None where the encoding is unknown.
 Values FrameValues(const Frame& frame) {
   Values values;
   if (TextDecoder::IsEncoding(frame.body[0])) {
@@ -46,7 +46,7 @@ std::u16string FrameText(const Frame& frame) {
 }
 
 /// The names in one value of 2.2 or 2.3 (ID3v2.3.0, 4.2.1: TCOM, TEXT, TOPE, TPE1). A slash between
-/// two and two letters is part of a name.
+/// two letters on each side is part of a name.
 Values SplitNames(std::u16string_view text) {
   constexpr std::size_t kAbbreviation = 2;
   Values names;

@@ -70,6 +70,11 @@ struct FrameRun {
     bytes += shape.length;
     agree = agree && shape.bitRate == rate;
   }
+  void Add(const FrameRun& run) {
+    frames += run.frames;
+    bytes += run.bytes;
+    agree = agree && run.agree;
+  }
 };
 
 /// Walks the frames of the stream that `header` belongs to, from the beginning of `bytes`, where
@@ -116,9 +121,7 @@ FrameRun CountFrames(ByteView bytes, std::uint32_t header) {
   while (!bytes.empty()) {
     bytes = bytes.subspan(FindFrame(bytes, header));
     const FrameRun run = WalkFrames(bytes, header);
-    all.frames += run.frames;
-    all.bytes += run.bytes;
-    all.agree = all.agree && run.agree;
+    all.Add(run);
     bytes =
         bytes.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(run.bytes, bytes.size())));
   }
@@ -127,8 +130,31 @@ FrameRun CountFrames(ByteView bytes, std::uint32_t header) {
 
 // ---- Headers of varying rate ------------------------------------------------------------------
 
-/// The header that encoders put after the side information of a first frame of layer 3, and what
-/// LAME puts after it.
+/// What LAME and others put after the Xing header: their name, and the samples to be cut.
+void ReadEncoder(ByteView bytes, VbrHeader& vbr) {
+  constexpr std::size_t kEncoderSize = 9;
+  constexpr std::size_t kDelayOffset = 21;
+  const std::string_view encoder = AsText(bytes).substr(0, kEncoderSize);
+  // LAME before 3.90 wrote no more than its name.
+  const bool isLame = encoder.starts_with("LAME3.9") || encoder.starts_with("LAME3.1");
+  if (isLame || encoder.starts_with("Lavc") || encoder.starts_with("Lavf")) {
+    if (bytes.size() >= kDelayOffset + 3) {
+      const ByteView cut = bytes.subspan(kDelayOffset, 3);
+      const auto delay = std::to_integer<std::uint32_t>(cut[0]) << 4U |
+                         std::to_integer<std::uint32_t>(cut[1]) >> 4U;
+      const auto padding = (std::to_integer<std::uint32_t>(cut[1]) & 0x0FU) << 8U |
+                           std::to_integer<std::uint32_t>(cut[2]);
+      vbr.samplesCut = delay + padding;
+    }
+  }
+  if (isLame || encoder.starts_with("L")) {
+    const auto* const end =
+        std::find_if(encoder.begin(), encoder.end(), [](char c) { return c <= ' ' || c > '~'; });
+    vbr.encoder.assign(encoder.begin(), end);
+  }
+}
+
+/// The header that encoders put after the side information of a first frame of layer 3.
 std::optional<VbrHeader> ReadXing(ByteView bytes) {
   constexpr std::uint32_t kHasFrames = 1;
   constexpr std::uint32_t kHasBytes = 2;
@@ -157,27 +183,7 @@ std::optional<VbrHeader> ReadXing(ByteView bytes) {
     bytes = bytes.subspan(std::min(kTableSize, bytes.size()));
   }
   takeNumber(kHasQuality);
-
-  constexpr std::size_t kEncoderSize = 9;
-  constexpr std::size_t kDelayOffset = 21;
-  const std::string_view encoder = AsText(bytes).substr(0, kEncoderSize);
-  // LAME before 3.90 wrote no more than its name.
-  const bool isLame = encoder.starts_with("LAME3.9") || encoder.starts_with("LAME3.1");
-  if (isLame || encoder.starts_with("Lavc") || encoder.starts_with("Lavf")) {
-    if (bytes.size() >= kDelayOffset + 3) {
-      const ByteView cut = bytes.subspan(kDelayOffset, 3);
-      const auto delay = std::to_integer<std::uint32_t>(cut[0]) << 4U |
-                         std::to_integer<std::uint32_t>(cut[1]) >> 4U;
-      const auto padding = (std::to_integer<std::uint32_t>(cut[1]) & 0x0FU) << 8U |
-                           std::to_integer<std::uint32_t>(cut[2]);
-      vbr.samplesCut = delay + padding;
-    }
-  }
-  if (isLame || encoder.starts_with("L")) {
-    const auto* const end =
-        std::find_if(encoder.begin(), encoder.end(), [](char c) { return c <= ' ' || c > '~'; });
-    vbr.encoder.assign(encoder.begin(), end);
-  }
+  ReadEncoder(bytes, vbr);
   return vbr;
 }
 
@@ -315,10 +321,7 @@ FrameRun SampleFrames(SourceReader& reader, std::uint32_t header, std::uint64_t 
   for (std::uint64_t i = 0; i < places; ++i) {
     const std::uint64_t offset = isShort ? 0 : bytes / (2 * kPlaces) * (2 * i + 1);
     if (reader.SeekTo(start + offset)) {
-      const FrameRun run = CountFrames(reader.Take(isShort ? bytes : kPlaceSize, 0), header);
-      all.frames += run.frames;
-      all.bytes += run.bytes;
-      all.agree = all.agree && run.agree;
+      all.Add(CountFrames(reader.Take(isShort ? bytes : kPlaceSize, 0), header));
     }
   }
   return all;
