@@ -52,6 +52,7 @@ done
 [[ -z $page ]] || arguments+=(--html "$page")
 [[ ! -t 2 ]] || arguments+=(--progress)
 
+[[ -z $page ]] || rm -f -- "$page"  # an older one is not what this run made
 # What is interrupted still leaves its page. Wine writes escape sequences to a terminal, not to a pipe.
 trap : INT
 status=0

@@ -15,6 +15,7 @@ usage() {
 check() {
   local folder releases=()
   git -C "$here" diff --quiet HEAD || echo "The last commit is checked, without the changes since." >&2
+  unset TAGSMITH_SIGN  # signatures hold the time
   folder=$(mktemp -d)
   trap "rm -rf '$folder'" EXIT  # now: the trap runs where the name is gone
   for clone in "$folder/one" "$folder/another/with a longer path"; do

@@ -167,7 +167,7 @@ def bill_of_materials(files, version, folder):
     for number, (name, debian, licence, owner) in enumerate(LINKED):
         package(f'linked-{number}', name, run('dpkg-query', '-W', '-f=${Version}', debian),
                 licence, owner, comment=f'Debian package {debian}')
-        relate(f'linked-{number}', 'STATIC_LINK', 'tsshell')
+        relate('tsshell', 'STATIC_LINK', f'linked-{number}')
     listed = []
     for path in [*sorted(folder / name for name in (*PROGRAMS, 'Tagsmith.propdesc', 'NOTICE.txt'))]:
         reference = 'file-' + path.name

@@ -18,13 +18,19 @@ rem settings are set aside, in settings.reg, and put back.
 set product=HKLM\Software\Corvane\Tagsmith
 reg query "%product%" >nul 2>&1
 set isnew=%errorlevel%
+rem One that is there was left by a run that was interrupted.
+if exist settings.reg reg delete "%product%\Settings" /f >nul 2>&1
+if exist settings.reg reg import settings.reg >nul 2>&1
 if exist settings.reg del settings.reg
 reg export "%product%\Settings" settings.reg /y >nul 2>&1
+reg query "%product%\Settings" >nul 2>&1
+if not errorlevel 1 if not exist settings.reg exit /b 2
 reg delete "%product%\Settings" /f >nul 2>&1
 for %%h in (property thumbnail column) do reg add "%product%\Settings" /v "Add %%h handler" /t REG_DWORD /d 1 /f >nul
 for %%f in (samples\*) do call :answers %%f %%~nxf
 reg delete "%product%\Settings" /f >nul
 if exist settings.reg reg import settings.reg >nul 2>&1
+if exist settings.reg del settings.reg
 if not %isnew%==0 reg delete "%product%" /f >nul
 bin\tsprobe.exe --registration --text >> report.txt
 echo %passed% passed, %failed% failed >> report.txt

@@ -1,4 +1,4 @@
-// The kinds of handles of Windows that several rooms use.
+// The kinds of handles of Windows that several folders use.
 #pragma once
 
 #include <windows.h>

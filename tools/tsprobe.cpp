@@ -14,6 +14,7 @@
 
 #include "handlers/chosen_reading.h"
 #include "platform/handle.h"
+#include "shellext/base/version_info.h"
 #include "tags/reading.h"
 #include "tools/arguments.h"
 #include "tools/console.h"
@@ -51,6 +52,7 @@ struct Options {
   bool asksProperties = false;
   bool asksThumbnail = false;
   bool asksColumns = false;
+  bool asksForAll = false;  // because none of these was named
   bool text = false;
   bool registration = false;
   bool standard = false;
@@ -81,6 +83,7 @@ CommandLine ParseArguments(Options& options, std::vector<std::string> arguments)
   CommandLine line =
       ParseArguments("tsprobe", kUsage, known, std::move(arguments), options.registration);
   if (!options.asksProperties && !options.asksThumbnail && !options.asksColumns) {
+    options.asksForAll = true;
     options.asksProperties = true;
     options.asksThumbnail = true;
     options.asksColumns = true;
@@ -120,6 +123,10 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
   }
   if (options.asksColumns) {
     report.columns = AskColumnHandler(handlers, file);
+    if (options.asksForAll && IsNt6OrLater() &&
+        report.columns->initialize == REGDB_E_CLASSNOTREG) {
+      report.columns.reset();  // shells since Windows Vista have no columns, nor is the class there
+    }
   }
   return report;
 }

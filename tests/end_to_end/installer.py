@@ -205,19 +205,21 @@ def make_packages(folder):
 
 
 def check_sequence(package):
-    """What Wine does not show: the old version goes within the transaction, and what each action of
-    ours did is undone by one before it that runs when the change is rolled back."""
+    """What Wine does not show: an upgrade keeps the choice of features; the old version goes within
+    the transaction, and what each action of ours did is undone by one before it that runs when the
+    change is rolled back."""
     def table(name):
         lines = subprocess.run(['msiinfo', 'export', package, name], check=True,
                                capture_output=True, text=True).stdout.splitlines()[3:]
-        return {row[0]: row[1:] for row in (line.split('\t') for line in lines)}
+        return [line.split('\t') for line in lines]
 
-    sequence = {action: int(row[1]) for action, row in
-                table('InstallExecuteSequence').items()}
+    sequence = {row[0]: int(row[2]) for row in table('InstallExecuteSequence')}
+    upgrade, = (row for row in table('Upgrade') if row[6] == 'WIX_UPGRADE_DETECTED')
+    assert int(upgrade[4]) & 1 and 'MigrateFeatureStates' in sequence, upgrade
     later = sorted((number, action) for action, number in sequence.items()
                    if number > sequence['InstallInitialize'])
     assert later[0][1] == 'RemoveExistingProducts', later
-    actions = table('CustomAction')
+    actions = {row[0]: row[1:] for row in table('CustomAction')}
     for action, undone_by in (('RemoveHandlers', 'UndoRemoval'),
                               ('InstallHandlers', 'UndoInstallation')):
         assert sequence[undone_by] < sequence[action]
