@@ -169,7 +169,7 @@ TEST_F(Answers, FollowFromTheTrack) {
 /// On for the machine and not off for the user; asked when a handler is made.
 TEST_F(Answers, AreThoseOfTheReadingThatIsSet) {
   // A tag that only the standard reading takes, without audio.
-  const std::string frames = Frame(3, "TIT2", "\0Song"s) +
+  const std::string frames = Frame(3, "TIT2", "\0Song"s) + Frame(3, "TPOS", "\0002/3"s) +
                              PictureFrame("image/bmp", BmpPicture(1, 1, 24, "", "\1\2\3\0"s));
   const std::string track = V2Tag(3, frames, 0x80);
   const TemporaryFile file("c.mp3", track);
@@ -180,6 +180,7 @@ TEST_F(Answers, AreThoseOfTheReadingThatIsSet) {
     TestStream stream(track);
     EXPECT_EQ(Title(&stream), isStandard ? "Song" : "-");
     EXPECT_EQ(Title(&stream, S_OK, "System.Media.Duration"), isStandard ? "-" : "0");
+    EXPECT_EQ(Title(&stream, S_OK, "System.Music.PartOfSet"), isStandard ? "2/3" : "-");
     EXPECT_EQ(Title(WidenUtf8(file.Path())), isStandard ? "Song" : kNone);
     ComPointer<IInitializeWithStream> handler;
     ComPointer<IThumbnailProvider> provider;
