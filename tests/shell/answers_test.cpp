@@ -15,6 +15,9 @@ namespace {
 constexpr PROPERTYKEY kTitle = {
     {0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}}, 2};
 
+constexpr GUID kMusic = {
+    0x56A3372E, 0xCE9C, 0x11D2, {0x9F, 0x0E, 0x00, 0x60, 0x97, 0xC6, 0x86, 0xF6}};
+
 class Answers : public ::testing::Test {
  protected:
   ~Answers() override { EXPECT_TRUE(module.CanUnload()); }
@@ -158,8 +161,7 @@ TEST_F(Answers, FollowFromTheTrack) {
     }
     // Of no column: the first two are answered all the same.
     for (const DWORD pid : {3U, 6U, 8U}) {
-      const SHCOLUMNID column = {
-          {0x56A3372E, 0xCE9C, 0x11D2, {0x9F, 0x0E, 0x00, 0x60, 0x97, 0xC6, 0x86, 0xF6}}, pid};
+      const SHCOLUMNID column = {kMusic, pid};
       seen += Format("  {56A3372E-...} %lu: ", pid) + Shortened(Ask(column, item)) + "\n";
     }
   }
@@ -170,6 +172,7 @@ TEST_F(Answers, FollowFromTheTrack) {
 TEST_F(Answers, AreThoseOfTheReadingThatIsSet) {
   // A tag that only the standard reading takes, without audio.
   const std::string frames = Frame(3, "TIT2", "\0Song"s) + Frame(3, "TPOS", "\0002/3"s) +
+                             Frame(3, "TPE1", "\0One/Two"s) +
                              PictureFrame("image/bmp", BmpPicture(1, 1, 24, "", "\1\2\3\0"s));
   const std::string track = V2Tag(3, frames, 0x80);
   const TemporaryFile file("c.mp3", track);
@@ -182,6 +185,7 @@ TEST_F(Answers, AreThoseOfTheReadingThatIsSet) {
     EXPECT_EQ(Title(&stream, S_OK, "System.Media.Duration"), isStandard ? "-" : "0");
     EXPECT_EQ(Title(&stream, S_OK, "System.Music.PartOfSet"), isStandard ? "2/3" : "-");
     EXPECT_EQ(Title(WidenUtf8(file.Path())), isStandard ? "Song" : kNone);
+    EXPECT_EQ(Ask({kMusic, 2}, Item(WidenUtf8(file.Path()))), isStandard ? "One; Two" : kNone);
     ComPointer<IInitializeWithStream> handler;
     ComPointer<IThumbnailProvider> provider;
     HBITMAP bitmap = nullptr;
