@@ -65,12 +65,10 @@ def read_steps(group):
 # Keys that other keys of ours were made below; empty ones of them stay.
 LEFT = re.compile(r'machine\\Software\\Classes\\(\.(aiff?|mp3)(\\ShellEx)?|SystemFileAssociations)$'
                   r'|machine\\Software\\Classes\\folder\\shellex\\ColumnHandlers$'
-                  r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem(\\.*)?$'
-                  r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions'
-                  r'(\\Approved)?$'
-                  r'|user\\Software\\Corvane(\\.*)?$'
+                  r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\'
+                  r'(PropertySystem(\\.*)?|Shell Extensions(\\Approved)?)$'
+                  r'|user\\Software\\(Corvane(\\.*)?|Wine\\AppDefaults(\\msiexec.exe)?)$'
                   r'|user\\Software\\Microsoft\\Windows\\CurrentVersion\\Policies(\\Explorer)?$'
-                  r'|user\\Software\\Wine\\AppDefaults(\\msiexec.exe)?$'
                   # Windows Installer's own book-keeping.
                   r'|machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\'
                   r'|machine\\Software\\Classes\\Installer(\\.*)?$')
