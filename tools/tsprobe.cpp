@@ -123,8 +123,7 @@ FileReport Ask(const HandlerSource& handlers, const Options& options, const std:
   }
   if (options.asksColumns) {
     report.columns = AskColumnHandler(handlers, file);
-    if (options.asksForAll && IsNt6OrLater() &&
-        report.columns->initialize == REGDB_E_CLASSNOTREG) {
+    if (options.asksForAll && IsNt6OrLater() && report.columns->initialize == REGDB_E_CLASSNOTREG) {
       report.columns.reset();  // shells since Windows Vista have no columns, nor is the class there
     }
   }
