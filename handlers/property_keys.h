@@ -78,22 +78,4 @@ inline constexpr NamedKey kSongComment    {"",                              {pro
 // clang-format on
 }  // namespace property_keys
 
-/// Those of properties, to find a key's name.
-inline constexpr const NamedKey* kAllPropertyKeys[] = {
-    &property_keys::kTitle,          &property_keys::kComment,
-    &property_keys::kSubTitle,       &property_keys::kArtist,
-    &property_keys::kAlbumTitle,     &property_keys::kYear,
-    &property_keys::kTrackNumber,    &property_keys::kGenre,
-    &property_keys::kAlbumArtist,    &property_keys::kContentGroup,
-    &property_keys::kInitialKey,     &property_keys::kBeatsPerMinute,
-    &property_keys::kConductor,      &property_keys::kPartOfSet,
-    &property_keys::kRating,         &property_keys::kCopyright,
-    &property_keys::kComposer,       &property_keys::kPublisher,
-    &property_keys::kAuthorUrl,      &property_keys::kEncodedBy,
-    &property_keys::kTargetUrl,      &property_keys::kIsCompilation,
-    &property_keys::kOriginalArtist, &property_keys::kPodcast,
-    &property_keys::kDuration,       &property_keys::kEncodingBitrate,
-    &property_keys::kSearchContents,
-};
-
 }  // namespace tagsmith

@@ -43,19 +43,10 @@ constexpr const wchar_t* kAssociationsKey = L"SystemFileAssociations\\";
 
 std::wstring Join(const wchar_t* left, const wchar_t* right) { return std::wstring(left) + right; }
 
-/// "{7C1F2A90-...}"
-std::wstring ClsidText(const Handler& handler) {
-  std::array<wchar_t, 39> text{};
-  StringFromGUID2(handler.clsid, text.data(), static_cast<int>(text.size()));
-  return text.data();
-}
-
 /// Of identifiers and settings, which are ASCII.
 std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 
-std::wstring ClassKey(const Handler& handler) { return L"CLSID\\" + ClsidText(handler); }
-
-std::wstring ColumnKey() { return kColumnHandlersKey + ClsidText(kColumnHandler); }
+std::wstring ColumnKey() { return kColumnHandlersKey + GuidText(kColumnHandler.clsid); }
 
 std::wstring ThumbnailKey(const wchar_t* extension) {
   return Join(extension, IsNt6OrLater() ? kThumbnailProviderKey : kExtractImageKey);
@@ -66,22 +57,22 @@ bool IsAiff(const wchar_t* extension) { return _wcsnicmp(extension, L".aif", 4) 
 // ---- Steps, each with what undoes it ----------------------------------------------------------
 
 LSTATUS Approve(const Handler& handler, const Handler& loggedHandler) {
-  const LSTATUS status =
-      SetStringValue(HKEY_LOCAL_MACHINE, kApprovedKey, ClsidText(handler).c_str(), handler.name);
+  const LSTATUS status = SetStringValue(HKEY_LOCAL_MACHINE, kApprovedKey,
+                                        GuidText(handler.clsid).c_str(), handler.name);
   if (status == ERROR_ACCESS_DENIED) {
     WriteLogLine(kLogError, "Failed to create the shell approved GUID %s",
-                 Narrow(ClsidText(loggedHandler)).c_str());
+                 Narrow(GuidText(loggedHandler.clsid)).c_str());
   }
   return status;
 }
 
 void Disapprove(const Handler& handler) {
-  SHDeleteValueW(HKEY_LOCAL_MACHINE, kApprovedKey, ClsidText(handler).c_str());
+  SHDeleteValueW(HKEY_LOCAL_MACHINE, kApprovedKey, GuidText(handler.clsid).c_str());
 }
 
 /// Each value only after the one before.
 LSTATUS RegisterClass(const Handler& handler, const wchar_t* modulePath) {
-  const std::wstring key = ClassKey(handler);
+  const std::wstring key = ClassKey(handler.clsid);
   const std::wstring server = key + L"\\InProcServer32";
   LSTATUS status = SetStringValue(HKEY_CLASSES_ROOT, key.c_str(), nullptr, handler.name);
   if (status == ERROR_SUCCESS && handler.savesSafelyByItself) {
@@ -97,7 +88,7 @@ LSTATUS RegisterClass(const Handler& handler, const wchar_t* modulePath) {
 }
 
 void RemoveClass(const Handler& handler) {
-  SHDeleteKeyW(HKEY_CLASSES_ROOT, ClassKey(handler).c_str());
+  SHDeleteKeyW(HKEY_CLASSES_ROOT, ClassKey(handler.clsid).c_str());
 }
 
 /// Copies a value to its backup, once: a backup that is there already holds an earlier value.
@@ -115,14 +106,14 @@ void Restore(HKEY hive, const std::wstring& key, const wchar_t* name, const wcha
 /// Makes the handler the default value of a key.
 LSTATUS TakeOver(HKEY hive, const std::wstring& key, const Handler& handler) {
   BackUp(hive, key, nullptr, kBackup);
-  return SetStringValue(hive, key.c_str(), nullptr, ClsidText(handler).c_str());
+  return SetStringValue(hive, key.c_str(), nullptr, GuidText(handler.clsid).c_str());
 }
 
 /// Gives a key that is ours back to the earlier handler, or deletes it when there was none.
 void GiveBack(HKEY hive, const std::wstring& key, const Handler& handler) {
   std::optional<std::wstring> current;
   ReadStringValue(hive, key.c_str(), nullptr, current);
-  if (!current || _wcsicmp(current->c_str(), ClsidText(handler).c_str()) != 0) {
+  if (!current || _wcsicmp(current->c_str(), GuidText(handler.clsid).c_str()) != 0) {
     return;
   }
   if (ValueExists(hive, key.c_str(), kBackup)) {

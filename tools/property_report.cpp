@@ -2,21 +2,19 @@
 
 #include <propvarutil.h>
 
-#include <algorithm>
-#include <array>
+#include <span>
 
-#include "handlers/property_keys.h"
+#include "handlers/tag_fields.h"
 #include "shellext/base/handler_ids.h"
+#include "shellext/base/registered_keys.h"
+#include "tags/unicode.h"
 #include "tools/report_text.h"
 
 namespace tagsmith {
 namespace {
 
-std::string GuidText(const GUID& guid) {
-  std::array<wchar_t, 40> wide{};
-  StringFromGUID2(guid, wide.data(), static_cast<int>(wide.size()));
-  return {wide.data(), wide.data() + std::wstring_view(wide.data()).size()};
-}
+/// In UTF-8.
+std::string NarrowGuid(const GUID& guid) { return Utf16ToUtf8(Utf16(GuidText(guid))); }
 
 std::vector<std::wstring> TextsOf(const CALPWSTR& texts) {
   return {texts.pElems, texts.pElems + texts.cElems};
@@ -62,12 +60,17 @@ std::string PropertyTypeOf(const ReportValue& value) {
 }  // namespace
 
 std::string NameOf(const PROPERTYKEY& key) {
-  const auto* named =
-      std::find_if(std::begin(kAllPropertyKeys), std::end(kAllPropertyKeys), [&](const auto* k) {
-        return k->key.pid == key.pid && IsEqualGUID(k->key.fmtid, key.fmtid) != 0;
-      });
-  return named != std::end(kAllPropertyKeys) ? std::string((*named)->name)
-                                             : GuidText(key.fmtid) + "/" + std::to_string(key.pid);
+  const ID3Tag tag;
+  for (const std::span<const Field> fields : {V2Fields(), AudioFields(tag)}) {
+    for (const Field& field : fields) {
+      if (IsSameKey(field.key.key, key)) {
+        return std::string(field.key.name);
+      }
+    }
+  }
+  const NamedKey& contents = property_keys::kSearchContents;
+  return IsSameKey(contents.key, key) ? std::string(contents.name)
+                                      : NarrowGuid(key.fmtid) + "/" + std::to_string(key.pid);
 }
 
 PropertyReport AskPropertyHandler(const HandlerSource& handlers, const std::string& file) {
@@ -117,7 +120,7 @@ void WriteJson(JsonWriter& json, const PropertyReport& report) {
       json.Array(report.items, [&](const PropertyItem& item) {
         json.Object([&] {
           json.Member("name", NameOf(item.key));
-          json.Member("fmtid", GuidText(item.key.fmtid));
+          json.Member("fmtid", NarrowGuid(item.key.fmtid));
           json.Member("pid", item.key.pid);
           json.Member("type", PropertyTypeOf(item.value));
           json.Member("value", [&] { WriteJson(json, item.value.content); });

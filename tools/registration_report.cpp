@@ -77,12 +77,6 @@ bool IsSame(const std::string& one, const std::string& other) {
   return _stricmp(one.c_str(), other.c_str()) == 0;
 }
 
-std::wstring ClsidText(const CLSID& clsid) {
-  std::array<wchar_t, 39> text{};
-  StringFromGUID2(clsid, text.data(), static_cast<int>(text.size()));
-  return text.data();
-}
-
 std::optional<RegisteredHandler> ReadHandler(HKEY hive, const std::wstring& key) {
   const std::wstring clsid = ReadText(hive, key);
   if (clsid.empty()) {
@@ -93,7 +87,7 @@ std::optional<RegisteredHandler> ReadHandler(HKEY hive, const std::wstring& key)
 }
 
 RegistrationReport::Class ReadClass(const OurClass& ours) {
-  const std::wstring clsid = ClsidText(ours.clsid);
+  const std::wstring clsid = GuidText(ours.clsid);
   RegistrationReport::Class found{ours.name, Utf8(clsid), {}, {}};
   const std::wstring module = ReadText(HKEY_CLASSES_ROOT, L"CLSID\\" + clsid + L"\\InProcServer32");
   found.module = Utf8(module);
@@ -186,7 +180,7 @@ std::vector<RegistrationReport::Verdict> Judge(const RegistrationReport& report)
   }
   std::optional<RegisteredHandler> columns;
   const std::string& clsid = report.classes[kColumns].clsid;
-  if (!ReadText(HKEY_CLASSES_ROOT, kColumnHandlersKey + ClsidText(kColumnHandlerClsid)).empty()) {
+  if (!ReadText(HKEY_CLASSES_ROOT, kColumnHandlersKey + GuidText(kColumnHandlerClsid)).empty()) {
     columns = RegisteredHandler{clsid, {}, {}};
   }
   verdicts.push_back({"columns", hasProperties ? "not asked for since Windows Vista"

@@ -7,6 +7,7 @@
 
 #include "platform/system_library.h"
 #include "shellext/base/handler_ids.h"
+#include "shellext/base/registered_keys.h"
 #include "shellext/base/registry.h"
 #include "tools/standard_settings.h"
 
@@ -41,12 +42,9 @@ HandlerSource::HandlerSource(const std::wstring& modulePath)
 void HandlerSource::UseStandardReading() {
   isStandard_ = true;
   if (isRegistered_) {
-    std::array<wchar_t, 40> clsid{};
-    StringFromGUID2(kPropertyHandlerClsid, clsid.data(), static_cast<int>(clsid.size()));
+    const std::wstring key = ClassKey(kPropertyHandlerClsid) + L"\\InProcServer32";
     std::optional<std::wstring> path;
-    ReadStringValue(HKEY_CLASSES_ROOT,
-                    (std::wstring(L"CLSID\\") + clsid.data() + L"\\InprocServer32").c_str(),
-                    nullptr, path);
+    ReadStringValue(HKEY_CLASSES_ROOT, key.c_str(), nullptr, path);
     isRegistered_ = false;
     module_ = LoadLibraryW(path.value_or(L"").c_str());
   }

@@ -1,7 +1,24 @@
 // Where handlers are registered: for registration, and for the report of what is registered.
 #pragma once
 
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <array>
+#include <string>
+
 namespace tagsmith {
+
+/// "{7C1F2A90-...}"
+inline std::wstring GuidText(const GUID& guid) {
+  std::array<wchar_t, 39> text{};
+  StringFromGUID2(guid, text.data(), static_cast<int>(text.size()));
+  return text.data();
+}
+
+/// Below classes root.
+inline std::wstring ClassKey(REFCLSID clsid) { return L"CLSID\\" + GuidText(clsid); }
 
 /// The file types that the handlers are registered for.
 inline constexpr const wchar_t* kExtensions[] = {L".aif", L".aiff", L".mp3"};

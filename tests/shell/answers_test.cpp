@@ -5,6 +5,7 @@
 
 #include <fstream>
 
+#include "shellext/base/registered_keys.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/property_report.h"
 #include "tools/report_text.h"
@@ -144,8 +145,8 @@ TEST_F(Answers, FollowFromTheTrack) {
       if (item.value.type == VT_EMPTY) {
         empty += " " + name;
       } else {
-        seen += Format("  %s %lu %s, type %u: ", GuidText(item.key.fmtid).c_str(), item.key.pid,
-                       name.c_str(), item.value.type) +
+        seen += Format("  %s %lu %s, type %u: ", Narrow(GuidText(item.key.fmtid)).c_str(),
+                       item.key.pid, name.c_str(), item.value.type) +
                 Shortened(ToText(item.value.content)) + "\n";
       }
     }
@@ -206,8 +207,8 @@ TEST_F(Answers, DescribeTheColumns) {
   for (DWORD index = 0; columns->GetColumnInfo(index, &info) == S_OK; ++index) {
     const GUID set = info.scid.fmtid;
     seen += Format("%lu %s %ld, type %u, format %lu, width %u, flags %lx, ", index,
-                   GuidText(set).c_str(), static_cast<long>(info.scid.pid), unsigned{info.vt},
-                   DWORD{info.fmt}, UINT{info.cChars}, DWORD{info.csFlags}) +
+                   Narrow(GuidText(set)).c_str(), static_cast<long>(info.scid.pid),
+                   unsigned{info.vt}, DWORD{info.fmt}, UINT{info.cChars}, DWORD{info.csFlags}) +
             Narrow(info.wszTitle) + ", " + Narrow(info.wszDescription) + "\n";
   }
   ExpectFile("columns.txt", seen);

@@ -255,12 +255,6 @@ std::string Shortened(const std::string& text) {
   return text.size() < 70 ? text : text.substr(0, 40) + "... (" + std::to_string(text.size()) + ")";
 }
 
-std::string GuidText(const GUID& guid) {
-  std::array<wchar_t, 40> text{};
-  StringFromGUID2(guid, text.data(), static_cast<int>(text.size()));
-  return Narrow(text.data());
-}
-
 void ExpectFile(const std::string& name, const std::string& seen) {
   // Elsewhere than where they were built, the tests are told where the texts are.
   const char* elsewhere = std::getenv("TAGSMITH_EXPECTED");

@@ -166,8 +166,6 @@ std::string Narrow(std::wstring_view text);
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 /// Of a long text the beginning, and how many bytes there are.
 std::string Shortened(const std::string& text);
-/// "{7C1F2A90-...}"
-std::string GuidText(const GUID& guid);
 
 /// Compares with a file of the folder "expected"; what is seen instead is kept beside the program.
 void ExpectFile(const std::string& name, const std::string& seen);

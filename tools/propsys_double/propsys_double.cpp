@@ -111,7 +111,7 @@ constexpr CanonicalType kCanonicalTypes[] = {
 
 Canonical TypeOf(const PROPERTYKEY& key) {
   for (const CanonicalType& entry : kCanonicalTypes) {
-    if (entry.key.key.pid == key.pid && IsEqualGUID(entry.key.key.fmtid, key.fmtid) != 0) {
+    if (IsSameKey(entry.key.key, key)) {
       return entry.type;
     }
   }
