@@ -72,11 +72,14 @@ TEST(Opening, StreamsOfAllHabits) {
 
 TEST(Opening, TellsByTheContentWhatStreamsWithoutANameAre) {
   for (const auto& [content, isAiff] :
-       {std::pair(LongTrack(), false), {Aiff("AIFF", CommChunk(2, 441000, 16)), true}}) {
+       {std::pair(LongTrack(), false),
+        {Aiff("AIFF", CommChunk(2, 441000, 16)), true},
+        {Repeated(MpegFrame(k128) + MpegFrame(k128 + 1), 900'000), false}}) {
     ProbeSource source(content, "");
     ID3Tag tag;
     EXPECT_TRUE(standard::OpenStream(&source, &tag));
     EXPECT_EQ(tag.isAiff, isAiff);
+    EXPECT_LE(source.calls, 5 + 8);  // eight at the most for a rate that varies without a header
     EXPECT_FALSE(standard::OpenStream(&source, nullptr) || standard::OpenStream(nullptr, &tag));
   }
 }
