@@ -6,6 +6,7 @@ set(BUILD_GMOCK OFF)
 set(INSTALL_GTEST OFF)
 FetchContent_Declare(googletest SOURCE_DIR ${TAGSMITH_GOOGLETEST_SOURCE} SYSTEM
                      FIND_PACKAGE_ARGS NAMES GTest)
+# For the tests alone, which its optimisation would hold up.
 block()
   set(CMAKE_CXX_FLAGS_RELWITHDEBINFO -O1)
   FetchContent_MakeAvailable(googletest)

@@ -24,7 +24,7 @@ if exist settings.reg reg import settings.reg >nul 2>&1
 if exist settings.reg del settings.reg
 reg export "%product%\Settings" settings.reg /y >nul 2>&1
 reg query "%product%\Settings" >nul 2>&1
-if not errorlevel 1 if not exist settings.reg exit /b 2
+if not errorlevel 1 if not exist settings.reg echo The settings cannot be set aside.& exit /b 2
 reg delete "%product%\Settings" /f >nul 2>&1
 for %%h in (property thumbnail column) do reg add "%product%\Settings" /v "Add %%h handler" /t REG_DWORD /d 1 /f >nul
 for %%f in (samples\*) do call :answers %%f %%~nxf

@@ -27,7 +27,7 @@ deep=()
 [[ ${1:-} != --deep ]] || deep=(--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers)
 
 sources=$(git ls-files -co --exclude-standard '*.cpp' '*.h' '*.h.in' '*.rc' '*CMakeLists.txt' '*.cmake' \
-  CMakePresets.json .clang-tidy scripts/lint.sh | sort -u | xargs md5sum 2>/dev/null)
+  '*.clang-tidy' CMakePresets.json scripts/lint.sh | sort -u | xargs md5sum 2>/dev/null)
 if [[ -z ${deep[*]} && -f build/lint/clean && $(<build/lint/clean) == "$sources" ]]; then
   echo "Nothing has changed since it was linted"
   exit
@@ -43,6 +43,10 @@ done < <(x86_64-w64-mingw32-g++-posix -xc++ -E -v - 2>&1 </dev/null)
 mkdir -p build/lint
 for preset in native windows; do
   cmake --preset "$preset" -B "build/lint/$preset" -DCMAKE_UNITY_BUILD=ON >/dev/null || exit 1
+  # Units stand in the build's folders, whose rules are those of the sources.
+  for folder in tests fuzz; do
+    cp "$folder/.clang-tidy" "build/lint/$preset/$folder/"
+  done
 done
 {
   sed '$d' build/lint/native/compile_commands.json
