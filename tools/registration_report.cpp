@@ -27,6 +27,9 @@ constexpr const wchar_t* kBlockedKey =
     L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Blocked";
 constexpr const wchar_t* kPoliciesKey =
     L"Software\\Microsoft\\Windows\\CurrentVersion\\Policies\\Explorer";
+constexpr const wchar_t* kFileTypesOfUserKey =
+    L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\";
+constexpr const wchar_t* kSystemTypesKey = L"SystemFileAssociations\\";
 constexpr const wchar_t* kExplorerKey =
     L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Advanced";
 
@@ -112,19 +115,52 @@ RegistrationReport::Setting ReadSetting(const wchar_t* name) {
   return setting;
 }
 
-RegistrationReport::Type ReadType(const wchar_t* extension) {
+std::wstring UsersChoice(const std::wstring& extension) {
+  return ReadText(HKEY_CURRENT_USER, kFileTypesOfUserKey + extension + L"\\UserChoice", L"ProgId");
+}
+
+std::wstring FileType(const std::wstring& extension) {
+  return ReadText(HKEY_CLASSES_ROOT, extension);
+}
+
+/// Of all types here Windows itself knows that they are audio.
+std::wstring PerceivedType(const std::wstring& extension) {
+  const std::wstring type = ReadText(HKEY_CLASSES_ROOT, extension, L"PerceivedType");
+  return type.empty() ? L"audio" : type;
+}
+
+/// The association array of a file, from the most special place to the most general one. The
+/// extension's own key, where thumbnail handlers are registered, is missing in the documented
+/// arrays; it is placed as special as the system's entry for the extension.
+struct KnownPlace {
+  const char* name;
+  const wchar_t* parent;
+  std::wstring (*find)(const std::wstring& extension);  // empty: there is none
+};
+constexpr KnownPlace kThumbnailPlaces[] = {
+    {"user's choice", L"", UsersChoice},
+    {"file type", L"", FileType},
+    {"system's entry", kSystemTypesKey, [](const std::wstring& extension) { return extension; }},
+    {"extension", L"", [](const std::wstring& extension) { return extension; }},
+    {"perceived type", kSystemTypesKey, PerceivedType},
+    {"all files", L"", [](const std::wstring&) { return L"*"s; }},
+    {"all files and folders", L"", [](const std::wstring&) { return L"AllFilesystemObjects"s; }},
+};
+
+RegistrationReport::Type ReadType(const std::wstring& extension) {
   const wchar_t* provider = IsNt6OrLater() ? kThumbnailProviderKey : kExtractImageKey;
-  const std::wstring fileType = ReadText(HKEY_CLASSES_ROOT, extension);
   RegistrationReport::Type type;
   type.extension = Utf8(extension);
-  type.properties = ReadHandler(HKEY_LOCAL_MACHINE, kPropertyHandlersKey + std::wstring(extension));
-  type.thumbnails = ReadHandler(HKEY_CLASSES_ROOT, extension + std::wstring(provider));
-  type.fileType = Utf8(fileType);
-  if (!fileType.empty()) {
-    type.typesOwn = ReadHandler(HKEY_CLASSES_ROOT, fileType + provider);
+  type.properties = ReadHandler(HKEY_LOCAL_MACHINE, kPropertyHandlersKey + extension);
+  for (const KnownPlace& place : kThumbnailPlaces) {
+    if (const std::wstring found = place.find(extension); !found.empty()) {
+      const std::wstring key = place.parent + found;
+      type.thumbnails.push_back(
+          {place.name, Utf8(key), ReadHandler(HKEY_CLASSES_ROOT, key + provider)});
+    }
   }
   // A value of the list's key, or a key below it.
-  type.override = Utf8(ReadText(HKEY_LOCAL_MACHINE, kWindowsListKey, extension));
+  type.override = Utf8(ReadText(HKEY_LOCAL_MACHINE, kWindowsListKey, extension.c_str()));
   if (type.override.empty()) {
     type.override = Utf8(ReadText(HKEY_LOCAL_MACHINE, kWindowsListKey + L"\\"s + extension));
   }
@@ -133,13 +169,15 @@ RegistrationReport::Type ReadType(const wchar_t* extension) {
 
 /// Who answers where `handler` is registered, as far as it is one of ours that is asked for.
 std::string Answer(const RegistrationReport& report,
-                   const std::optional<RegisteredHandler>& handler, std::size_t ours) {
+                   const std::optional<RegisteredHandler>& handler, std::size_t ours,
+                   const std::string& place = "") {
   const RegistrationReport::Class& own = report.classes[ours];
   if (!handler) {
     return "nobody: no handler is registered";
   }
   if (!IsSame(handler->clsid, own.clsid)) {
-    return "another handler: " + (handler->name.empty() ? handler->clsid : handler->name);
+    return "another handler: " + (handler->name.empty() ? handler->clsid : handler->name) +
+           (place.empty() ? "" : " (" + place + ")");
   }
   if (own.module.empty()) {
     return "nobody: our class is not registered";
@@ -172,11 +210,13 @@ std::vector<RegistrationReport::Verdict> Judge(const RegistrationReport& report)
     }
   }
   for (const RegistrationReport::Type& type : report.types) {
+    RegistrationReport::Place asked;
+    for (std::size_t i = 0; i < type.thumbnails.size() && !asked.handler; ++i) {
+      asked = type.thumbnails[i];
+    }
     verdicts.push_back(
         {"thumbnails of " + type.extension,
-         !without.empty()
-             ? without
-             : Answer(report, type.typesOwn ? type.typesOwn : type.thumbnails, kThumbnails)});
+         !without.empty() ? without : Answer(report, asked.handler, kThumbnails, asked.name)});
   }
   std::optional<RegisteredHandler> columns;
   const std::string& clsid = report.classes[kColumns].clsid;
@@ -254,9 +294,11 @@ std::string ToText(const RegistrationReport& report) {
     page += ReportLine(type.extension + " properties", Handler(type.properties));
     page += ReportLine(type.extension + " in Windows' own list",
                        type.override.empty() ? "no" : type.override);
-    page += ReportLine(type.extension + " thumbnails", Handler(type.thumbnails));
-    if (type.typesOwn) {
-      page += ReportLine(type.fileType + " thumbnails", Handler(type.typesOwn));
+    for (const auto& place : type.thumbnails) {
+      if (place.handler) {
+        page += ReportLine(type.extension + " thumbnails, " + place.name,
+                           place.key + ": " + Handler(place.handler));
+      }
     }
   }
   page += report.policies.empty() ? "  Policies\n    none\n" : "  Policies\n";
@@ -302,9 +344,15 @@ void Write(JsonWriter& json, const RegistrationReport::Type& type) {
   json.Member("extension", type.extension);
   WriteHandler(json, "properties", type.properties);
   json.Member("windowsOwn", type.override);
-  WriteHandler(json, "thumbnails", type.thumbnails);
-  json.Member("fileType", type.fileType);
-  WriteHandler(json, "fileTypeThumbnails", type.typesOwn);
+  json.Member("thumbnails", [&] {
+    json.Array(type.thumbnails, [&](const RegistrationReport::Place& place) {
+      json.Object([&] {
+        json.Member("place", place.name);
+        json.Member("key", place.key);
+        WriteHandler(json, "handler", place.handler);
+      });
+    });
+  });
 }
 
 void Write(JsonWriter& json, const RegistrationReport::Policy& policy) {

@@ -31,13 +31,17 @@ struct RegistrationReport {
     std::optional<std::uint32_t> user;
     std::string effect;
   };
+  /// Where the shell looks for the thumbnail handler of a type.
+  struct Place {
+    std::string name;  // "user's choice"
+    std::string key;   // below classes root
+    std::optional<RegisteredHandler> handler;
+  };
   struct Type {
     std::string extension;
     std::optional<RegisteredHandler> properties;
     std::string override;  // the handler of Windows' own list; empty: the list does not name it
-    std::optional<RegisteredHandler> thumbnails;
-    std::string fileType;                       // that the extension stands for; may be empty
-    std::optional<RegisteredHandler> typesOwn;  // thumbnail handler of the file type
+    std::vector<Place> thumbnails;  // in the shell's order: the first with a handler is asked
   };
   struct Policy {
     std::string name;

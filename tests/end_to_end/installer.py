@@ -22,7 +22,8 @@ ROOT = tracks.SCRIPTS.parent
 
 HANDLERS = r'Software\Microsoft\Windows\CurrentVersion\PropertySystem\PropertyHandlers'
 SETTINGS = r'Software\Corvane\Tagsmith\Settings'
-PROVIDER = r'Software\Classes\.aiff\ShellEx\{e357fccd-a995-4576-b01f-234630154e96}'
+THUMBNAILS = r'ShellEx\{e357fccd-a995-4576-b01f-234630154e96}'
+PROVIDER = rf'Software\Classes\.aiff\{THUMBNAILS}'
 COLUMNS = r'Software\Classes\folder\shellex\ColumnHandlers\{A3D05C6E-71F9-4B28-8E4D-5B9F2C6A0E71}'
 CLASSES = r'Software\Classes\CLSID'
 PROPERTY_CLASS = '{7C1F2A90-3B6E-4D21-9A55-6E0B8C4D2F13}'
@@ -38,7 +39,13 @@ SETTING_NAMES = {'Properties': 'Add property handler', 'Aiff': 'Add AIFF associa
 OLD, NEW, BROKEN = '1.26.43', '1.27.0', 'broken'
 
 WINDOWS = r'Software\Microsoft\Windows\CurrentVersion'
-# What else decides who answers, key by key; and who does then.
+# Other programs' handlers, key by key; what else decides who answers; and who does then.
+FOREIGN_KEYS = [
+    (f'HKLM\\{HANDLERS}\\.mp3', '', FOREIGN),
+    (rf'HKLM\Software\Classes\Player\{THUMBNAILS}', '', FOREIGN),
+    (rf'HKLM\Software\Classes\SystemFileAssociations\audio\{THUMBNAILS}', '', FOREIGN),
+    (rf'HKCU\{WINDOWS}\Explorer\FileExts\.aif\UserChoice', 'ProgId', 'Player'),
+]
 IN_THE_WAY = [
     (rf'HKLM\{WINDOWS}\PropertySystem\SystemPropertyHandlers', '.mp3', 'REG_SZ', '{windows}'),
     (rf'HKCU\{SETTINGS}', 'Add property handler', 'REG_DWORD', '0'),
@@ -48,6 +55,8 @@ IN_THE_WAY = [
 ANSWERS = {'properties of .aif': ('ours', 'nobody: switched off for this user'),
            'properties of .mp3': ('ours', "Windows' own handler"),
            'thumbnails of .mp3': ('ours', 'nobody: DisableThumbnails switches thumbnails off'),
+           'thumbnails of .aif': (f"another handler: {FOREIGN} (user's choice)",
+                                  'nobody: DisableThumbnails switches thumbnails off'),
            'columns': ('not asked for since Windows Vista',) * 2}
 
 Step = collections.namedtuple('Step', 'name arguments code version features windows before')
@@ -261,7 +270,8 @@ def take(step, prefix, packages, track):
 
 def take_group(group, packages, track):
     prefix = Prefix(pathlib.Path(tempfile.mkdtemp(dir=track.parent)) / 'prefix')
-    prefix.wine(0, 'reg', 'add', 'HKLM\\' + HANDLERS + r'\.mp3', '/ve', '/d', FOREIGN, '/f')
+    for key, name, value in FOREIGN_KEYS:
+        prefix.wine(0, 'reg', 'add', key, '/v', name, '/d', value, '/f')
     before = prefix.tree()
     for step in read_steps(group):
         try:
