@@ -35,16 +35,21 @@ PICTURES = {'opaque.png': ['gradient:red-blue'], 'alpha.png': ['xc:#ff000080'],
             'cut.jpg': ['plasma:red-blue', '-seed', '7'],
             'grey.jpg': ['gradient:', '-colorspace', 'Gray']}
 
-# What is linked in: name, Debian package that it comes from, licence, copyright.
+# What is linked in: name, Debian package that it comes from, licence, copyright. A licence without an
+# identifier of its own stands in NOTICE, between two headings.
 LINKED = [
     ('libstdc++ and libgcc', 'gcc-mingw-w64-x86-64-posix-runtime',
-     'GPL-3.0-or-later WITH GCC-exception-3.1', 'Free Software Foundation, Inc.'),
+     'GPL-3.0-or-later WITH GCC-exception-3.1',
+     'Copyright (C) 1997-2022 Free Software Foundation, Inc.'),
     ('winpthreads', 'mingw-w64-x86-64-dev', 'MIT AND BSD-3-Clause',
-     'mingw-w64 project; Lockless Inc.'),
+     'Copyright (c) 2011-2016 mingw-w64 project; (C) 2010 Lockless Inc.'),
     ('mingw-w64 run-time library', 'mingw-w64-x86-64-dev',
-     'ZPL-2.1 AND LicenseRef-Lucent AND BSD-2-Clause AND ISC', 'mingw-w64 project and others'),
-    ('zlib', 'libz-mingw-w64-dev', 'Zlib', 'Jean-loup Gailly and Mark Adler'),
+     'ZPL-2.1 AND LicenseRef-Lucent AND BSD-2-Clause AND ISC',
+     'Copyright (C) 2009-2016 the mingw-w64 project; 1997-2001 Lucent Technologies; '
+     '2000 The NetBSD Foundation, Inc.; 2002 Todd C. Miller'),
+    ('zlib', 'libz-mingw-w64-dev', 'Zlib', '(C) 1995-2022 Jean-loup Gailly and Mark Adler'),
 ]
+LUCENT = 'Its conversion and printing of numbers:', 'Its reading of command lines'
 
 # Custom actions call the installed module, deferred and with the installer's rights (3089); removal
 # ignores what it answers (3153). On every change the handlers go by the settings as they were
@@ -147,7 +152,7 @@ def stamp(installer):
 
 
 def bill_of_materials(files, version, folder):
-    """SPDX 2.3: the release's files, what the installer packs and what is linked in."""
+    """SPDX 2.3: the installer, what it packs, and what is linked in."""
     packages, relations = [], []
 
     def package(identifier_, name, package_version, licence, copyright_text, **more):
@@ -160,7 +165,7 @@ def bill_of_materials(files, version, folder):
         relations.append({'spdxElementId': f'SPDXRef-{element}', 'relationshipType': kind,
                           'relatedSpdxElement': f'SPDXRef-{other}'})
 
-    package('tsshell', 'Tagsmith Shell Extension', version, 'NOASSERTION', 'Corvane',
+    package('tsshell', 'Tagsmith Shell Extension', version, 'NOASSERTION', 'Copyright Corvane',
             supplier='Organization: Corvane', packageFileName=files[0].name,
             checksums=[{'algorithm': 'SHA256', 'checksumValue': sha256(files[0])}])
     relate('DOCUMENT', 'DESCRIBES', 'tsshell')
@@ -181,16 +186,17 @@ def bill_of_materials(files, version, folder):
     packages[0]['filesAnalyzed'] = True
     packages[0]['packageVerificationCode'] = {
         'packageVerificationCodeValue': hashlib.sha1(''.join(sums).encode()).hexdigest()}
+    notices = (PACKAGING / 'NOTICE').read_text()
     created = datetime.datetime.fromtimestamp(EPOCH, datetime.timezone.utc)
     return json.dumps({
         'spdxVersion': 'SPDX-2.3', 'dataLicense': 'CC0-1.0', 'SPDXID': 'SPDXRef-DOCUMENT',
         'name': f'tsshell-{version}',
         'documentNamespace': f'https://corvane.example/spdx/tsshell-{version}-{sha256(files[0])}',
         'creationInfo': {'created': created.strftime('%Y-%m-%dT%H:%M:%SZ'),
-                         'creators': ['Tool: package.py', 'Organization: Corvane']},
+                         'creators': [f'Tool: package.py-{version}', 'Organization: Corvane']},
         'hasExtractedLicensingInfos': [{
             'licenseId': 'LicenseRef-Lucent', 'name': 'Lucent',
-            'extractedText': 'See "Its conversion and printing of numbers" in NOTICE.'}],
+            'extractedText': notices.split(LUCENT[0])[1].split(LUCENT[1])[0].strip()}],
         'packages': packages, 'files': listed, 'relationships': relations}, indent=1) + '\n'
 
 
