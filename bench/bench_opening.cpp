@@ -1,273 +1,430 @@
-// Measures the opening of tracks: this library, the reads that cannot be avoided, and other
+// Measures the opening of tracks: both readings, the reads that cannot be avoided, and other
 // libraries, in one process and in turn, so that all of them see the same machine.
-// bench_opening DIR [ROUNDS]
-#include <fcntl.h>
-#include <mpg123.h>
-#include <sys/stat.h>
-#include <taglib/aifffile.h>
-#include <taglib/mpegfile.h>
-#include <taglib/tag.h>
+// bench_opening CORPUS [ROUNDS [JSON-FILE]]
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <new>
+#include <fstream>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "bench/floors.h"
+#include "bench/peers.h"
+#include "bench/rows.h"
 #include "diag/log.h"
-#include "tags/byte_order.h"
-#include "tags/own/id3v2.h"
-#include "tags/own/track_opening.h"
-#include "tags/standard/opening.h"
+#include "format/bounded.h"
+#include "fuzz/counted_memory.h"
+#include "tags/memory_source.h"
+#include "tags/reading.h"
 
+namespace tagsmith::bench {
 namespace {
 
-std::size_t allocations;
-std::size_t allocatedBytes;
-volatile std::size_t sink;  // keeps results from being optimised away
+volatile std::uint64_t sink;  // keeps results from being optimised away
 
-}  // namespace
+struct Bench {
+  std::string corpus;
+  int rounds;
+  RowPrinter rows;
+};
 
-void* operator new(std::size_t size) {
-  ++allocations;
-  allocatedBytes += size;
-  if (void* memory = std::malloc(size != 0 ? size : 1)) {
-    return memory;
-  }
-  throw std::bad_alloc();
+struct NamedReading {
+  const Reading& reading;
+  const char* suffix;
+};
+constexpr NamedReading kReadings[] = {{kOwnReading, ""}, {kStandardReading, ", standard"}};
+
+struct Purpose {
+  const char* name;
+  const TagOptions& options;
+};
+constexpr Purpose kPurposes[] = {{"thumbnail", kPictureOptions}, {"properties", kFieldOptions}};
+
+void Open(const Reading& reading, ByteSource& source, const TagOptions& options) {
+  ID3Tag tag;
+  static_cast<TagOptions&>(tag) = options;
+  reading.openStream(&source, &tag);
+  sink = tag.details.duration;
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
-namespace tagsmith {
-namespace {
+/// Runs `run` once and adds what it took of the heap to the row.
+template <typename Function>
+void CountHeap(Function run, Row& row) {
+  fuzz::Memory& memory = fuzz::memory;
+  memory.allocations = 0;
+  const std::size_t before = memory.live;
+  memory.peak = before;
+  run();
+  row.allocations = memory.allocations;
+  row.bytes = memory.peak - before;
+}
 
-/// A source straight on the system's calls, as thin as a stream can be; counts them.
-class SystemSource : public ByteSource {
+/// A row for each candidate but the first, which is the floor of them all, in microseconds.
+std::vector<Row> RowsOf(const std::vector<Candidate>& candidates) {
+  std::vector<Row> rows;
+  rows.reserve(candidates.size());
+  for (const Candidate& candidate : candidates) {
+    rows.push_back({.name = candidate.name,
+                    .value = candidate.best / 1000,
+                    .floor = candidates.front().best / 1000});
+  }
+  return rows;
+}
+
+// ---- Streams ----------------------------------------------------------------------------------
+
+std::vector<Candidate> StreamCandidates(const std::string& path) {
+  std::vector<Candidate> candidates;
+  for (const Purpose& purpose : kPurposes) {
+    for (const NamedReading& named : kReadings) {
+      candidates.push_back({std::string("stream, ") + purpose.name + named.suffix, [=, &path] {
+                              SystemSource source(path);
+                              Open(named.reading, source, purpose.options);
+                            }});
+    }
+  }
+  return candidates;
+}
+
+std::uint64_t CallsOf(const std::string& path, const Reading& reading, const TagOptions& options) {
+  SystemSource source(path);
+  Open(reading, source, options);
+  return source.Calls();
+}
+
+/// The rows of one track, beside other libraries where `withPeers`.
+void MeasureStream(Bench& bench, const std::string& path, const std::string& what, bool withPeers) {
+  const TagPlace tag = FindTag(path);
+  std::vector<std::byte> buffer(std::max<std::size_t>(tag.size, kBlockSize));
+  std::vector<Candidate> candidates{
+      {"unavoidable reads", [&] { ReadUnavoidable(path, tag, buffer); }}};
+  const std::vector<Candidate> own = StreamCandidates(path);
+  candidates.insert(candidates.end(), own.begin(), own.end());
+  for (const Peer& peer : TagPeers()) {
+    if (withPeers && (peer.readsAiff || path.ends_with(".mp3"))) {
+      candidates.push_back({peer.name, [&] { peer.open(path); }});
+    }
+  }
+  Race(candidates, bench.rounds);
+
+  std::vector<Row> rows = RowsOf(candidates);
+  std::size_t index = 1;
+  for (const Purpose& purpose : kPurposes) {
+    for (const NamedReading& named : kReadings) {
+      Row& row = rows[index];
+      row.calls = CallsOf(path, named.reading, purpose.options);
+      CountHeap(candidates[index].run, row);
+      ++index;
+    }
+  }
+  for (Row& row : rows) {
+    row.name = what + ": " + row.name;
+    bench.rows.Print(row);
+  }
+}
+
+void MeasureStreams(Bench& bench) {
+  struct Track {
+    const char* file;
+    const char* what;
+  };
+  constexpr Track kTracks[] = {
+      {"cbr.mp3", "ten texts"},
+      {"vbr-art.mp3", "300 KB of art"},
+      {"tag-at-end.aiff", "AIFF"},
+      {"no-tag.mp3", "no tag"},
+  };
+  for (const Track& track : kTracks) {
+    RowPrinter::Heading(std::string("Stream: ") + track.what);
+    MeasureStream(bench, bench.corpus + "/" + track.file, track.what, true);
+  }
+}
+
+// ---- Files ------------------------------------------------------------------------------------
+
+constexpr std::uint32_t kScanModes[] = {kScanAll, kScanQuick, kScanConstant};
+
+void OpenAsFile(const Reading& reading, const std::string& path, std::uint32_t scanMode) {
+  ID3Tag tag;
+  static_cast<TagOptions&>(tag) = kPictureOptions;
+  reading.openFile(tag, path.c_str(), scanMode, nullptr, false);
+  sink = tag.details.duration;
+}
+
+/// What a walk in this mode looked at and read.
+struct Walked {
+  std::uint64_t frames = 0;
+  std::uint64_t calls = 0;
+  std::uint64_t readBeyond = 0;  // bytes read after the last frame looked at
+};
+Walked LookAtWalk(const std::string& path, std::uint32_t scanMode, std::vector<std::byte>& buffer) {
+  constexpr std::uint64_t kMostQuickFrames = 1001;
+  ID3Tag tag;
+  static_cast<TagOptions&>(tag) = kPictureOptions;
+  tag.isMpeg = true;
+  SystemSource source(path);
+  ReadTrackFile(tag, source, path.c_str(), scanMode, nullptr);
+  const std::uint64_t frames = tag.details.isEstimated ? kMostQuickFrames : tag.details.frameCount;
+  const BareWalk walk = WalkBarely(path, tag.details.audioOffset, buffer, frames);
+  return {frames, source.Calls(), source.EndOfLastRead() - walk.end};
+}
+
+/// What is measured of a file, in this order: the bare reads, three candidates for each mode, other
+/// libraries.
+class FileRace {
  public:
-  explicit SystemSource(const char* path) : path_(path), file_(::open(path, O_RDONLY)) {}
-  ~SystemSource() override { ::close(file_); }
-  SystemSource(const SystemSource&) = delete;
-  SystemSource& operator=(const SystemSource&) = delete;
-
-  ReadResult Read(std::span<std::byte> into) override {
-    ++calls;
-    const ssize_t count = ::read(file_, into.data(), into.size());
-    return {count < 0 ? 0 : static_cast<std::size_t>(count), count < 0};
-  }
-  std::optional<std::uint64_t> Seek(std::int64_t offset, SeekOrigin origin) override {
-    ++calls;
-    const int whence = origin == SeekOrigin::kBegin     ? SEEK_SET
-                       : origin == SeekOrigin::kCurrent ? SEEK_CUR
-                                                        : SEEK_END;
-    const off_t position = ::lseek(file_, offset, whence);
-    return position < 0 ? std::nullopt : std::optional(static_cast<std::uint64_t>(position));
-  }
-  SourceStatus Status() override {
-    ++calls;
-    struct stat status {};
-    ::fstat(file_, &status);
-    return {path_, static_cast<std::uint64_t>(status.st_size)};
+  FileRace(std::string path, std::string what)
+      : path_(std::move(path)),
+        what_(std::move(what)),
+        tag_(FindTag(path_)),
+        buffer_(std::max<std::size_t>(tag_.size, kBlockSize)) {
+    Add("whole file, bare reads", [this] { ReadWhole(path_, buffer_); });
+    for (const std::uint32_t mode : kScanModes) {
+      walked_[mode] = LookAtWalk(path_, mode, buffer_);
+      const std::string name = "mode " + std::to_string(mode);
+      Add("bare walk", [this, mode] {
+        ReadUnavoidable(path_, tag_, buffer_);
+        WalkBarely(path_, tag_.size, buffer_, walked_[mode].frames);
+      });
+      for (const NamedReading& named : kReadings) {
+        Add(name + named.suffix, [=, this] { OpenAsFile(named.reading, path_, mode); });
+      }
+    }
+    for (const Peer& peer : ScanPeers()) {
+      Add(peer.name, [=, this] { peer.open(path_); });
+    }
   }
 
-  int calls = 0;
+  void Run(Bench& bench) {
+    Race(candidates_, bench.rounds);
+    for (const std::uint32_t mode : kScanModes) {
+      const std::size_t first = FirstOf(mode);
+      PrintTimes(bench, first, first + 1, first + kCandidatesPerMode);
+      bench.rows.Print({.name = candidates_[first + 1].name + ", read beyond",
+                        .value = static_cast<double>(walked_[mode].readBeyond),
+                        .unit = "B",
+                        .calls = walked_[mode].calls});
+    }
+    bench.rows.Print({.name = what_ + ": mode 0, a frame beyond bare reads",
+                      .value = PerFrame(FirstOf(kScanAll) + 1),
+                      .unit = "ns",
+                      .floor = PerFrame(FirstOf(kScanAll))});
+    PrintTimes(bench, FirstOf(kScanAll), FirstOf(std::size(kScanModes)), candidates_.size());
+  }
 
  private:
-  const char* path_;
-  int file_;
-};
+  static constexpr std::size_t kCandidatesPerMode = 1 + std::size(kReadings);
+  static std::size_t FirstOf(std::size_t mode) { return 1 + mode * kCandidatesPerMode; }
 
-/// What a reader of a stream needs, and nothing else: the last 128 bytes, the tag's header, the
-/// tag, 412 bytes after it.
-void ReadUnavoidable(const std::string& path, std::uint64_t tagStart, std::uint32_t tagSize,
-                     std::vector<std::byte>& buffer) {
-  const int file = ::open(path.c_str(), O_RDONLY);
-  struct stat status {};
-  ::fstat(file, &status);
-  std::array<std::byte, 128> block{};
-  sink = static_cast<std::size_t>(::pread(file, block.data(), block.size(), status.st_size - 128));
-  const auto start = static_cast<off_t>(tagStart);
-  sink = static_cast<std::size_t>(::pread(file, block.data(), 10, start));
-  if (tagSize > 10) {
-    sink = static_cast<std::size_t>(::pread(file, buffer.data(), tagSize - 10, start + 10));
+  void Add(const std::string& name, std::function<void()> run) {
+    candidates_.push_back({what_ + ": " + name, std::move(run)});
   }
-  sink = static_cast<std::size_t>(::pread(file, buffer.data(), 412, start + tagSize));
-  ::close(file);
-}
 
-void ReadWhole(const std::string& path, std::vector<std::byte>& buffer) {
-  constexpr std::size_t kBlock = std::size_t{256} * 1024;
-  const int file = ::open(path.c_str(), O_RDONLY);
-  while (::read(file, buffer.data(), kBlock) > 0) {
-  }
-  ::close(file);
-}
-
-using StreamOpener = bool (*)(ByteSource* source, ID3Tag* tag);
-
-int OpenAsStream(const std::string& path, StreamOpener open, bool keepPictures) {
-  SystemSource source(path.c_str());
-  ID3Tag tag;
-  tag.keepPictures = keepPictures;
-  open(&source, &tag);
-  sink = tag.details.duration;
-  return source.calls;
-}
-
-void OpenAsFile(const std::string& path, std::uint32_t scanMode) {
-  ID3Tag tag;
-  tag.keepPictures = scanMode == kScanAll;  // as the thumbnails and the columns have it
-  OpenTrackFromFile(tag, path.c_str(), scanMode, nullptr, false);
-  sink = tag.details.duration;
-}
-
-void OpenWithTagLib(const std::string& path) {
-  const auto look = [](const TagLib::File& file) {
-    sink = file.tag()->title().size() +
-           static_cast<std::size_t>(file.audioProperties()->lengthInSeconds());
-  };
-  if (path.ends_with(".mp3")) {
-    look(TagLib::MPEG::File(path.c_str(), true, TagLib::AudioProperties::Average));
-  } else {
-    look(TagLib::RIFF::AIFF::File(path.c_str(), true, TagLib::AudioProperties::Average));
-  }
-}
-
-void ScanWithMpg123(const std::string& path) {
-  mpg123_handle* handle = mpg123_new(nullptr, nullptr);
-  mpg123_param(handle, MPG123_ADD_FLAGS, MPG123_QUIET, 0);
-  mpg123_open(handle, path.c_str());
-  mpg123_scan(handle);
-  sink = static_cast<std::size_t>(mpg123_length(handle));
-  mpg123_delete(handle);
-}
-
-struct Candidate {
-  std::string name;
-  std::function<void()> run;
-  std::vector<double> times{};  // microseconds
-
-  [[nodiscard]] double Median() {
-    std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2),
-                     times.end());
-    return times[times.size() / 2];
-  }
-};
-
-/// Where the ID3v2 tag of a track begins, and its size; 0: none.
-struct TagPlace {
-  std::uint64_t start = 0;
-  std::uint32_t size = 0;
-};
-TagPlace FindTag(const std::string& path) {
-  SystemSource source(path.c_str());
-  SourceReader reader(source, 0);
-  std::vector<std::byte> content(std::filesystem::file_size(path));
-  reader.Read(content);
-  if (path.ends_with(".mp3")) {
-    return {0, GetV2TagSize(content)};
-  }
-  const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
-  const std::size_t chunk = text.rfind("ID3 ");
-  return {chunk + 8, GetV2TagSize(ByteView(content).subspan(chunk + 8))};
-}
-
-struct Allocations {
-  std::size_t count;
-  std::size_t bytes;
-};
-template <typename Function>
-Allocations CountAllocations(Function function) {
-  allocations = 0;
-  allocatedBytes = 0;
-  function();
-  return {allocations, allocatedBytes};
-}
-
-void Measure(const std::string& path, int rounds) {
-  const auto size = std::filesystem::file_size(path);
-  const TagPlace tag = FindTag(path);
-  std::vector<std::byte> buffer(std::max<std::size_t>(tag.size, std::size_t{256} * 1024));
-  const bool isMp3 = path.ends_with(".mp3");
-
-  std::vector<Candidate> candidates = {
-      {"unavoidable reads", [&] { ReadUnavoidable(path, tag.start, tag.size, buffer); }},
-      {"stream, for thumbnails", [&] { OpenAsStream(path, OpenTrackFromStream, true); }},
-      {"  in the standard reading", [&] { OpenAsStream(path, standard::OpenStream, true); }},
-      {"stream, for properties", [&] { OpenAsStream(path, OpenTrackFromStream, false); }},
-      {"  in the standard reading", [&] { OpenAsStream(path, standard::OpenStream, false); }},
-      {"TagLib", [&] { OpenWithTagLib(path); }},
-      {"whole file, 256 KB blocks", [&] { ReadWhole(path, buffer); }},
-      {"file path, mode 0", [&] { OpenAsFile(path, kScanAll); }},
-      {"file path, mode 1", [&] { OpenAsFile(path, kScanQuick); }},
-      {"file path, mode 2", [&] { OpenAsFile(path, kScanConstant); }},
-  };
-  if (isMp3) {
-    candidates.push_back({"libmpg123 scan", [&] { ScanWithMpg123(path); }});
-  }
-  for (int round = 0; round < rounds; ++round) {
-    for (Candidate& candidate : candidates) {
-      candidate.run();  // all find the processor's caches as they leave them themselves
-      const auto start = std::chrono::steady_clock::now();
-      candidate.run();
-      const std::chrono::duration<double, std::micro> taken =
-          std::chrono::steady_clock::now() - start;
-      candidate.times.push_back(taken.count());
+  void PrintTimes(Bench& bench, std::size_t floor, std::size_t begin, std::size_t end) const {
+    for (std::size_t i = begin; i < end; ++i) {
+      bench.rows.Print({.name = candidates_[i].name,
+                        .value = candidates_[i].best / 1000,
+                        .floor = candidates_[floor].best / 1000});
     }
   }
 
-  std::printf("\n%s: %ju bytes, tag %u bytes\n", std::filesystem::path(path).filename().c_str(),
-              static_cast<std::uintmax_t>(size), tag.size);
-  const double streamFloor = candidates[0].Median();
-  const double tagLib = candidates[5].Median();
-  const double fileFloor = candidates[6].Median();
-  const double mpg123 = isMp3 ? candidates.back().Median() : 0;
-  for (std::size_t i = 0; i < candidates.size(); ++i) {
-    Candidate& candidate = candidates[i];
-    const double median = candidate.Median();
-    const bool isStream = i < 6;
-    std::printf("  %-28s %9.1f us  %5.2f x floor", candidate.name.c_str(), median,
-                median / (isStream ? streamFloor : fileFloor));
-    if (isStream) {
-      std::printf("  TagLib / this %5.1f", tagLib / median);
-    } else if (isMp3) {
-      std::printf("  mpg123 / this %5.1f", mpg123 / median);
+  [[nodiscard]] double PerFrame(std::size_t candidate) const {
+    return (candidates_[candidate].best - candidates_[0].best) /
+           static_cast<double>(walked_[kScanAll].frames);
+  }
+
+  std::string path_;
+  std::string what_;
+  TagPlace tag_;
+  std::vector<std::byte> buffer_;
+  std::array<Walked, std::size(kScanModes)> walked_{};
+  std::vector<Candidate> candidates_;
+};
+
+void MeasureFiles(Bench& bench) {
+  for (const char* what : {"128k", "V2", "320k", "32k"}) {
+    RowPrinter::Heading(std::string("File: ten minutes, ") + what);
+    FileRace(bench.corpus + "/long-" + what + ".mp3", what).Run(bench);
+  }
+}
+
+// ---- Growing tags and files -------------------------------------------------------------------
+
+void AppendBigEndian(std::string& bytes, std::uint32_t value) {
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    bytes += static_cast<char>(value >> static_cast<unsigned>(shift) & 0xFFU);
+  }
+}
+
+void AppendFrame(std::string& bytes, std::string_view id, std::string_view body) {
+  bytes += id;
+  AppendBigEndian(bytes, static_cast<std::uint32_t>(body.size()));
+  bytes.append(2, '\0');
+  bytes += body;
+}
+
+/// An ID3v2.3 tag around these frames.
+std::string TagAround(std::string_view frames) {
+  const auto size = static_cast<std::uint32_t>(frames.size());
+  std::string tag("ID3\3\0\0", 6);
+  for (int shift = 21; shift >= 0; shift -= 7) {
+    tag += static_cast<char>(size >> static_cast<unsigned>(shift) & 0x7FU);
+  }
+  return tag.append(frames);
+}
+
+/// Silent frames of 128 kbps at 44.1 kHz.
+std::string AudioFrames(std::size_t count) {
+  constexpr std::size_t kFrameSize = 417;
+  std::string frame("\xFF\xFB\x90\x00", 4);
+  frame.resize(kFrameSize);
+  std::string frames;
+  for (std::size_t i = 0; i < count; ++i) {
+    frames += frame;
+  }
+  return frames;
+}
+
+/// A folder for made files, which goes with it.
+class Scratch {
+ public:
+  Scratch() : folder_((std::filesystem::temp_directory_path() / "bench-XXXXXX").string()) {
+    if (::mkdtemp(folder_.data()) == nullptr) {
+      std::perror("scratch folder");
+      std::exit(1);
     }
-    std::printf("\n");
   }
-  const auto show = [](const char* name, const Allocations& made) {
-    std::printf("  %s: %zu allocations (%zu KB)", name, made.count, made.bytes / 1024);
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+  ~Scratch() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+
+  /// A file of this content, with zeros that take no space up to `size` bytes.
+  [[nodiscard]] std::string Write(const std::string& content, std::uint64_t size) const {
+    std::string path = folder_ + "/track.mp3";
+    std::ofstream(path, std::ios::binary) << content;
+    std::filesystem::resize_file(path, std::max<std::uint64_t>(size, content.size()));
+    return path;
+  }
+
+ private:
+  std::string folder_;
+};
+
+std::string SizeText(std::uint64_t bytes) {
+  constexpr std::uint64_t kMegabyte = std::uint64_t{1} << 20U;
+  return bytes < kMegabyte ? std::to_string(bytes >> 10U) + " KB"
+                           : std::to_string(bytes / kMegabyte) + " MB";
+}
+
+void MeasureSizes(Bench& bench) {
+  const Scratch scratch;
+  const std::string audio = AudioFrames(1200);
+  RowPrinter::Heading("Stream: size of the tag");
+  for (std::uint64_t size = 1U << 10U; size <= 16U << 20U; size *= 4) {
+    std::string picture("\0image/jpeg\0\3\0\xFF\xD8", 16);
+    picture.resize(size - 20, '\1');
+    std::string frames;
+    AppendFrame(frames, "APIC", picture);
+    const std::string path = scratch.Write(TagAround(frames) + audio, 0);
+    MeasureStream(bench, path, "tag of " + SizeText(size), false);
+  }
+  RowPrinter::Heading("Stream: size of the file");
+  std::string frames;
+  AppendFrame(frames, "TIT2", "\1\xFF\xFET");
+  for (const std::uint64_t megabytes : {1U, 32U, 512U, 2048U}) {
+    const std::uint64_t size = megabytes << 20U;
+    const std::string path = scratch.Write(TagAround(frames) + audio, size);
+    MeasureStream(bench, path, "file of " + SizeText(size), false);
+  }
+}
+
+// ---- Many frames ------------------------------------------------------------------------------
+
+struct FrameSort {
+  const char* id;
+  std::string body;
+};
+
+std::string TagOfFrames(const FrameSort& sort, std::size_t count) {
+  std::string frames;
+  for (std::size_t i = 0; i < count; ++i) {
+    AppendFrame(frames, sort.id, sort.body);
+  }
+  return TagAround(frames) + AudioFrames(1);
+}
+
+/// A text as UTF-16 with its mark.
+std::string WideText(std::string_view text) {
+  std::string wide = "\xFF\xFE";
+  for (const char c : text) {
+    wide += c;
+    wide += '\0';
+  }
+  return wide;
+}
+
+void MeasureFrameCount(Bench& bench, const FrameSort& sort, std::size_t count) {
+  constexpr TagOptions kKeep{};
+  const std::string tagBytes = TagOfFrames(sort, count);
+  // Padding in place of the frames: the same bytes to be read.
+  std::string emptyBytes = tagBytes;
+  std::fill(emptyBytes.begin() + 10, emptyBytes.end(), '\0');
+  const auto open = [](const Reading& reading, const std::string& bytes,
+                       const TagOptions& options) {
+    MemorySource source(std::as_bytes(std::span(bytes)), "track.mp3");
+    Open(reading, source, options);
   };
-  int calls = 0;
-  for (const auto& [name, open] : {std::pair("stream", StreamOpener{OpenTrackFromStream}),
-                                   std::pair("standard", StreamOpener{standard::OpenStream})}) {
-    show(name, CountAllocations([&] { calls = OpenAsStream(path, open, true); }));
-    std::printf(", %d calls\n", calls);
+  for (const NamedReading& named : kReadings) {
+    std::vector<Candidate> candidates{
+        {"", [&] { open(named.reading, emptyBytes, kKeep); }},
+        {", kept", [&] { open(named.reading, tagBytes, kKeep); }},
+        {", dropped", [&] { open(named.reading, tagBytes, kPictureOptions); }},
+    };
+    Race(candidates, bench.rounds);
+    for (std::size_t i = 1; i < candidates.size(); ++i) {
+      bench.rows.Print(
+          {.name = std::to_string(count) + " " + sort.id + candidates[i].name + named.suffix,
+           .value = (candidates[i].best - candidates[0].best) / static_cast<double>(count),
+           .unit = "ns"});
+    }
   }
-  show("file", CountAllocations([&] { OpenAsFile(path, kScanAll); }));
-  show("TagLib", CountAllocations([&] { OpenWithTagLib(path); }));
-  std::printf("\n");
+}
+
+void MeasureFrames(Bench& bench) {
+  const FrameSort sorts[] = {
+      {"TXXX", "\1" + WideText("Catalogue") + std::string(2, '\0') + WideText("TX-1234567")},
+      {"PRIV", "owner@example.org" + std::string(33, '\0')},
+  };
+  RowPrinter::Heading("ID3v2 frames, each beyond the reading of its bytes");
+  for (const FrameSort& sort : sorts) {
+    for (const std::size_t count : {10U, 100U, 1000U, 10'000U}) {
+      MeasureFrameCount(bench, sort, count);
+    }
+  }
 }
 
 }  // namespace
-}  // namespace tagsmith
+}  // namespace tagsmith::bench
 
 int main(int argc, char** argv) {
-  const std::string folder = argc > 1 ? argv[1] : ".";
-  const int rounds = argc > 2 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 400;
+  namespace bench = tagsmith::bench;
+  bench::Bench run{.corpus = argc > 1 ? argv[1] : ".",
+                   .rounds = argc > 2 ? static_cast<int>(std::strtol(argv[2], nullptr, 10)) : 30,
+                   .rows = bench::RowPrinter(argc > 3 ? argv[3] : nullptr)};
   tagsmith::ConfigureLog(tagsmith::kLogWarning, nullptr, nullptr, false,
                          tagsmith::LogLetters::kNone);
-  mpg123_init();
-  std::printf("Medians of %d rounds, warm cache, one process, all candidates in turn\n", rounds);
-  for (const char* name :
-       {"cbr.mp3", "vbr-art.mp3", "cover.mp3", "long-cbr.mp3", "tag-at-end.aiff", "no-tag.mp3"}) {
-    tagsmith::Measure(folder + "/" + name, rounds);
-  }
-  mpg123_exit();
+  bench::StartPeers();
+  std::printf("Minima of %d rounds in random order, warm cache, one process\n", run.rounds);
+  bench::MeasureStreams(run);
+  bench::MeasureSizes(run);
+  bench::MeasureFrames(run);
+  bench::MeasureFiles(run);
 }

@@ -12,11 +12,14 @@ noise "$work/middle.wav" 140
 noise "$work/long.wav" 600
 lame --quiet -b 128 "$work/short.wav" "$work/cbr.mp3"
 lame --quiet -V 2 "$work/middle.wav" "$work/vbr-art.mp3"
-lame --quiet -b 128 "$work/long.wav" "$work/long-cbr.mp3"
 lame --quiet -b 128 "$work/short.wav" "$work/no-tag.mp3"
-lame --quiet -b 192 "$work/short.wav" "$work/cover.mp3"  # with the picture: 1 MB
-/usr/bin/convert -size 1000x1000 -seed 1 plasma: -attenuate 0.3 +noise Gaussian -define jpeg:extent=300KB "$work/cover.jpg"
-sox -q "$work/short.wav" "$work/tag-at-end.aiff"
+lame --quiet -b 192 "$work/short.wav" "$work/cover.mp3"
+lame --quiet -b 128 "$work/long.wav" "$work/long-128k.mp3"
+lame --quiet -V 2 "$work/long.wav" "$work/long-V2.mp3"
+lame --quiet -b 320 "$work/long.wav" "$work/long-320k.mp3"
+lame --quiet -b 32 -m m --resample 44.1 "$work/long.wav" "$work/long-32k.mp3"
+/usr/bin/convert -size 1400x1400 -seed 1 plasma: -attenuate 0.3 +noise Gaussian -define jpeg:extent=400KB "$work/cover.jpg"
+sox -q "$work/middle.wav" "$work/tag-at-end.aiff"
 
 /usr/bin/python3 - "$work" <<'PYTHON'
 import random
@@ -41,7 +44,8 @@ def save(name, frames):
 
 save('cbr.mp3', texts)
 save('vbr-art.mp3', texts + [art])
-save('long-cbr.mp3', texts)
+for name in ('128k', 'V2', '320k', '32k'):
+    save(f'long-{name}.mp3', texts)
 save('cover.mp3', texts + [APIC(0, 'image/jpeg', 3, '', open(f'{work}/cover.jpg', 'rb').read())])
 track = AIFF(f'{work}/tag-at-end.aiff')
 track.add_tags()

@@ -1,4 +1,5 @@
-"""Time, memory and size of a folder's page beside those of JSON Lines: measure_page.py RUN-WINE TSPROBE FOLDER"""
+"""Time, memory and size of a folder's page beside those of JSON Lines: measure_page.py RUN-WINE TSPROBE FOLDER [JSON-FILE]"""
+import json
 import pathlib
 import resource
 import subprocess
@@ -6,7 +7,7 @@ import sys
 import tempfile
 import time
 
-RUN_WINE, TSPROBE, FOLDER = sys.argv[1:]
+RUN_WINE, TSPROBE, FOLDER, *JSON_FILE = sys.argv[1:]
 
 
 def measure(*options):
@@ -17,12 +18,24 @@ def measure(*options):
     return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime, time.monotonic() - start
 
 
+def report(name, value, unit, floor=None):
+    """Prints a row, and adds it to the JSON file."""
+    row = {'name': name, 'value': value, 'unit': unit, 'floor': floor, 'ratio': floor and value / floor,
+           'calls': None, 'allocations': None, 'bytes': None}
+    print(f'  {name:46} {value:11.2f} {unit:3}' + (f' {row["ratio"]:7.2f} x {floor:.2f}' if floor else ''))
+    for path in JSON_FILE:
+        with open(path, 'a', encoding='utf-8') as file:
+            print(json.dumps(row), file=file)
+
+
 with tempfile.TemporaryDirectory() as scratch:
     page = pathlib.Path(scratch) / 'page.html'
     tracks = sum(1 for _ in pathlib.Path(FOLDER).rglob('*.mp3'))
     json_cpu, json_seconds = measure()
     page_cpu, page_seconds = measure('--html', page)
     memory = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
-    print(f'{tracks} tracks: JSON {json_seconds:.0f} s ({json_cpu:.0f} s of processor), page {page_seconds:.0f} s '
-          f'({page_cpu:.0f} s of processor), at most {memory / 1000:.0f} MB of memory, '
-          f'{page.stat().st_size / max(tracks, 1) / 1000:.1f} KB of page a track')
+    print(f'\nThe page of {tracks} tracks, beside their JSON Lines')
+    report('page', page_seconds, 's', json_seconds)
+    report('page, of processor', page_cpu, 's', json_cpu)
+    report('page, memory at the most', memory / 1000, 'MB')
+    report('page, of each track', page.stat().st_size / max(tracks, 1) / 1000, 'KB')

@@ -16,7 +16,7 @@ packages=(
   osslsigncode openssl xvfb
 )
 case ${1:-} in
-  bench) packages+=(libtag1-dev libmpg123-dev pkg-config) ;;
+  bench) packages+=(libtag1-dev libid3tag0-dev libavformat-dev libmediainfo-dev libmpg123-dev pkg-config) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
   test)
     packages+=(chromium chromium-driver python3-selenium)

@@ -51,6 +51,12 @@ void JsonWriter::Character(char32_t character) {
   }
 }
 
+void JsonWriter::Value(double value) {
+  std::array<char, 32> text{};
+  FormatBounded(text, "%.3f", value);
+  Literal(text.data());
+}
+
 void JsonWriter::Value(std::u16string_view text) {
   Separate();
   text_ += '"';

@@ -54,6 +54,9 @@ class JsonWriter {
     }
   }
 
+  /// A finite number, to three places.
+  void Value(double value);
+
   /// Text in UTF-16; an unpaired surrogate becomes its \uXXXX escape.
   void Value(std::u16string_view text);
   /// Text in UTF-8; as a whole decoded as ISO-8859-1 when it is not well-formed.
