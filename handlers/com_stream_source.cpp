@@ -49,8 +49,7 @@ SourceStatus ComStreamSource::Status() {
     return {};
   }
   const TaskMemory<wchar_t> name(status.pwcsName);
-  return {name ? Utf16ToUtf8(reinterpret_cast<const char16_t*>(name.Get())) : std::string(),
-          status.cbSize.QuadPart};
+  return {name ? Utf8(name.Get()) : std::string(), status.cbSize.QuadPart};
 }
 
 }  // namespace tagsmith

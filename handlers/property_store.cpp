@@ -13,9 +13,9 @@ namespace {
 using CacheMaker = HRESULT(WINAPI*)(REFIID riid, void** cache);
 
 /// Whether a host handed null where COM's C++ headers say reference.
-template <typename Value>
-bool IsNull(const Value& reference) {
-  const Value* volatile address = &reference;
+template <typename Type>
+bool IsNull(const Type& reference) {
+  const Type* volatile address = &reference;
   return address == nullptr;
 }
 

@@ -9,6 +9,11 @@
 
 namespace tagsmith {
 
+std::string DottedText(const FileVersion& version) {
+  return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+         std::to_string(version.build) + "." + std::to_string(version.revision);
+}
+
 std::optional<FileVersion> ReadFileVersion(const wchar_t* path) {
   // Not imported: the loader would look beside the host's program first.
   const HMODULE library = LoadSystemLibrary(L"version.dll");

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 namespace tagsmith {
 
@@ -12,6 +13,9 @@ struct FileVersion {
   std::uint32_t build = 0;
   std::uint32_t revision = 0;
 };
+
+/// "1.2.3.4".
+std::string DottedText(const FileVersion& version);
 
 /// The four numbers of the fixed part; nothing when the file has no such resource.
 std::optional<FileVersion> ReadFileVersion(const wchar_t* path);

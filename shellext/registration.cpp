@@ -18,6 +18,7 @@
 #include "shellext/base/version_info.h"
 #include "shellext/property_lists.h"
 #include "shellext/property_schema.h"
+#include "tags/unicode.h"
 
 namespace tagsmith {
 namespace {
@@ -43,16 +44,13 @@ constexpr const wchar_t* kAssociationsKey = L"SystemFileAssociations\\";
 
 std::wstring Join(const wchar_t* left, const wchar_t* right) { return std::wstring(left) + right; }
 
-/// Of identifiers and settings, which are ASCII.
-std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
-
 std::wstring ColumnKey() { return kColumnHandlersKey + GuidText(kColumnHandler.clsid); }
 
 std::wstring ThumbnailKey(const wchar_t* extension) {
   return Join(extension, IsNt6OrLater() ? kThumbnailProviderKey : kExtractImageKey);
 }
 
-bool IsAiff(const wchar_t* extension) { return _wcsnicmp(extension, L".aif", 4) == 0; }
+bool IsAiffExtension(const wchar_t* extension) { return _wcsnicmp(extension, L".aif", 4) == 0; }
 
 // ---- Steps, each with what undoes it ----------------------------------------------------------
 
@@ -61,7 +59,7 @@ LSTATUS Approve(const Handler& handler, const Handler& loggedHandler) {
                                         GuidText(handler.clsid).c_str(), handler.name);
   if (status == ERROR_ACCESS_DENIED) {
     WriteLogLine(kLogError, "Failed to create the shell approved GUID %s",
-                 Narrow(GuidText(loggedHandler.clsid)).c_str());
+                 Utf8(GuidText(loggedHandler.clsid)).c_str());
   }
   return status;
 }
@@ -205,7 +203,7 @@ class Registration {
   /// later registrations, and registration goes on.
   template <typename Part>
   bool HasRun(const wchar_t* setting, Part part) {
-    const std::string failure = "Registering '" + Narrow(setting) + "' failed (disabling)";
+    const std::string failure = "Registering '" + Utf8(setting) + "' failed (disabling)";
     const bool isComplete = Guarded(failure.c_str(), false, [&] {
       part();
       return true;
@@ -238,7 +236,7 @@ class Registration {
       return;
     }
     for (const wchar_t* extension : kExtensions) {
-      if (IsAiff(extension) && IsOnForMachine(kAiffSetting)) {
+      if (IsAiffExtension(extension) && IsOnForMachine(kAiffSetting)) {
         status_ = AddPropertyLists(extension);
       }
     }
@@ -286,7 +284,7 @@ void RemoveProperties() {
   }
   RegisterPropertySchema(false);
   for (const wchar_t* extension : kExtensions) {
-    if (IsAiff(extension) && IsOnForMachine(kAiffSetting)) {
+    if (IsAiffExtension(extension) && IsOnForMachine(kAiffSetting)) {
       RemovePropertyLists(extension);
     }
   }

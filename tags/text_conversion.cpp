@@ -21,7 +21,7 @@ void SwapPairs(std::string& bytes) {
 
 /// The characters of a 16-bit text that fit `mode`, then zeros: of a whole text as many as the text
 /// had bytes, else one after `longest` characters and one more.
-std::string Narrow(ByteView source, TextReduction mode, std::size_t longest) {
+std::string NarrowUtf16(ByteView source, TextReduction mode, std::size_t longest) {
   const auto byteAt = [&](std::size_t i) {
     return i < source.size() ? std::to_integer<unsigned>(source[i]) : 0U;
   };
@@ -64,24 +64,18 @@ std::u16string Widen(std::string_view text, std::size_t longest) {
 std::string MarkedUtf16(std::string_view source, std::size_t longest) {
   const std::u16string wide = Widen(UpToZero(source), longest);
   const std::size_t size = longest == kWholeText ? 2 * source.size() + 6 : 2 * wide.size() + 6;
-  std::string bytes(std::max(size, 2 * wide.size() + 4), '\0');
-  std::size_t position = 0;
-  const auto append = [&](char16_t unit) {
-    bytes[position++] = static_cast<char>(unit & 0xFFU);
-    bytes[position++] = static_cast<char>(unit >> 8U);
-  };
-  append(kByteOrderMark);
-  std::for_each(wide.begin(), wide.end(), append);
+  std::string bytes;
+  bytes.reserve(std::max(size, 2 * wide.size() + 4));
+  AppendUtf16(bytes, {&kByteOrderMark, 1});
+  AppendUtf16(bytes, wide);
+  bytes.resize(std::max(size, 2 * wide.size() + 4));
   return bytes;
 }
 
 /// The units before the terminator, without the mark.
 std::size_t CountUnits(std::string_view bytes) {
-  std::size_t size = 0;
-  while (size + 1 < bytes.size() && Utf16UnitAt(bytes, size) != 0) {
-    size += 2;
-  }
-  return size / 2 - (size != 0 && Utf16UnitAt(bytes, 0) == kByteOrderMark ? 1U : 0U);
+  const std::size_t units = CountUtf16Units(bytes);
+  return units - (units != 0 && Utf16UnitAt(bytes, 0) == kByteOrderMark ? 1U : 0U);
 }
 
 /// Ends the text after `longest` characters.
@@ -136,7 +130,7 @@ ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction
   const std::size_t sourceUnit = encoding == kLatin1 ? 1 : 2;
   ConvertedText result;
   if (narrows) {
-    result.bytes = Narrow(source, mode, longest);
+    result.bytes = NarrowUtf16(source, mode, longest);
   } else if (encoding == kUtf8) {
     result.bytes = MarkedUtf16(AsText(source), longest);
   } else {

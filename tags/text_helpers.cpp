@@ -12,6 +12,12 @@ std::string_view AsText(ByteView bytes) {
 
 std::string_view UpToZero(std::string_view text) { return text.substr(0, text.find('\0')); }
 
+std::string_view TakeTerminated(ByteView& bytes) {
+  const std::string_view text = UpToZero(AsText(bytes));
+  bytes = After(bytes, text.size() + 1);
+  return text;
+}
+
 char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool EqualIgnoringCase(std::string_view left, std::string_view right, std::size_t count) {

@@ -15,6 +15,9 @@ std::string_view AsText(ByteView bytes);
 /// The characters before the first zero byte, all where there is none.
 std::string_view UpToZero(std::string_view text);
 
+/// Takes the characters before the first zero byte, and that byte, off the front of `bytes`.
+std::string_view TakeTerminated(ByteView& bytes);
+
 /// ASCII lower case; other bytes stay.
 char ToLower(char c);
 

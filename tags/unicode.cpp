@@ -79,19 +79,32 @@ std::string Utf16ToUtf8(std::u16string_view text) {
   return utf8;
 }
 
-std::u16string DecodeUtf16(std::string_view bytes) {
-  std::u16string text;
-  text.reserve(bytes.size() / 2);
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    const char16_t unit = Utf16UnitAt(bytes, i);
-    if (unit == 0) {
-      break;
-    }
-    if (i != 0 || unit != kByteOrderMark) {
-      text.push_back(unit);
-    }
+std::size_t CountUtf16Units(std::string_view bytes) {
+  const std::size_t units = bytes.size() / 2;
+  std::size_t count = 0;
+  while (count < units && Utf16UnitAt(bytes, 2 * count) != 0) {
+    ++count;
+  }
+  return count;
+}
+
+std::u16string DecodeUtf16(std::string_view bytes, std::endian order) {
+  const std::size_t units = CountUtf16Units(bytes);
+  const std::size_t mark = units != 0 && Utf16UnitAt(bytes, 0, order) == kByteOrderMark ? 1 : 0;
+  std::u16string text(units - mark, u'\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    text[i] = Utf16UnitAt(bytes, 2 * (i + mark), order);
   }
   return text;
+}
+
+void AppendUtf16(std::string& bytes, std::u16string_view text) {
+  const std::size_t start = bytes.size();
+  bytes.resize(start + 2 * text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    bytes[start + 2 * i] = static_cast<char>(text[i] & 0xFFU);
+    bytes[start + 2 * i + 1] = static_cast<char>(text[i] >> 8U);
+  }
 }
 
 std::u16string WidenLatin1(std::string_view text) {

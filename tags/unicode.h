@@ -1,6 +1,7 @@
 // UTF-8 and UTF-16 (Unicode 15, chapter 3.9).
 #pragma once
 
+#include <bit>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,15 +21,31 @@ std::optional<std::u16string> Utf8ToUtf16(std::string_view text);
 /// The UTF-16 text as UTF-8; an unpaired surrogate becomes U+FFFD.
 std::string Utf16ToUtf8(std::u16string_view text);
 
-/// The unit that begins at this byte of UTF-16LE; the byte after it must be there.
-constexpr char16_t Utf16UnitAt(std::string_view bytes, std::size_t at) {
-  return static_cast<char16_t>(static_cast<unsigned char>(bytes[at]) |
-                               static_cast<unsigned char>(bytes[at + 1]) << 8U);
+#ifdef _WIN32
+/// A wide text of Windows is UTF-16.
+inline std::u16string_view Utf16(std::wstring_view text) {
+  return {reinterpret_cast<const char16_t*>(text.data()), text.size()};
 }
 
-/// The units of UTF-16LE before the first zero unit, without a mark at the beginning; half a unit
-/// at the end is left out.
-std::u16string DecodeUtf16(std::string_view bytes);
+inline std::string Utf8(std::wstring_view text) { return Utf16ToUtf8(Utf16(text)); }
+#endif
+
+/// The UTF-16 unit that begins at this byte; the byte after it must be there.
+constexpr char16_t Utf16UnitAt(std::string_view bytes, std::size_t at,
+                               std::endian order = std::endian::little) {
+  const std::size_t high = order == std::endian::little ? 1 : 0;
+  return static_cast<char16_t>(static_cast<unsigned char>(bytes[at + high]) << 8U |
+                               static_cast<unsigned char>(bytes[at + 1 - high]));
+}
+
+/// The number of units before the first zero unit; half a unit at the end is none.
+std::size_t CountUtf16Units(std::string_view bytes);
+
+/// Those units, without a mark at the beginning.
+std::u16string DecodeUtf16(std::string_view bytes, std::endian order = std::endian::little);
+
+/// Appends the units as UTF-16LE.
+void AppendUtf16(std::string& bytes, std::u16string_view text);
 
 /// Bytes of ISO-8859-1 as UTF-16.
 std::u16string WidenLatin1(std::string_view text);

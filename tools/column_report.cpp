@@ -110,7 +110,7 @@ std::string ToText(const ColumnReport& report) {
   std::string page;
   for (const ColumnItem& item : report.items) {
     if (item.result != S_FALSE) {
-      page += ReportLine(Utf16ToUtf8(Utf16(item.title)), ShowValue(item));
+      page += ReportLine(Utf8(item.title), ShowValue(item));
     }
   }
   return page;

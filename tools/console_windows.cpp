@@ -16,7 +16,7 @@ std::vector<std::string> ProgramArguments(int /*argc*/, char** /*argv*/) {
   const Handle<wchar_t**, LocalFree> wide(CommandLineToArgvW(GetCommandLineW(), &count));
   std::vector<std::string> arguments;
   for (int i = 1; i < count; ++i) {
-    arguments.push_back(Utf16ToUtf8(reinterpret_cast<const char16_t*>(wide.Get()[i])));
+    arguments.push_back(Utf8(wide.Get()[i]));
   }
   return arguments;
 }

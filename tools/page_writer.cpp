@@ -60,11 +60,7 @@ std::string ModuleText() {
       GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()) - 1) == 0) {
     return "no handlers are registered";
   }
-  const FileVersion version = ReadFileVersion(path.data()).value_or(FileVersion{});
-  std::array<char, 80> text{};
-  FormatBounded(text, "tsshell.dll %u.%u.%u.%u", version.major, version.minor, version.build,
-                version.revision);
-  return text.data();
+  return "tsshell.dll " + DottedText(ReadFileVersion(path.data()).value_or(FileVersion{}));
 }
 
 std::string AboutText(const HandlerSource& handlers, const char* reading) {
@@ -81,7 +77,7 @@ std::string AboutText(const HandlerSource& handlers, const char* reading) {
         json.Member("aiff", [&] {
           json.Object([&] {
             for (const PropertyList& list : kPropertyLists) {
-              json.Member(Utf16ToUtf8(Utf16(list.name)), Utf16(list.text));
+              json.Member(Utf8(list.name), Utf16(list.text));
             }
           });
         });

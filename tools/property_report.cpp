@@ -14,7 +14,6 @@ namespace tagsmith {
 namespace {
 
 /// In UTF-8.
-std::string NarrowGuid(const GUID& guid) { return Utf16ToUtf8(Utf16(GuidText(guid))); }
 
 std::vector<std::wstring> TextsOf(const CALPWSTR& texts) {
   return {texts.pElems, texts.pElems + texts.cElems};
@@ -70,7 +69,7 @@ std::string NameOf(const PROPERTYKEY& key) {
   }
   const NamedKey& contents = property_keys::kSearchContents;
   return IsSameKey(contents.key, key) ? std::string(contents.name)
-                                      : NarrowGuid(key.fmtid) + "/" + std::to_string(key.pid);
+                                      : Utf8(GuidText(key.fmtid)) + "/" + std::to_string(key.pid);
 }
 
 PropertyReport AskPropertyHandler(const HandlerSource& handlers, const std::string& file) {
@@ -120,7 +119,7 @@ void WriteJson(JsonWriter& json, const PropertyReport& report) {
       json.Array(report.items, [&](const PropertyItem& item) {
         json.Object([&] {
           json.Member("name", NameOf(item.key));
-          json.Member("fmtid", NarrowGuid(item.key.fmtid));
+          json.Member("fmtid", Utf8(GuidText(item.key.fmtid)));
           json.Member("pid", item.key.pid);
           json.Member("type", PropertyTypeOf(item.value));
           json.Member("value", [&] { WriteJson(json, item.value.content); });

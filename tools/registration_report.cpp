@@ -60,8 +60,6 @@ constexpr KnownPolicy kKnownPolicies[] = {
     {kExplorerKey, L"IconsOnly", "always icons, never thumbnails", true},
 };
 
-std::string Utf8(std::wstring_view text) { return Utf16ToUtf8(Utf16(text)); }
-
 /// Empty when the value is missing, or no string.
 std::wstring ReadText(HKEY hive, const std::wstring& key, const wchar_t* name = nullptr) {
   std::optional<std::wstring> text;
@@ -95,8 +93,7 @@ RegistrationReport::Class ReadClass(const OurClass& ours) {
   const std::wstring module = ReadText(HKEY_CLASSES_ROOT, L"CLSID\\" + clsid + L"\\InProcServer32");
   found.module = Utf8(module);
   if (const auto version = ReadFileVersion(module.c_str()); version && !module.empty()) {
-    found.version = std::to_string(version->major) + "." + std::to_string(version->minor) + "." +
-                    std::to_string(version->build) + "." + std::to_string(version->revision);
+    found.version = DottedText(*version);
   }
   for (HKEY hive : kHives) {
     found.isBlocked = found.isBlocked || ValueExists(hive, kBlockedKey, clsid.c_str());

@@ -45,10 +45,6 @@ constexpr ResultMeaning kResultMeanings[] = {
 
 }  // namespace
 
-std::u16string_view Utf16(std::wstring_view text) {
-  return {reinterpret_cast<const char16_t*>(text.data()), text.size()};
-}
-
 std::string ReportLine(std::string name, const std::string& value) {
   constexpr std::size_t kNameWidth = 40;
   name.resize(std::max(kNameWidth, name.size() + 1), ' ');

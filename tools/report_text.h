@@ -4,12 +4,8 @@
 #include <windows.h>
 
 #include <string>
-#include <string_view>
 
 namespace tagsmith {
-
-/// The platform's wide characters as the library takes them.
-std::u16string_view Utf16(std::wstring_view text);
 
 /// A line of a report for people: a name and, in a column of its own, a value (both UTF-8).
 std::string ReportLine(std::string name, const std::string& value);

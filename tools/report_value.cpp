@@ -11,7 +11,7 @@
 namespace tagsmith {
 namespace {
 
-std::string Show(const std::wstring& text) { return Utf16ToUtf8(Utf16(text)); }
+std::string Show(const std::wstring& text) { return Utf8(text); }
 std::string Show(bool flag) { return flag ? "yes" : "no"; }
 
 template <typename Entry>

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string NameOf(const fs::path& path) { return Utf16ToUtf8(Utf16(path.generic_wstring())); }
+std::string NameOf(const fs::path& path) { return Utf8(path.generic_wstring()); }
 
 bool IsTrack(const fs::path& path) {
   const std::wstring extension = path.extension().wstring();

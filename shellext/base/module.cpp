@@ -46,11 +46,8 @@ FileVersion InstalledVersion() {
 }
 
 void WriteHeader() {
-  const FileVersion file = InstalledVersion();
-  WriteLogLine(kLogAlways,
-               "\n# Tagsmith Shell Extension Version " TAGSMITH_VERSION " (%d.%d.%d.%d)",
-               static_cast<int>(file.major), static_cast<int>(file.minor),
-               static_cast<int>(file.build), static_cast<int>(file.revision));
+  WriteLogLine(kLogAlways, "\n# Tagsmith Shell Extension Version " TAGSMITH_VERSION " (%s)",
+               DottedText(InstalledVersion()).c_str());
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ class TagWalk {
     }
     while (position_ < buffer_.size()) {
       FrameHeader header;
-      if (!ReadFrameHeader(header)) {
+      if (!ReadNextHeader(header)) {
         return true;
       }
       V2Frame frame{.id = header.id,
@@ -117,7 +117,7 @@ class TagWalk {
   }
 
   /// False at the end of the frames.
-  bool ReadFrameHeader(FrameHeader& header) {
+  bool ReadNextHeader(FrameHeader& header) {
     if (!Fits(4)) {
       if (Is22()) {
         WriteLogLine(kLogError, "Failed to read the 2.2 frame ID (%d:%d)", SizeForMessage(),
@@ -140,7 +140,7 @@ class TagWalk {
                    PositionForMessage(size));
       return false;
     }
-    header = tagsmith::ReadFrameHeader(buffer_.subspan(position_, size), version_);
+    header = ReadFrameHeader(buffer_.subspan(position_, size), version_);
     position_ += size;
     return true;
   }

@@ -136,9 +136,9 @@ class ScanLimit {
 };
 
 /// The walk over the frames of a file, and its way back to the search for another first frame.
-class FrameWalk {
+class AudioFrameWalk {
  public:
-  FrameWalk(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize, std::uint32_t scanMode)
+  AudioFrameWalk(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize, std::uint32_t scanMode)
       : tag_(tag), details_(tag.details), reader_(reader), fileSize_(fileSize), limit_(scanMode) {}
 
   /// False when no frame is left that a walk could start from.
@@ -351,7 +351,7 @@ bool AnalyseMpegFrames(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize
   try {
     tag.details.syncLost = false;
     reader.UseLargeBlocks();
-    if (!FrameWalk(tag, reader, fileSize, scanMode).Run()) {
+    if (!AudioFrameWalk(tag, reader, fileSize, scanMode).Run()) {
       return false;
     }
     if (progress != nullptr) {

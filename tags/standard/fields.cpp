@@ -123,13 +123,6 @@ std::string YearOf(std::string_view text) {
   return digits.empty() ? digits : std::string(kDigits - digits.size(), '0') + digits;
 }
 
-/// Takes the bytes before a zero byte, and that byte, off the front of `bytes`.
-std::string_view TakeTerminated(ByteView& bytes) {
-  const std::string_view text = UpToZero(AsText(bytes));
-  bytes = bytes.subspan(std::min(text.size() + 1, bytes.size()));
-  return text;
-}
-
 }  // namespace
 
 // ---- Fields that hold text --------------------------------------------------------------------

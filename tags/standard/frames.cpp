@@ -78,7 +78,7 @@ std::optional<TagHeader> ReadTagHeader(ByteView bytes) {
                    .dataSize = ReadSyncsafe32(size)};
 }
 
-FrameWalk::FrameWalk(const TagHeader& header, std::span<std::byte> data)
+TagFrameWalk::TagFrameWalk(const TagHeader& header, std::span<std::byte> data)
     : version_(header.version),
       isUnsynchronised_(header.version >= 4 && IsSet(header.flags, kTagUnsynchronised)),
       rest_(data.first(std::min<std::size_t>(data.size(), header.dataSize))) {
@@ -93,7 +93,7 @@ FrameWalk::FrameWalk(const TagHeader& header, std::span<std::byte> data)
 }
 
 /// Some writers set the flag and write no extended header: a frame follows at once.
-void FrameWalk::SkipExtendedHeader(std::byte flags) {
+void TagFrameWalk::SkipExtendedHeader(std::byte flags) {
   if (!IsSet(flags, kTagExtended) || rest_.size() < 4 || IsAtFrame(rest_, version_)) {
     return;
   }
@@ -106,7 +106,7 @@ void FrameWalk::SkipExtendedHeader(std::byte flags) {
 
 /// Sizes of 2.4 are syncsafe, but a widespread writer made them plain: what follows the frame
 /// tells. `rest_` stands at the data.
-std::uint32_t FrameWalk::ChooseSize(const FrameHeader& header) const {
+std::uint32_t TagFrameWalk::ChooseSize(const FrameHeader& header) const {
   const auto leadsToFrame = [this](std::uint32_t size) {
     return size <= rest_.size() && IsAtFrame(rest_.subspan(size), version_);
   };
@@ -115,7 +115,7 @@ std::uint32_t FrameWalk::ChooseSize(const FrameHeader& header) const {
   return isPlain ? header.plainSize : header.size;
 }
 
-std::optional<Frame> FrameWalk::Next() {
+std::optional<Frame> TagFrameWalk::Next() {
   const std::size_t headerSize = FrameHeaderSize(version_);
   while (rest_.size() > headerSize && rest_[0] != kZero) {
     FrameHeader header = ReadFrameHeader(rest_, version_);
@@ -137,7 +137,7 @@ std::optional<Frame> FrameWalk::Next() {
 
 /// Makes of the bytes after the frame's header what the writer put in; nothing where that cannot be
 /// read.
-std::optional<ByteView> FrameWalk::Unwrap(std::span<std::byte> data, std::byte flags) {
+std::optional<ByteView> TagFrameWalk::Unwrap(std::span<std::byte> data, std::byte flags) {
   constexpr std::size_t kGroupSize = 1;
   constexpr std::size_t kLengthSize = 4;
   const FrameFlags& known = version_ < 4 ? kFlags23 : kFlags24;

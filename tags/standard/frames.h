@@ -31,11 +31,11 @@ struct Frame {
 };
 
 /// Walks over the frames of one tag.
-class FrameWalk {
+class TagFrameWalk {
  public:
   /// `data` is what follows the tag's header, as far as it is there. It must outlive the walk,
   /// which undoes unsynchronisation in it.
-  FrameWalk(const TagHeader& header, std::span<std::byte> data);
+  TagFrameWalk(const TagHeader& header, std::span<std::byte> data);
 
   /// The next frame whose data can be read; nothing at the end. Its body is good until the next
   /// call. Encrypted frames and frames without data are left out.

@@ -110,7 +110,7 @@ bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
   }
   std::span<std::byte> bytes = reader.Take(size, lookAhead);
   bytes = bytes.subspan(std::min(kV2HeaderSize, bytes.size()));
-  FrameWalk walk(*header, bytes);
+  TagFrameWalk walk(*header, bytes);
   FieldFiller filler(tag);
   while (const std::optional<Frame> frame = walk.Next()) {
     filler.Store(*frame);

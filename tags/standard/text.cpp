@@ -50,43 +50,25 @@ bool BeginsWithHighByte(ByteView bytes) {
 TextDecoder::TextDecoder(ByteView bytes, std::uint32_t encoding)
     : bytes_(bytes),
       encoding_(encoding),
-      isBigEndian_(encoding == kUtf16Be || BeginsWithHighByte(bytes)) {}
+      order_(encoding == kUtf16Be || BeginsWithHighByte(bytes) ? std::endian::big
+                                                               : std::endian::little) {}
 
 std::u16string TextDecoder::Take() {
   std::u16string text = IsWide()               ? TakeWide()
-                        : encoding_ == kLatin1 ? WidenSystemText(TakeBytes())
-                                               : DecodeUtf8(TakeBytes());
+                        : encoding_ == kLatin1 ? WidenSystemText(TakeTerminated(bytes_))
+                                               : DecodeUtf8(TakeTerminated(bytes_));
   text.erase(0, std::min(text.find_first_not_of(kByteOrderMark), text.size()));
   return text;
 }
 
 std::u16string TextDecoder::TakeWide() {
-  constexpr std::byte kEnd{0};
-  const std::size_t units = bytes_.size() / 2;  // half a unit is no text
-  std::size_t length = 0;
-  while (length < units && (bytes_[2 * length] != kEnd || bytes_[2 * length + 1] != kEnd)) {
-    ++length;
+  const std::size_t size = 2 * CountUtf16Units(AsText(bytes_));
+  const std::string_view text = AsText(bytes_.first(size));
+  if (!text.empty() && Utf16UnitAt(text, 0, order_) == kSwappedMark) {
+    order_ = order_ == std::endian::big ? std::endian::little : std::endian::big;
   }
-  if (length != 0) {
-    const char16_t first = ReadBigEndian16(bytes_.first<2>());
-    if (first == (isBigEndian_ ? kSwappedMark : kByteOrderMark)) {
-      isBigEndian_ = !isBigEndian_;
-    }
-  }
-  std::u16string text(length, u'\0');
-  const std::size_t high = isBigEndian_ ? 0 : 1;
-  for (std::size_t i = 0; i < length; ++i) {
-    text[i] = static_cast<char16_t>(std::to_integer<unsigned>(bytes_[2 * i + high]) << 8U |
-                                    std::to_integer<unsigned>(bytes_[2 * i + 1 - high]));
-  }
-  bytes_ = length == units ? ByteView() : bytes_.subspan(2 * (length + 1));
-  return text;
-}
-
-std::string_view TextDecoder::TakeBytes() {
-  const std::string_view text = UpToZero(AsText(bytes_));
-  bytes_ = bytes_.subspan(std::min(text.size() + 1, bytes_.size()));
-  return text;
+  bytes_ = After(bytes_, size + 2);
+  return DecodeUtf16(text, order_);
 }
 
 Values TakeValues(TextDecoder& decoder) {
@@ -142,12 +124,11 @@ std::u16string_view Trim(std::u16string_view text) {
 }
 
 TagText MakeTagText(std::u16string_view text) {
-  TagText field{.text = "\xFF\xFE", .length = text.size(), .encoding = kUtf16};
-  field.text.resize(2 * text.size() + 4);  // with mark and terminator
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    field.text[2 * i + 2] = static_cast<char>(text[i] & 0xFFU);
-    field.text[2 * i + 3] = static_cast<char>(text[i] >> 8U);
-  }
+  TagText field{.text = {}, .length = text.size(), .encoding = kUtf16};
+  field.text.reserve(2 * text.size() + 4);
+  AppendUtf16(field.text, {&kByteOrderMark, 1});
+  AppendUtf16(field.text, text);
+  field.text.append(2, '\0');
   return field;
 }
 

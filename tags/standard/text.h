@@ -2,6 +2,7 @@
 // 3.3), and the forms in which the tag model keeps what it gives.
 #pragma once
 
+#include <bit>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,11 +37,10 @@ class TextDecoder {
  private:
   [[nodiscard]] bool IsWide() const { return encoding_ == kUtf16 || encoding_ == kUtf16Be; }
   std::u16string TakeWide();
-  std::string_view TakeBytes();
 
   ByteView bytes_;
   std::uint32_t encoding_;
-  bool isBigEndian_;
+  std::endian order_;
 };
 
 /// A text that is divided further is no list of names.

@@ -7,6 +7,7 @@
 
 #include "shellext/base/registered_keys.h"
 #include "tests/shell/shell_environment.h"
+#include "tags/unicode.h"
 #include "tools/property_report.h"
 #include "tools/report_text.h"
 
@@ -50,7 +51,7 @@ class Answers : public ::testing::Test {
     value.vt = VT_ERROR;
     const HRESULT result = MakeColumns(columns).GetItemData(&column, &item, &value);
     std::string shown = result != S_OK        ? HexResult(result)
-                        : value.vt == VT_BSTR ? Narrow(value.bstrVal)
+                        : value.vt == VT_BSTR ? Utf8(value.bstrVal)
                         : value.vt == VT_UI8  ? Format("%llu (8 bytes)", value.ullVal)
                         : value.vt == VT_UI4  ? Format("%lu (4 bytes)", value.ulVal)
                                               : Format("%ld (type %u)", value.lVal, value.vt);
@@ -145,7 +146,7 @@ TEST_F(Answers, FollowFromTheTrack) {
       if (item.value.type == VT_EMPTY) {
         empty += " " + name;
       } else {
-        seen += Format("  %s %lu %s, type %u: ", Narrow(GuidText(item.key.fmtid)).c_str(),
+        seen += Format("  %s %lu %s, type %u: ", Utf8(GuidText(item.key.fmtid)).c_str(),
                        item.key.pid, name.c_str(), item.value.type) +
                 Shortened(ToText(item.value.content)) + "\n";
       }
@@ -158,7 +159,7 @@ TEST_F(Answers, FollowFromTheTrack) {
     for (DWORD index = 0; columns->GetColumnInfo(index, &info) == S_OK; ++index) {
       const SHCOLUMNID column = info.scid;
       const std::string value = Ask(column, item);
-      seen += value == kNone ? "" : "  " + Narrow(info.wszTitle) + ": " + Shortened(value) + "\n";
+      seen += value == kNone ? "" : "  " + Utf8(info.wszTitle) + ": " + Shortened(value) + "\n";
     }
     // Of no column: the first two are answered all the same.
     for (const DWORD pid : {3U, 6U, 8U}) {
@@ -207,9 +208,9 @@ TEST_F(Answers, DescribeTheColumns) {
   for (DWORD index = 0; columns->GetColumnInfo(index, &info) == S_OK; ++index) {
     const GUID set = info.scid.fmtid;
     seen += Format("%lu %s %ld, type %u, format %lu, width %u, flags %lx, ", index,
-                   Narrow(GuidText(set)).c_str(), static_cast<long>(info.scid.pid),
-                   unsigned{info.vt}, DWORD{info.fmt}, UINT{info.cChars}, DWORD{info.csFlags}) +
-            Narrow(info.wszTitle) + ", " + Narrow(info.wszDescription) + "\n";
+                   Utf8(GuidText(set)).c_str(), static_cast<long>(info.scid.pid), unsigned{info.vt},
+                   DWORD{info.fmt}, UINT{info.cChars}, DWORD{info.csFlags}) +
+            Utf8(info.wszTitle) + ", " + Utf8(info.wszDescription) + "\n";
   }
   ExpectFile("columns.txt", seen);
   EXPECT_EQ(columns->GetColumnInfo(0xFFFFFFFF, &info), S_FALSE);

@@ -7,6 +7,7 @@
 #include <map>
 
 #include "tests/shell/shell_environment.h"
+#include "tags/unicode.h"
 #include "tools/report_text.h"
 #include "tools/shell_host.h"
 
@@ -29,16 +30,15 @@ void Collect(HKEY key, const std::string& path, Tree& tree) {
       break;
     }
     const auto* text = reinterpret_cast<const wchar_t*>(data.data());
-    tree[path + "|" + Narrow(name.data())] =
-        type == REG_DWORD
-            ? "#" + std::to_string(*reinterpret_cast<const DWORD*>(data.data()))
-            : (type == REG_EXPAND_SZ ? "(expand) " : "") + Narrow({text, size / 2 - 1});
+    tree[path + "|" + Utf8(name.data())] =
+        type == REG_DWORD ? "#" + std::to_string(*reinterpret_cast<const DWORD*>(data.data()))
+                          : (type == REG_EXPAND_SZ ? "(expand) " : "") + Utf8({text, size / 2 - 1});
   }
   for (DWORD i = 0; length = 300,
              RegEnumKeyExW(key, i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) == 0;
        ++i) {
     HKEY child = nullptr;
-    const std::string childPath = path + "\\" + Narrow(name.data());
+    const std::string childPath = path + "\\" + Utf8(name.data());
     tree[childPath] = "";
     RegOpenKeyExW(key, name.data(), 0, KEY_READ, &child);
     Collect(child, childPath, tree);
@@ -254,7 +254,7 @@ class Registration : public ::testing::Test {
 
   /// Compares what was seen with the file of this kind of system.
   void ExpectSeen(const std::string& name) {
-    const std::string folder = Narrow(ProgramFolder());
+    const std::string folder = Utf8(ProgramFolder());
     for (std::size_t at = 0; (at = seen.find(folder)) != std::string::npos;) {
       seen.replace(at, folder.size(), "<folder>\\");
     }

@@ -249,8 +249,6 @@ std::string Format(const char* format, ...) {
   return text.data();
 }
 
-std::string Narrow(std::wstring_view text) { return Utf16ToUtf8(Utf16(text)); }
-
 std::string Shortened(const std::string& text) {
   return text.size() < 70 ? text : text.substr(0, 40) + "... (" + std::to_string(text.size()) + ")";
 }

@@ -162,7 +162,6 @@ class TestStream : public IStream {
 };
 
 std::string Content(const std::filesystem::path& path, std::ios::openmode mode = std::ios::in);
-std::string Narrow(std::wstring_view text);
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 /// Of a long text the beginning, and how many bytes there are.
 std::string Shortened(const std::string& text);
