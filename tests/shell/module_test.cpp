@@ -156,6 +156,32 @@ TEST(ClassObjects, AreServedUnderTheirSettings) {
   }
 }
 
+void ExpectFactoryAnswers(IClassFactory& factory, bool locksItself) {
+  ComPointer<IClassFactory> same;
+  EXPECT_EQ(factory.QueryInterface(IID_IClassFactory, same.ReceiveVoid()), S_OK);
+  EXPECT_EQ(&factory, same.Get());
+  same.Reset();
+  void* object = &factory;
+  void* second = &factory;
+  void* third = &factory;
+  EXPECT_EQ((Results{factory.QueryInterface(IID_IStream, &object),
+                     factory.QueryInterface(IID_IStream, nullptr),
+                     factory.CreateInstance(&factory, IID_IUnknown, &second),
+                     factory.CreateInstance(nullptr, IID_IStream, &third),
+                     factory.CreateInstance(nullptr, IID_IUnknown, nullptr)}),
+            (Results{E_NOINTERFACE, E_POINTER, CLASS_E_NOAGGREGATION, E_NOINTERFACE, E_POINTER}));
+  EXPECT_TRUE(object == nullptr && second == nullptr && third == nullptr);
+
+  // LockServer counts on the factory itself, or nowhere.
+  std::vector<ULONG> counts;
+  for (const BOOL locks : {TRUE, FALSE}) {
+    EXPECT_EQ(factory.LockServer(locks), S_OK);
+    counts.insert(counts.end(), {factory.AddRef(), factory.Release()});
+  }
+  const ULONG locked = locksItself ? 1 : 0;
+  EXPECT_EQ(counts, (std::vector<ULONG>{2 + locked, 1 + locked, 2, 1}));
+}
+
 TEST(ClassObjects, MakeHandlersAndCountThem) {
   struct Case {
     const CLSID& clsid;
@@ -178,31 +204,9 @@ TEST(ClassObjects, MakeHandlersAndCountThem) {
     SwitchOn();
     EXPECT_EQ(module.GetClassObject(c.clsid, IID_IUnknown, nullptr), E_POINTER);
     ComPointer<IClassFactory> factory;
-    ComPointer<IClassFactory> same;
     ASSERT_EQ(module.GetClassObject(c.clsid, IID_IUnknown, factory.ReceiveVoid()), S_OK);
     EXPECT_FALSE(module.CanUnload());
-    EXPECT_EQ(factory->QueryInterface(IID_IClassFactory, same.ReceiveVoid()), S_OK);
-    EXPECT_EQ(factory.Get(), same.Get());
-    same.Reset();
-    void* object = &factory;
-    void* second = &factory;
-    void* third = &factory;
-    EXPECT_EQ((Results{factory->QueryInterface(IID_IStream, &object),
-                       factory->QueryInterface(IID_IStream, nullptr),
-                       factory->CreateInstance(factory.Get(), IID_IUnknown, &second),
-                       factory->CreateInstance(nullptr, IID_IStream, &third),
-                       factory->CreateInstance(nullptr, IID_IUnknown, nullptr)}),
-              (Results{E_NOINTERFACE, E_POINTER, CLASS_E_NOAGGREGATION, E_NOINTERFACE, E_POINTER}));
-    EXPECT_TRUE(object == nullptr && second == nullptr && third == nullptr);
-
-    // LockServer counts on the factory itself, or nowhere.
-    std::vector<ULONG> counts;
-    for (const BOOL locks : {TRUE, FALSE}) {
-      EXPECT_EQ(factory->LockServer(locks), S_OK);
-      counts.insert(counts.end(), {factory->AddRef(), factory->Release()});
-    }
-    const ULONG locked = c.locksItself ? 1 : 0;
-    EXPECT_EQ(counts, (std::vector<ULONG>{2 + locked, 1 + locked, 2, 1}));
+    ExpectFactoryAnswers(*factory.Get(), c.locksItself);
 
     // Each call makes another handler; each of these alone keeps the module loaded.
     std::array<ComPointer<IUnknown>, 3> handlers;
@@ -216,7 +220,8 @@ TEST(ClassObjects, MakeHandlersAndCountThem) {
         EXPECT_EQ(other->QueryInterface(IID_IUnknown, identity.ReceiveVoid()), S_OK);
         EXPECT_EQ(identity.Get(), handler.Get());
       }
-      EXPECT_EQ(handler->QueryInterface(IID_IPersistFile, &object), E_NOINTERFACE);
+      ComPointer<IPersistFile> none;
+      EXPECT_EQ(handler->QueryInterface(IID_IPersistFile, none.ReceiveVoid()), E_NOINTERFACE);
     }
     EXPECT_NE(handlers[0].Get(), handlers[1].Get());
     factory.Reset();

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <map>
 
-#include "tests/shell/shell_environment.h"
 #include "tags/unicode.h"
+#include "tests/shell/shell_environment.h"
 #include "tools/report_text.h"
 #include "tools/shell_host.h"
 
@@ -261,6 +261,22 @@ class Registration : public ::testing::Test {
     ExpectFile(name + "-" + std::to_string(system) + ".txt", seen);
   }
 
+  /// The property lists, a property a line.
+  void ShowLists() {
+    seen += "\n== lists\n";
+    Begin(kAll);
+    module.Call("DllRegisterServer");
+    for (const auto& [path, value] : Dump()) {
+      if (path.starts_with("C\\SystemFileAssociations\\.aif|")) {
+        seen += path + "\n";
+        for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
+          end = value.find(';', at);
+          seen += "  " + value.substr(at, end == std::string::npos ? end : end - at + 1) + "\n";
+        }
+      }
+    }
+  }
+
   ScratchSystem scratch;
   LoadedModule module;
   DWORD system = 0;  // the major version
@@ -322,31 +338,19 @@ TEST_F(Registration, ComesAndGoesAsAWhole) {
     seen += "-- and removed\n";
     Step("RemoveHandlers", before);
   }
-  seen += "\n== lists\n";
-  Begin(kAll);
-  module.Call("DllRegisterServer");
-  for (const auto& [path, value] : Dump()) {
-    if (path.starts_with("C\\SystemFileAssociations\\.aif|")) {
-      seen += path + "\n";
-      for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
-        end = value.find(';', at);
-        seen += "  " + value.substr(at, end == std::string::npos ? end : end - at + 1) + "\n";
-      }
-    }
-  }
+  ShowLists();
   ExpectSeen("registration");
 }
 
-TEST_F(Registration, EndsOrGoesOnWhereAStepFails) {
-  struct Case {
-    const char* title;
-    std::vector<Fault> faults;
-  };
-  const std::wstring handlers = kHandlers;
-  const std::wstring aif = handlers + L".aif";
-  const std::wstring aiff = handlers + L".aiff";
-  const std::wstring mp3 = handlers + L".mp3";
-  const Case cases[] = {
+struct FailingSteps {
+  const char* title;
+  std::vector<Fault> faults;
+};
+std::vector<FailingSteps> AllFailingSteps() {
+  static const std::wstring aif = std::wstring(kHandlers) + L".aif";
+  static const std::wstring aiff = aif + L"f";
+  static const std::wstring mp3 = std::wstring(kHandlers) + L".mp3";
+  return {
       {"nothing is approved", {{L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Ext"}}},
       {"nothing is approved, throws",
        {{L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Ext", nullptr, kThrows}}},
@@ -375,10 +379,13 @@ TEST_F(Registration, EndsOrGoesOnWhereAStepFails) {
       {"columns throw", {{L"Folder", nullptr, kThrows}}},
       {"removal throws", {{L"CLSID", nullptr, kThrows}}},
   };
+}
+
+TEST_F(Registration, EndsOrGoesOnWhereAStepFails) {
   Begin(kAll);
   module.Call("DllRegisterServer");
   const Tree whole = Dump();
-  for (const Case& c : cases) {
+  for (const FailingSteps& c : AllFailingSteps()) {
     Begin(kAll);
     events.clear();
     scratch.NewMessages();

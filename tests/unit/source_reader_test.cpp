@@ -26,64 +26,68 @@ std::string Text(ByteView view) {
   return {reinterpret_cast<const char*>(view.data()), view.size()};
 }
 
+/// Reads and seeks at random, and compares.
+void ExpectPlainReads(const std::string& content, std::size_t largestRead, bool large) {
+  std::mt19937 random(static_cast<unsigned>(largestRead + (large ? 1 : 0)));
+  const auto below = [&](std::size_t limit) { return random() % limit; };
+  ProbeSource source(content, "");
+  source.largestRead = largestRead;
+  SourceReader reader(source, std::uint64_t{1} << 40U);  // claims enough for its small reads
+  if (large) {
+    reader.UseLargeBlocks();
+  }
+  ASSERT_TRUE(reader.SeekTo(0));
+  std::uint64_t position = 0;
+  const auto expected = [&](std::size_t count) {
+    return position >= content.size() ? "" : content.substr(position, count);
+  };
+  for (int i = 0; i < 2000; ++i) {
+    std::string got;
+    const std::size_t count = below(i % 10 == 0 ? 70'000 : 3000);
+    switch (below(6)) {
+      case 0:
+        position = below(content.size() + 5000);
+        ASSERT_TRUE(reader.SeekTo(position));
+        break;
+      case 1: {
+        const auto distance = static_cast<std::int64_t>(count) - 1500;
+        reader.Skip(distance);
+        position = static_cast<std::uint64_t>(
+            std::max<std::int64_t>(0, static_cast<std::int64_t>(position) + distance));
+        break;
+      }
+      case 2:
+        got = Text(reader.Peek(count % 4000));
+        ASSERT_EQ(got, expected(count % 4000));
+        break;
+      case 3:
+        got = Text(reader.Take(count, 412));
+        ASSERT_EQ(got, expected(count));
+        position += got.size();
+        break;
+      case 4:
+        ASSERT_TRUE(reader.SeekFromEnd(count));
+        position = content.size() - count;
+        break;
+      default:
+        got = ReadText(reader, count);
+        ASSERT_EQ(got, expected(count));
+        position += got.size();
+    }
+    ASSERT_EQ(reader.Position(), position);
+    if (i % 16 == 0) {
+      reader.Settle();
+      ASSERT_EQ(source.position, position);
+    }
+  }
+}
+
 /// Whatever the source's habits, the reader gives what plain reads and seeks give.
 TEST(SourceReader, AgreesWithThePlainSource) {
   const std::string content = Pattern(300'000);
   for (const std::size_t largestRead : {std::size_t{1} << 30U, std::size_t{1000}, std::size_t{7}}) {
-    for (const bool large : {false, true}) {
-      std::mt19937 random(static_cast<unsigned>(largestRead + (large ? 1 : 0)));
-      const auto below = [&](std::size_t limit) { return random() % limit; };
-      ProbeSource source(content, "");
-      source.largestRead = largestRead;
-      SourceReader reader(source, std::uint64_t{1} << 40U);  // claims enough for its small reads
-      if (large) {
-        reader.UseLargeBlocks();
-      }
-      ASSERT_TRUE(reader.SeekTo(0));
-      std::uint64_t position = 0;
-      const auto expected = [&](std::size_t count) {
-        return position >= content.size() ? "" : content.substr(position, count);
-      };
-      for (int i = 0; i < 2000; ++i) {
-        std::string got;
-        const std::size_t count = below(i % 10 == 0 ? 70'000 : 3000);
-        switch (below(6)) {
-          case 0:
-            position = below(content.size() + 5000);
-            ASSERT_TRUE(reader.SeekTo(position));
-            break;
-          case 1: {
-            const auto distance = static_cast<std::int64_t>(count) - 1500;
-            reader.Skip(distance);
-            position = static_cast<std::uint64_t>(
-                std::max<std::int64_t>(0, static_cast<std::int64_t>(position) + distance));
-            break;
-          }
-          case 2:
-            got = Text(reader.Peek(count % 4000));
-            ASSERT_EQ(got, expected(count % 4000));
-            break;
-          case 3:
-            got = Text(reader.Take(count, 412));
-            ASSERT_EQ(got, expected(count));
-            position += got.size();
-            break;
-          case 4:
-            ASSERT_TRUE(reader.SeekFromEnd(count));
-            position = content.size() - count;
-            break;
-          default:
-            got = ReadText(reader, count);
-            ASSERT_EQ(got, expected(count));
-            position += got.size();
-        }
-        ASSERT_EQ(reader.Position(), position);
-        if (i % 16 == 0) {
-          reader.Settle();
-          ASSERT_EQ(source.position, position);
-        }
-      }
-    }
+    ExpectPlainReads(content, largestRead, false);
+    ExpectPlainReads(content, largestRead, true);
   }
 }
 
