@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Fuzzes with coverage under the sanitizers: ./fuzz.sh [TARGET] [SECONDS]
 #
-# TARGET is stream, standard, file, picture, texts, both_paths, faults or all (each SECONDS long); "coverage"
-# tells how much of tags/ the inputs found so far reach. Inputs are kept in build/fuzz/corpus,
-# findings in build/fuzz/findings.
+# TARGET is one of fuzz/TARGET_target.cpp, or all (each SECONDS long); "coverage" tells how much of
+# tags/ the inputs found so far reach. Inputs are kept in build/fuzz/corpus, findings in
+# build/fuzz/findings.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
-targets=(stream standard file picture texts both_paths faults)
+targets=(fuzz/*_target.cpp)
+targets=("${targets[@]#fuzz/}")
+targets=("${targets[@]%_target.cpp}")
 declare -A longest=([picture]=4000 [texts]=1000 [faults]=6000)
 target=${1:-all}
 seconds=${2:-60}

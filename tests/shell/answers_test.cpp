@@ -417,18 +417,14 @@ TEST_F(Answers, TakeEveryPath) {
 TEST_F(Answers, LeaveTheFileAlone) {
   const TemporaryFile file("c.mp3", "");
   const std::wstring path = WidenUtf8(file.Path());
-  const auto openAlone = [&] {
-    return CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0,
-                       nullptr);
-  };
   // Also when it is no track, or a broken one.
   for (const std::string& content : {"no track"s, songTag, songTag + "no audio", songTrack}) {
     std::ofstream(file.Path(), std::ios::binary) << content;
     Title(path);
-    HANDLE alone = openAlone();
-    ASSERT_NE(alone, INVALID_HANDLE_VALUE);
+    const KernelHandle alone(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                         OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(alone);
     EXPECT_EQ(Title(path), kNone);  // while another has it open for itself
-    CloseHandle(alone);
   }
   EXPECT_EQ(Title(path), "Song");
   ASSERT_TRUE(DeleteFileW(path.c_str()));

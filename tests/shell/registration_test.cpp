@@ -37,12 +37,11 @@ void Collect(HKEY key, const std::string& path, Tree& tree) {
   for (DWORD i = 0; length = 300,
              RegEnumKeyExW(key, i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) == 0;
        ++i) {
-    HKEY child = nullptr;
+    KeyHandle child;
     const std::string childPath = path + "\\" + Utf8(name.data());
     tree[childPath] = "";
-    RegOpenKeyExW(key, name.data(), 0, KEY_READ, &child);
-    Collect(child, childPath, tree);
-    RegCloseKey(child);
+    RegOpenKeyExW(key, name.data(), 0, KEY_READ, child.Receive());
+    Collect(child.Get(), childPath, tree);
   }
 }
 
@@ -202,10 +201,9 @@ class Registration : public ::testing::Test {
     Tree tree;
     Collect(HKEY_LOCAL_MACHINE, "M", tree);
     Collect(HKEY_CLASSES_ROOT, "C", tree);
-    HKEY schemas = nullptr;
-    RegCreateKeyW(HKEY_CURRENT_USER, kSchemas, &schemas);
-    Collect(schemas, "Schema", tree);
-    RegCloseKey(schemas);
+    KeyHandle schemas;
+    RegCreateKeyW(HKEY_CURRENT_USER, kSchemas, schemas.Receive());
+    Collect(schemas.Get(), "Schema", tree);
     return tree;
   }
 

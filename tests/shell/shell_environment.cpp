@@ -72,9 +72,8 @@ std::size_t HeapBytes() {
 
 /// A new handle takes the lowest free place, which moves up when handles are left open.
 std::uintptr_t NextHandle() {
-  const HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  CloseHandle(handle);
-  return reinterpret_cast<std::uintptr_t>(handle);
+  const KernelHandle handle(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  return reinterpret_cast<std::uintptr_t>(handle.Get());
 }
 
 std::size_t PrivateBytes() {
@@ -86,16 +85,15 @@ std::size_t PrivateBytes() {
 }  // namespace
 
 ScratchSystem::ScratchSystem(Classes classes) : file_("unused", "") {
-  std::array<HKEY, std::size(kHives)> keys{};
+  std::array<KeyHandle, std::size(kHives)> keys;
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    RegCreateKeyW(HKEY_CURRENT_USER, (ScratchKey() + kHives[i].name).c_str(), &keys[i]);
+    RegCreateKeyW(HKEY_CURRENT_USER, (ScratchKey() + kHives[i].name).c_str(), keys[i].Receive());
   }
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if ((i < kHivesWithoutClasses || classes == kWithClasses) &&
-        RegOverridePredefKey(kHives[i].key, keys[i]) != ERROR_SUCCESS) {
+        RegOverridePredefKey(kHives[i].key, keys[i].Get()) != ERROR_SUCCESS) {
       std::abort();  // before anything is done to the real ones
     }
-    RegCloseKey(keys[i]);
   }
   const std::wstring folder = (Folder() / "AppData").wstring();
   RegSetKeyValueW(HKEY_CURRENT_USER,

@@ -227,11 +227,12 @@ TEST_F(ThumbExtractor, GivesTheDateStamp) {
   const TemporaryFile track("Лёд.mp3", "x");
   const std::wstring path = WidenUtf8(track.Path());
   const FILETIME time = {.dwLowDateTime = 0x12340000, .dwHighDateTime = 0x01D00000};
-  HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  ASSERT_TRUE(SetFileTime(handle, nullptr, nullptr, &time));
+  KernelHandle handle(
+      CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(SetFileTime(handle.Get(), nullptr, nullptr, &time));
   Load(track.Path());
   EXPECT_EQ(extractor->GetDateStamp(&stamp), E_FAIL);  // another has it open for itself
-  CloseHandle(handle);
+  handle.Reset();
   EXPECT_EQ(extractor->GetDateStamp(&stamp), S_OK);
   EXPECT_EQ(CompareFileTime(&stamp, &time), 0);
   EXPECT_TRUE(DeleteFileW(path.c_str()));  // nothing holds it
