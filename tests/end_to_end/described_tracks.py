@@ -10,7 +10,7 @@
 # (BYTES), all of them with *COUNT.
 #
 # Below `gives OPTIONS` stands what differs from empty.json: `key=value` (of a text field with
-# :byteSize/length/encoding), `log LEVEL MESSAGE`, `picture FORMAT/KIND BYTES`, `raw ID BYTES`, `user
+# :byteSize/length/encoding; texts with *COUNT and +TEXT), `log LEVEL MESSAGE`, `picture FORMAT/KIND BYTES`, `raw ID BYTES`, `user
 # DESCRIPTION VALUE`; after `file:` or `stream:` it holds for that way of opening alone. What stands
 # below `base` holds for all tracks of a file; the items below `after` end each of them. Below `shows`
 # stands what tsdump prints for people, after the name.
@@ -29,6 +29,7 @@ EMPTY = (TRACKS / 'empty.json').read_text()
 CODECS = {'': 'latin-1', 'le': 'utf-16-le', 'be': 'utf-16-be', 'u8': 'utf-8'}
 TOKEN = re.compile(r' *(?:(\()|((?:[0-9A-F]{2})+)|(\w*)(?="))')
 COUNT = re.compile(r'(?:\*(\d+))? *')
+PIECE = re.compile(r'\*|\+(?=")')
 SIZES = re.compile(r':(\d+)/(\d+)/(\d+)')
 parse_json = json.JSONDecoder().raw_decode
 
@@ -121,6 +122,11 @@ def described(key, name, content):
 
 def take_value(text, at):
     value, at = parse_json(text, at)
+    last = value
+    while piece := PIECE.match(text, at):
+        part, at = parse_json(text, piece.end())
+        last = last * (part - 1) if piece[0] == '*' else part
+        value += last
     if sizes := SIZES.match(text, at):
         value = {'value': value, 'byteSize': int(sizes[1]), 'length': int(sizes[2]),
                  'encoding': int(sizes[3])}

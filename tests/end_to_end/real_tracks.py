@@ -158,16 +158,16 @@ class RealTracks(unittest.TestCase):
 class Tables(unittest.TestCase):
     """Bit rates, sample rates and genres are those of mutagen's tables."""
 
-    def ask(self, contents):
+    def ask(self, contents, *options):
         with tempfile.TemporaryDirectory() as folder:
             for i, content in enumerate(contents):
                 (pathlib.Path(folder) / f'{i}.mp3').write_bytes(content)
-            return dump(folder, *(f'{i}.mp3' for i in range(len(contents))))[1]
+            return dump(folder, *options, *(f'{i}.mp3' for i in range(len(contents))))[1]
 
     def test_headers(self):
         kinds = list(itertools.product((3, 2, 0), (1, 2, 3), range(1, 15), range(3)))
         known = bytes.fromhex('FFFB9000') + bytes(413)
-        frames, contents = [], []
+        frames, contents, exact = [], [], []
         for i, (version, layer, bit_rate, rate) in enumerate(kinds):
             header = struct.pack('>I', 0xFFE << 20 | version << 19 | layer << 17 | i % 2 << 16 |
                                  bit_rate << 12 | rate << 10 | i // 2 % 2 << 9 | i % 16 << 4 | i % 13)
@@ -177,6 +177,9 @@ class Tables(unittest.TestCase):
             # their documents: another header follows.
             size = 99 if layer == 3 or (version != 3 and layer == 1) else file.tell()
             contents.append((known if layer == 2 else b'') + file.getvalue()[:size] + header)
+            # Layer 1 has slots of four bytes, 12 for each bit of a sample; mutagen reckons with 48.
+            slots = 12 * frames[-1].bitrate // frames[-1].sample_rate + i // 2 % 2
+            exact.append(file.getvalue()[:4 * slots if layer == 3 else file.tell()] + header)
         for answer, frame, (version, layer, _, _), content in zip(
                 self.ask(contents), frames, kinds, contents):
             with self.subTest(content[-4:].hex(' ')):
@@ -190,6 +193,10 @@ class Tables(unittest.TestCase):
                 counted = {2: 3, 1: 2 if version == 3 else 1}.get(layer, 1)
                 # The walk over MPEG-2.5 ends at its second header.
                 self.assertEqual(answer['frameCount'], counted if version else 1)
+        # The standard reading finds a frame of whatever kind by the header after it.
+        for answer, frame in zip(self.ask(exact, '--standard', '--stream'), frames):
+            self.assertEqual([answer[key] for key in ('audioOffset', 'sampleRate', 'bitRate', 'layerIndex')],
+                             [0, frame.sample_rate, frame.bitrate // 1000, frame.layer - 1])
 
     def test_genres(self):
         # Spelt otherwise here, or written otherwise there.
@@ -197,11 +204,13 @@ class Tables(unittest.TestCase):
                   'Fast-Fusion': 'Fast Fusion', 'Humour': 'Humor', 'A Cappella': 'A Capella'}
         names = [others.get(name, name) for name in mutagen.id3.TCON.GENRES[:126]]
         contents = []
-        for i in range(len(names)):
+        for i in range(192):
             text = f'\0({i})'.encode()
             frame = b'TCON' + struct.pack('>IH', len(text), 0) + text
             contents.append(b'ID3\3\0\0\0\0\0' + bytes([len(frame)]) + frame + b'TAG' + bytes(124) + bytes([i]))
-        seen = self.ask(contents)
+        standard = self.ask(contents, '--standard', '--stream')
+        self.assertEqual([answer['genre']['value'] for answer in standard], mutagen.id3.TCON.GENRES[:192])
+        seen = self.ask(contents[:126])
         self.assertEqual([answer['genre']['value'] for answer in seen], names)
         self.assertEqual([answer['v1GenreName'] for answer in seen], names[:80] + ['Other'] * 46)
 

@@ -12,6 +12,7 @@ std::size_t MemoryToOpen(const Reading& reading, const TagOptions& options,
                          const std::string& content, std::size_t claimed) {
   ProbeSource source(content, "s.mp3");
   source.size = claimed;
+  source.tellsMore = claimed > content.size();
   ID3Tag tag;
   static_cast<TagOptions&>(tag) = options;
   const std::size_t before = fuzz::memory.live;

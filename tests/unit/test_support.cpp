@@ -169,6 +169,10 @@ ReadResult ProbeSource::Read(std::span<std::byte> into) {
     MemorySource::Seek(0, SeekOrigin::kBegin);
     result = MemorySource::Read(into);
   }
+  if (tellsMore) {
+    MemorySource::Seek(static_cast<std::int64_t>(into.size() - result.count), SeekOrigin::kCurrent);
+    result.count = into.size();
+  }
   position += result.count;
   bytesRead += result.count;
   return result;

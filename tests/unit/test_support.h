@@ -102,6 +102,7 @@ class ProbeSource : public MemorySource {
   std::uint64_t lastSeekable = UINT64_MAX;  // moves beyond this one do
   std::uint64_t seekModulus = 0;            // moves wrap there; 0: they do not
   bool repeats = false;                     // the content begins again at its end, for ever
+  bool tellsMore = false;                   // of bytes beyond the end, without delivering them
   bool throwsOnRead = false;
   std::uint64_t size;  // as told
   int calls = 0;
