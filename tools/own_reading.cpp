@@ -5,6 +5,7 @@
 #include "tags/own/id3v2.h"
 #include "tags/own/track_opening.h"
 #include "tags/text_helpers.h"
+#include "tools/missing_picture.h"
 #include "tools/report_text.h"
 
 namespace tagsmith {
@@ -46,8 +47,11 @@ std::string WhyNoAiffAudio(ByteView start) {
                                         : "the form holds no audio";
 }
 
-/// Why opening the stream found no audio details.
-std::string WhyNoAudio(const ID3Tag& tag, IStream& stream, bool isFoundByPath) {
+/// Why opening the stream failed, for want of audio details if it is a track.
+std::string WhyNotOpened(const ID3Tag& tag, IStream& stream, bool isFoundByPath) {
+  if (!tag.isMpeg && !tag.isAiff) {
+    return "not a track by its name";
+  }
   const std::vector<std::byte> start = ReadStart(stream);
   if (start.empty()) {
     return "the file is empty";
@@ -83,7 +87,8 @@ std::string RefusedAnswer(const FileReport& report) {
 }
 
 std::string Headline(const FileReport& report, const Opened& byStream, IStream* stream,
-                     const Opened& byPath) {
+                     const Opened& byPath, const std::string& whyNotOpened,
+                     const MissingPicture& picture) {
   const ID3Tag& tag = byStream.tag;
   if (std::string refused = RefusedAnswer(report); !refused.empty() || stream == nullptr) {
     return refused;
@@ -92,7 +97,7 @@ std::string Headline(const FileReport& report, const Opened& byStream, IStream* 
     return "Not a track by its name: only .mp3, .aif and .aiff files are read";
   }
   if (!byStream.isOpened && (report.properties || report.thumbnail)) {
-    return "No properties, no thumbnail: " + WhyNoAudio(tag, *stream, byPath.isOpened);
+    return "No properties, no thumbnail: " + whyNotOpened;
   }
   if (!byPath.isOpened && report.columns) {
     return "No columns: " + LastMessage(byPath, "no frame was found");
@@ -103,11 +108,7 @@ std::string Headline(const FileReport& report, const Opened& byStream, IStream* 
   if (!tag.v1Present && !tag.v2Present) {
     return "Length and bit rate only: " + LastMessage(byStream, "there is no ID3 tag");
   }
-  if (!tag.pictures.empty() && report.thumbnail && !report.thumbnail->pixels) {
-    return "No thumbnail: the first picture in the tag, of " +
-           std::to_string(tag.pictures[0].data.size()) + " bytes, cannot be shown";
-  }
-  return {};
+  return picture.isThere ? "No thumbnail: " + picture.reason : std::string();
 }
 
 }  // namespace
@@ -135,7 +136,17 @@ OwnReading ReadAsHandlersDo(const FileReport& report, const Reading& reading) {
       own.summary.append(own.summary.empty() ? "" : ", ").append(text);
     }
   }
-  own.headline = Headline(report, byStream, stream.Get(), byPath);
+  const std::string whyNotOpened = stream && !byStream.isOpened
+                                       ? WhyNotOpened(byStream.tag, *stream.Get(), byPath.isOpened)
+                                       : std::string();
+  MissingPicture picture;
+  if (report.thumbnail && LacksPicture(*report.thumbnail) && stream) {
+    picture = report.thumbnail->pixels ? MissingPicture{"the picture is wholly transparent", true}
+              : byStream.isOpened      ? ExplainMissingPicture(byStream.tag, *stream.Get())
+                                       : MissingPicture{"the track is not read: " + whyNotOpened};
+  }
+  own.headline = Headline(report, byStream, stream.Get(), byPath, whyNotOpened, picture);
+  own.noPicture = std::move(picture.reason);
   own.streamLog = std::move(byStream.log);
   own.fileLog = std::move(byPath.log);
   return own;

@@ -111,17 +111,19 @@ std::string ItemType(std::string_view name) {
   return type + " File";
 }
 
-void WriteAnswers(JsonWriter& json, const FileReport& report) {
+void WriteAnswers(JsonWriter& json, const FileReport& report, const std::string& noPicture) {
   json.Object([&] {
-    const auto write = [&](const char* name, const auto& answers, HRESULT result) {
+    const auto write = [&](const char* name, const auto& answers, HRESULT result,
+                           const std::string& more = "") {
       if (answers) {
         json.Member(name,
-                    ResultInWords(FAILED(answers->initialize) ? answers->initialize : result));
+                    ResultInWords(FAILED(answers->initialize) ? answers->initialize : result) +
+                        (more.empty() ? "" : ": " + more));
       }
     };
     write("properties", report.properties, S_OK);
     write("thumbnail", report.thumbnail,
-          report.thumbnail ? report.thumbnail->result.value_or(E_FAIL) : S_OK);
+          report.thumbnail ? report.thumbnail->result.value_or(E_FAIL) : S_OK, noPicture);
     write("columns", report.columns, S_OK);
   });
 }
@@ -146,7 +148,7 @@ std::string TrackText(const FileReport& report, const OwnReading& reading) {
     json.Member("kind", ItemType(name).starts_with("AIF") ? "aiff" : "mp3");
     json.Member("size", error ? std::nullopt : std::optional(std::uint64_t{size}));
     json.Member("headline", reading.headline);
-    json.Member("answers", [&] { WriteAnswers(json, report); });
+    json.Member("answers", [&] { WriteAnswers(json, report, reading.noPicture); });
     json.Member("streamLog", [&] { WriteLog(json, reading.streamLog); });
     json.Member("fileLog", [&] { WriteLog(json, reading.fileLog); });
     if (report.properties) {

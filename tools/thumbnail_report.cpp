@@ -177,13 +177,24 @@ std::vector<std::byte> EncodeJpeg(const Pixels& pixels) {
   return Encode(pixels, kEncoder, &parameters);
 }
 
-bool IsOpaque(const Pixels& pixels) {
+namespace {
+
+bool HasOnlyAlpha(const Pixels& pixels, std::byte alpha) {
   for (std::size_t i = 3; i < pixels.bytes.size(); i += 4) {
-    if (pixels.bytes[i] != std::byte{255}) {
+    if (pixels.bytes[i] != alpha) {
       return false;
     }
   }
   return true;
+}
+
+}  // namespace
+
+bool IsOpaque(const Pixels& pixels) { return HasOnlyAlpha(pixels, std::byte{255}); }
+
+bool LacksPicture(const ThumbnailReport& report) {
+  return SUCCEEDED(report.initialize) &&
+         (!report.pixels || HasOnlyAlpha(*report.pixels, std::byte{0}));
 }
 
 namespace {
@@ -279,6 +290,7 @@ void WriteJson(JsonWriter& json, const ThumbnailReport& report) {
     json.Member("alpha", report.alpha);
     ofPixels("fnv1a64", [](const Pixels& p) { return HashText(p.bytes); });
     json.Member("png", report.png);
+    json.Member("reason", report.reason);
   });
 }
 
@@ -293,6 +305,7 @@ std::string ToText(const ThumbnailReport& report) {
   } else {
     line += ResultInWords(report.result.value_or(report.initialize));
   }
+  line += report.reason ? ": " + *report.reason : "";
   return ReportLine(report.alpha ? "Bitmap" : "No bitmap", line);
 }
 

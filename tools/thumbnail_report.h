@@ -29,6 +29,7 @@ struct ThumbnailReport {
   std::optional<Pixels> pixels;           // where a bitmap was answered
   std::optional<std::string_view> alpha;  // "argb", "rgb" or "unknown" where it was answered
   std::optional<std::string> png;         // where it was written
+  std::optional<std::string> reason;      // why nothing is to be seen
 };
 
 /// As a shell shows them that was told `alpha`: of 32-bit bitmaps with WTSAT_ARGB the fourth bytes
@@ -39,6 +40,9 @@ std::optional<Pixels> ReadPixels(HBITMAP bitmap, WTS_ALPHATYPE alpha = WTSAT_ARG
 /// Asks the handler, as a thumbnail provider or else as an image extractor, for the bitmap of the
 /// file, which is deleted as the shell does it.
 ThumbnailReport AskThumbnailHandler(const HandlerSource& handlers, const std::string& file);
+
+/// Whether the handler took the file, but nothing is to be seen.
+bool LacksPicture(const ThumbnailReport& report);
 
 /// As a PNG file's content; empty when that fails.
 std::vector<std::byte> EncodePng(const Pixels& pixels);

@@ -232,10 +232,15 @@ bool Inspect(const HandlerSource& handlers, const Options& options,
   std::size_t done = 0;
   for (; done < files.size() && !isInterrupted && !(page && !page->IsWritten());
        progress.Show(++done)) {
-    const FileReport report = Ask(handlers, options, files[done]);
+    FileReport report = Ask(handlers, options, files[done]);
     isFine = AreAllAnswered(report, options) && isFine;
     const OwnReading reading =
-        options.text || page ? ReadAsHandlersDo(report, ReadingOf(options)) : OwnReading{};
+        options.text || page || (report.thumbnail && LacksPicture(*report.thumbnail))
+            ? ReadAsHandlersDo(report, ReadingOf(options))
+            : OwnReading{};
+    if (!reading.noPicture.empty()) {
+      report.thumbnail->reason = reading.noPicture;
+    }
     if (page) {
       page->Add(report, reading);
     }

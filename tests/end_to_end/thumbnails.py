@@ -3,6 +3,7 @@
 Has ImageMagick make pictures in every format and mutagen put them into tracks, asks the handler for
 the thumbnails, and compares their pixels with what ImageMagick reads from the same picture bytes."""
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -49,7 +50,7 @@ def main():
         audio = b'\xff\xfb\x90\x04' + bytes(413)
         files, expected, data = [], [], {}
 
-        def add(name, pictures, source=None, bits=None, tolerance=0):
+        def add(name, pictures, source=None, bits=None, tolerance=0, reason=None):
             files.append(folder / (name + '.mp3'))
             tags = ID3()
             for number, picture in enumerate(pictures):
@@ -58,7 +59,7 @@ def main():
                               desc=str(number), data=picture))
             files[-1].write_bytes(audio * 4)
             tags.save(files[-1], v2_version=3)
-            expected.append((source, bits, tolerance))
+            expected.append((source, bits, tolerance, reason))
 
         for line in pathlib.Path(__file__).with_suffix('.txt').read_text().splitlines()[3:]:
             name, bits, tolerance, *words = line.split()
@@ -69,18 +70,23 @@ def main():
             data[path.name] = path.read_bytes()
             add(path.name, [data[path.name]], path, {*map(int, bits.split(','))}, int(tolerance))
         add('first-of-two', [data['palette.gif'], data['alpha.png']], folder / 'palette.gif', {8})
-        add('first-is-broken', [b'\xff\xd8\xff\xe0 junk', data['alpha.png']])
-        add('none', [])
-        for name in ('alpha.png', 'palette.gif', 'big-endian.tiff', 'eight.bmp', 'baseline.jpg'):
-            add('head-of-' + name, [data[name][:40]])
+        png, huge = data['alpha.png'], (30000).to_bytes(4, 'big')
+        for reason, *pictures in [
+                ('there is none', ), ('size in pixels cannot be read', b'\xff\xd8\xff\xe0 junk', png),
+                ('30000 x 30000 pixels. is too large', png[:16] + huge * 2 + png[24:]),
+                ('"image/jpeg"\\) is of no format', b'RIFF\0\0\0\0WEBP'), ('png, announced as "image/jpeg"', b'\0' + png),
+                *(('cannot be decoded|size in', data[name][:40]) for name in
+                  ('alpha.png', 'palette.gif', 'big-endian.tiff', 'eight.bmp', 'baseline.jpg'))]:
+            add(f'bad-{len(files)}', pictures, reason=reason)
 
         wrong = []
         answers = ask(files, folder / 'out', TSPROBE)
-        for file, (source, bits, tolerance), answer in zip(files, expected, answers, strict=True):
+        for file, (source, bits, tolerance, reason), answer in zip(files, expected, answers, strict=True):
             if source is None:
-                right = (answer['hresult'], answer['width']) == ('0x0000000D', None)
+                right = (answer['hresult'], answer['width']) == ('0x0000000D', None) and \
+                    re.search(reason, answer['reason'])
             else:
-                right = answer['hresult'] == '0x00000000' and answer['bitsPerPixel'] in bits and \
+                right = answer['hresult'] == '0x00000000' and answer['bitsPerPixel'] in bits and not answer['reason'] and \
                     largest_difference(source, pathlib.Path(answer['png'])) <= tolerance
             if source and source.name == 'colour.png':
                 right = right and answer['fnv1a64'] == fnv1a64(pixels(source))
