@@ -9,7 +9,8 @@
 #include "shellext/base/handler_ids.h"
 #include "shellext/base/registered_keys.h"
 #include "shellext/base/registry.h"
-#include "tools/standard_settings.h"
+#include "shellext/base/version_info.h"
+#include "tools/settings_copy.h"
 
 namespace tagsmith {
 
@@ -36,32 +37,62 @@ void UsePropertySystemDouble(const wchar_t* variant) {
   }
 }
 
+namespace {
+
+/// The module whose handlers are registered, or else the one beside the program.
+HMODULE LoadRegisteredModule() {
+  std::optional<std::wstring> path;
+  for (const CLSID& clsid : {kPropertyHandlerClsid, kThumbnailHandlerClsid}) {
+    if (!path) {
+      ReadStringValue(HKEY_CLASSES_ROOT, (ClassKey(clsid) + L"\\InProcServer32").c_str(), nullptr,
+                      path);
+    }
+  }
+  return LoadLibraryW(path.value_or(ProgramFolder() + L"tsshell.dll").c_str());
+}
+
+}  // namespace
+
 HandlerSource::HandlerSource(const std::wstring& modulePath)
     : isRegistered_(false), module_(LoadLibraryW(modulePath.c_str())) {}
 
 void HandlerSource::UseStandardReading() {
   isStandard_ = true;
   if (isRegistered_) {
-    const std::wstring key = ClassKey(kPropertyHandlerClsid) + L"\\InProcServer32";
-    std::optional<std::wstring> path;
-    ReadStringValue(HKEY_CLASSES_ROOT, key.c_str(), nullptr, path);
     isRegistered_ = false;
-    module_ = LoadLibraryW(path.value_or(L"").c_str());
+    module_ = LoadRegisteredModule();
+  }
+}
+
+void HandlerSource::ServeColumnsAnyway() {
+  if (IsNt6OrLater()) {
+    columnModule_ = isRegistered_ ? LoadRegisteredModule() : module_;
   }
 }
 
 HRESULT HandlerSource::Create(REFCLSID clsid, REFIID riid, void** object) const {
-  if (isRegistered_) {
-    return CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, riid, object);
-  }
+  const HRESULT result = isRegistered_
+                             ? CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, riid, object)
+                             : CreateFrom(module_, {}, clsid, riid, object);
+  const bool isServed = result != REGDB_E_CLASSNOTREG && result != CLASS_E_CLASSNOTAVAILABLE;
+  return isServed || columnModule_ == nullptr || clsid != kColumnHandlerClsid
+             ? result
+             : CreateFrom(columnModule_, {kColumnSetting}, clsid, riid, object);
+}
+
+HRESULT HandlerSource::CreateFrom(HMODULE module, std::vector<const wchar_t*> switchedOn,
+                                  REFCLSID clsid, REFIID riid, void** object) const {
   using Getter = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
-  const auto getClassObject = FindFunction<Getter>(module_, "DllGetClassObject");
+  const auto getClassObject = FindFunction<Getter>(module, "DllGetClassObject");
   if (getClassObject == nullptr) {
     return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
   }
-  std::optional<StandardSettings> settings;
   if (isStandard_) {
-    settings.emplace();
+    switchedOn.push_back(kStandardReadingSetting);
+  }
+  std::optional<SettingsCopy> settings;
+  if (!switchedOn.empty()) {
+    settings.emplace(switchedOn);
   }
   ComPointer<IClassFactory> factory;
   const HRESULT result = getClassObject(clsid, IID_IClassFactory, factory.ReceiveVoid());

@@ -6,6 +6,7 @@
 #include <objidl.h>
 
 #include <string>
+#include <vector>
 
 #include "platform/windows_handles.h"
 
@@ -33,12 +34,20 @@ class HandlerSource {
   /// registered class then comes from its module directly.
   void UseStandardReading();
 
+  /// Has the column handler come from the module where it is not registered, or not switched on:
+  /// since Windows Vista it is neither, for no shell asks for columns.
+  void ServeColumnsAnyway();
+
   HRESULT Create(REFCLSID clsid, REFIID riid, void** object) const;
 
  private:
+  HRESULT CreateFrom(HMODULE module, std::vector<const wchar_t*> switchedOn, REFCLSID clsid,
+                     REFIID riid, void** object) const;
+
   bool isRegistered_ = true;
   bool isStandard_ = false;
   HMODULE module_ = nullptr;
+  HMODULE columnModule_ = nullptr;  // of columns that are not served otherwise; may be null
 };
 
 /// A read-only stream over a file, as the shell makes it.

@@ -283,6 +283,9 @@ int Run(std::vector<std::string> arguments) {
   if (options.standard) {
     handlers.UseStandardReading();
   }
+  if (options.html) {
+    handlers.ServeColumnsAnyway();
+  }
   isFine = Inspect(handlers, options, files) && isFine;
   return isFine ? kDoneAll : kFailedSome;
 }

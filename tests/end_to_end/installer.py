@@ -263,6 +263,8 @@ def take(step, prefix, packages, track):
     if step.name == 'install':
         answer = json.loads(prefix.wine(0, TSPROBE, '--registered', '--properties', track))
         assert answer['properties']['items'][0]['value'] == 'Installed', answer
+        prefix.wine(0, TSPROBE, '--html', folder / 'page.html', track)
+        assert re.search(r'"columns": \[[^]]*"Installed"', (folder / 'page.html').read_text())
         check_answers(prefix, folder)
     if step.windows:
         prefix.wine(0, 'reg', 'delete', VERSIONS, '/f')
