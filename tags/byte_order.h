@@ -5,11 +5,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 namespace tagsmith {
 
 using ByteView = std::span<const std::byte>;
+
+/// Memory that lives as long as anyone refers to it; null: none.
+using SharedMemory = std::shared_ptr<std::byte[]>;
 
 /// The first `count` bytes, or all.
 inline ByteView UpTo(ByteView bytes, std::uint64_t count) {

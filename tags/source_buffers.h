@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <span>
 #include <utility>
 
@@ -61,7 +60,7 @@ class Window {
   std::size_t length_ = 0;
 };
 
-/// Memory of its own for a read of a size that only the file claims: it grows with what arrives.
+/// Memory for a read of a size that only the file claims: it grows with what arrives.
 class GrowingBuffer {
  public:
   GrowingBuffer() = default;
@@ -74,6 +73,7 @@ class GrowingBuffer {
 
   [[nodiscard]] std::size_t Length() const { return length_; }
   [[nodiscard]] std::span<std::byte> View() const { return {memory_.get(), length_}; }
+  [[nodiscard]] const SharedMemory& Memory() const { return memory_; }
 
   /// The memory after the last byte; there is some as long as the limit is not reached.
   std::span<std::byte> Room() {
@@ -92,13 +92,13 @@ class GrowingBuffer {
 
  private:
   void Reserve(std::size_t capacity) {
-    std::unique_ptr<std::byte[]> larger = std::make_unique_for_overwrite<std::byte[]>(capacity);
+    SharedMemory larger = std::make_shared_for_overwrite<std::byte[]>(capacity);
     std::copy_n(memory_.get(), length_, larger.get());
     memory_ = std::move(larger);
     capacity_ = capacity;
   }
 
-  std::unique_ptr<std::byte[]> memory_;
+  SharedMemory memory_;
   std::size_t capacity_ = 0;
   std::size_t length_ = 0;
   std::uint64_t limit_ = 0;

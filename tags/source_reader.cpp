@@ -31,6 +31,7 @@ std::size_t SourceReader::Read(std::span<std::byte> into) {
 
 std::span<std::byte> SourceReader::Take(std::uint64_t count, std::size_t lookAhead) {
   std::uint64_t wanted = count + lookAhead;
+  taken_ = {};
   if (wanted <= window_.Capacity()) {
     Buffered(static_cast<std::size_t>(wanted));
     const std::span<std::byte> all = window_.From(position_);

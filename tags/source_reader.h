@@ -103,6 +103,10 @@ class SourceReader {
   /// next.
   std::span<std::byte> Take(std::uint64_t count, std::size_t lookAhead = 0);
 
+  /// The memory of the bytes that Take has just given, for who wants to keep them; null where they
+  /// stand in the reader's own, and are to be copied.
+  [[nodiscard]] const SharedMemory& TakenMemory() const { return taken_.Memory(); }
+
   /// Moves forward, or back as far as the beginning; always works, even beyond the end.
   void Skip(std::int64_t count);
 

@@ -1,5 +1,8 @@
 #include "tags/tag_model.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "format/bounded.h"
 #include "tags/mpeg_header.h"
 #include "tags/text_helpers.h"
@@ -30,8 +33,14 @@ std::uint64_t Tag::SetText(ByteView source, std::uint32_t encoding, TextReductio
 
 void Tag::SetYear(std::string_view text) { CopyBounded(year, text); }
 
-void Tag::AddPicture(ByteView data, std::string_view format, PicturePlace place) {
-  TagPicture picture{.data = {data.begin(), data.end()}};
+void Tag::AddPicture(ByteView data, std::string_view format, PicturePlace place,
+                     SharedMemory memory) {
+  if (memory == nullptr) {
+    memory = std::make_shared_for_overwrite<std::byte[]>(data.size());
+    std::copy(data.begin(), data.end(), memory.get());
+    data = {memory.get(), data.size()};
+  }
+  TagPicture picture{.data = data, .memory = std::move(memory)};
   CopyBounded(picture.format, format);
   pictures.insert(place == PicturePlace::kFirst ? pictures.begin() : pictures.end(),
                   std::move(picture));

@@ -38,7 +38,8 @@ using NarrowText = std::optional<std::string>;
 
 /// An embedded picture.
 struct TagPicture {
-  std::vector<std::byte> data;
+  ByteView data;
+  SharedMemory memory;           // that the data stands in
   std::array<char, 5> format{};  // "jpeg", "png", "gif", "tiff" or "bmp"
   std::uint8_t kind = 0;         // always 0: the picture type of ID3v2 is not kept
 };
@@ -170,8 +171,10 @@ class Tag : public TagOptions, public V2Values {
   /// Keeps at most 4 characters of `text` as the year.
   void SetYear(std::string_view text);
 
-  /// Adds a picture with a copy of the image bytes; at most 4 letters of the format word are kept.
-  void AddPicture(ByteView data, std::string_view format, PicturePlace place = PicturePlace::kLast);
+  /// Adds a picture; at most 4 letters of the format word are kept. The image bytes stay in
+  /// `memory`, which then must not change any more; where it is null they are copied.
+  void AddPicture(ByteView data, std::string_view format, PicturePlace place = PicturePlace::kLast,
+                  SharedMemory memory = nullptr);
 
   /// The picture with this number, null when there is none; owned by the tag.
   [[nodiscard]] const TagPicture* GetPicture(std::size_t index) const;

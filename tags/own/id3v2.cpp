@@ -31,8 +31,8 @@ bool IsLetterOrDigit(std::byte byte) {
 /// The walk over the frames of one tag.
 class TagWalk {
  public:
-  TagWalk(ID3Tag& tag, std::span<std::byte> buffer, TextReduction mode)
-      : tag_(tag), buffer_(buffer), mode_(mode) {}
+  TagWalk(ID3Tag& tag, std::span<std::byte> buffer, TextReduction mode, const SharedMemory& memory)
+      : tag_(tag), buffer_(buffer), mode_(mode), memory_(memory) {}
 
   [[nodiscard]] std::uint64_t Position() const { return position_; }
 
@@ -49,7 +49,8 @@ class TagWalk {
       V2Frame frame{.id = header.id,
                     .version = version_,
                     .isKnown = IsKnownFrame(header.id, version_),
-                    .mode = mode_};
+                    .mode = mode_,
+                    .memory = memory_};
       if (!frame.isKnown) {
         WriteLogLine(kLogError, "Non-standard 2.%d tag ID found '%s' (size %u)", version_,
                      header.id.Text().data(), header.size);
@@ -241,6 +242,7 @@ class TagWalk {
   std::span<std::byte> buffer_;
   std::span<std::byte> body_;  // of the current frame
   TextReduction mode_;
+  const SharedMemory& memory_;
   int version_ = 0;
   std::uint64_t position_ = 0;  // wide enough never to wrap
   std::uint32_t capacity_ = kFrameBufferCapacity;
@@ -275,11 +277,13 @@ std::uint32_t ProbeV2Tag(const ID3Tag& tag, SourceReader& reader) {
 bool LoadV2Tag(ID3Tag& tag, SourceReader& reader, std::uint32_t size, bool keepUnicode,
                std::size_t lookAhead) {
   const std::span<std::byte> bytes = reader.Take(size, lookAhead);
-  return bytes.size() == size && ParseV2Tag(tag, bytes, keepUnicode);
+  return bytes.size() == size && ParseV2Tag(tag, bytes, keepUnicode, reader.TakenMemory());
 }
 
-bool ParseV2Tag(ID3Tag& tag, std::span<std::byte> buffer, bool keepUnicode) {
-  TagWalk walk(tag, buffer, keepUnicode ? TextReduction::kKeepUnicode : TextReduction::kLatin1);
+bool ParseV2Tag(ID3Tag& tag, std::span<std::byte> buffer, bool keepUnicode,
+                const SharedMemory& memory) {
+  TagWalk walk(tag, buffer, keepUnicode ? TextReduction::kKeepUnicode : TextReduction::kLatin1,
+               memory);
   try {
     if (walk.Run()) {
       tag.v2Present = true;

@@ -342,7 +342,7 @@ void StorePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeTy
     if (EqualIgnoringCase(mimeType, format.mimeType, compared) &&
         AsText(image).starts_with(format.firstBytes)) {
       if (tag.keepPictures) {
-        tag.AddPicture(image, format.word);
+        tag.AddPicture(image, format.word, PicturePlace::kLast, frame.memory);
       }
       return;
     }

@@ -17,6 +17,7 @@ struct V2Frame {
   std::size_t textStart = 0;  // 1 where the body begins with an encoding byte that was read
   std::uint32_t encoding = kLatin1;
   TextReduction mode = TextReduction::kKeepUnicode;
+  const SharedMemory& memory;  // that the body stands in; null where it is the caller's
 
   /// A frame counts as followed by zero bytes.
   [[nodiscard]] std::byte At(std::size_t index) const {

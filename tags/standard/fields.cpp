@@ -329,7 +329,8 @@ bool FieldFiller::StorePicture(const Frame& frame) {
         (tag_.pictures.empty() ||
          tag_.pictures.front().kind != static_cast<std::uint8_t>(PictureKind::kFrontCover));
     tag_.AddPicture(picture->image, picture->format,
-                    goesFirst ? PicturePlace::kFirst : PicturePlace::kLast);
+                    goesFirst ? PicturePlace::kFirst : PicturePlace::kLast,
+                    frame.isInTag ? memory_ : nullptr);
     (goesFirst ? tag_.pictures.front() : tag_.pictures.back()).kind =
         static_cast<std::uint8_t>(picture->kind);
   }

@@ -13,7 +13,8 @@ namespace tagsmith::standard {
 /// say.
 class FieldFiller {
  public:
-  explicit FieldFiller(ID3Tag& tag) : tag_(tag) {}
+  /// Pictures stay in `memory`, which must hold the tag's frames; without it they are copied.
+  FieldFiller(ID3Tag& tag, const SharedMemory& memory) : tag_(tag), memory_(memory) {}
 
   void Store(const Frame& frame);
 
@@ -52,6 +53,7 @@ class FieldFiller {
   void KeepRaw(const Frame& frame);
 
   ID3Tag& tag_;
+  const SharedMemory& memory_;
   bool commentIsPlain_ = false;  // it has no description
   bool lyricsArePlain_ = false;
 };

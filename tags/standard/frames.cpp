@@ -129,7 +129,8 @@ std::optional<Frame> TagFrameWalk::Next() {
         rest_.first(std::min<std::size_t>(ChooseSize(header), rest_.size()));
     rest_ = rest_.subspan(data.size());
     if (const std::optional<ByteView> body = Unwrap(data, header.flags)) {
-      return Frame{.id = header.id, .version = version_, .body = *body};
+      const bool isInTag = body->data() != inflated_.data();
+      return Frame{.id = header.id, .version = version_, .body = *body, .isInTag = isInTag};
     }
   }
   return std::nullopt;

@@ -26,8 +26,9 @@ std::optional<TagHeader> ReadTagHeader(ByteView bytes);
 
 struct Frame {
   FrameId id;
-  int version = 0;  // of the tag
-  ByteView body{};  // as its writer had it
+  int version = 0;      // of the tag
+  ByteView body{};      // as its writer had it
+  bool isInTag = true;  // the body stands among the tag's bytes
 };
 
 /// Walks over the frames of one tag.

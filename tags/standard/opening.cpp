@@ -111,7 +111,7 @@ bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
   std::span<std::byte> bytes = reader.Take(size, lookAhead);
   bytes = bytes.subspan(std::min(kV2HeaderSize, bytes.size()));
   TagFrameWalk walk(*header, bytes);
-  FieldFiller filler(tag);
+  FieldFiller filler(tag, reader.TakenMemory());
   while (const std::optional<Frame> frame = walk.Next()) {
     filler.Store(*frame);
   }
