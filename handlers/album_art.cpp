@@ -11,24 +11,30 @@ using GlobalMemory = Handle<HGLOBAL, GlobalFree>;
 
 }  // namespace
 
-void AlbumArt::Decode(const ID3Tag& tag) {
+HBITMAP AlbumArt::DecodeFirst(const ID3Tag& tag) {
   const TagPicture* picture = tag.GetPicture(0);
-  if (picture == nullptr || picture->data.empty()) {
-    return;
+  HBITMAP bitmap = picture != nullptr ? Decode(picture->data) : nullptr;
+  if (bitmap != nullptr) {
+    picture_ = *picture;
   }
-  const auto size = ReadPictureSize(picture->data);
+  return bitmap;
+}
+
+HBITMAP AlbumArt::Decode(ByteView picture) {
+  const auto size = ReadPictureSize(picture);
   if (!size || !DecodedImage::IsAffordable(*size)) {
-    return;  // nothing decodes a picture without a size, or may try one that is too large
+    return nullptr;  // nothing decodes a picture without a size, or may try one that is too large
   }
-  const GlobalMemory copy(GlobalAlloc(GMEM_FIXED, picture->data.size()));
+  const GlobalMemory copy(GlobalAlloc(GMEM_FIXED, picture.size()));
   if (!copy) {
-    return;
+    return nullptr;
   }
-  std::memcpy(copy.Get(), picture->data.data(), picture->data.size());
+  std::memcpy(copy.Get(), picture.data(), picture.size());
   ComPointer<IStream> stream;
   if (SUCCEEDED(CreateStreamOnHGlobal(copy.Get(), FALSE, stream.Receive()))) {
     image_.Load(*stream);
   }
+  return image_.Detach();
 }
 
 }  // namespace tagsmith

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <optional>
+
 #include "handlers/decoded_image.h"
 #include "tags/tag_model.h"
 
@@ -13,26 +15,29 @@ inline constexpr HRESULT kNoPicture = 13;
 
 class AlbumArt {
  public:
-  /// Hands out a copy of the bitmap, which the caller deletes, in `bitmap`; kNoPicture and null
-  /// where there is none. While nothing has been decoded yet, `openTrack`, which takes an ID3Tag&
-  /// and tells whether it opened, is asked for the track.
+  /// Hands out a bitmap, which the caller deletes, in `bitmap`; kNoPicture and null where there is
+  /// none. As long as no picture has been decoded, `openTrack`, which takes an ID3Tag& and tells
+  /// whether it opened, is asked for the track; later requests decode the same picture again.
   template <typename TrackOpener>
   HRESULT GetBitmap(TrackOpener openTrack, HBITMAP& bitmap) {
-    if (image_.IsEmpty()) {
-      ID3Tag tag;
-      if (openTrack(tag)) {
-        Decode(tag);
-      }
+    if (picture_) {
+      bitmap = Decode(picture_->data);
+    } else if (ID3Tag tag; openTrack(tag)) {
+      bitmap = DecodeFirst(tag);
+    } else {
+      bitmap = nullptr;
     }
-    bitmap = image_.Copy();
     return bitmap == nullptr ? kNoPicture : S_OK;
   }
 
  private:
-  /// The first picture in the tag's order, whatever kind of picture it is.
-  void Decode(const ID3Tag& tag);
+  /// The first picture in the tag's order, whatever kind of picture it is; kept when it can be
+  /// decoded.
+  HBITMAP DecodeFirst(const ID3Tag& tag);
+  HBITMAP Decode(ByteView picture);
 
   DecodedImage image_;
+  std::optional<TagPicture> picture_;
 };
 
 }  // namespace tagsmith

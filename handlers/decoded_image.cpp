@@ -211,13 +211,14 @@ HRESULT DecodedImage::Load(const GdiPlusFunctions& gdiPlus, GpBitmap* source) {
                       target.format == PixelFormat16bppRGB565)) {
     return E_FAIL;
   }
-  colourCount_ = 0;
   if ((format & PixelFormatIndexed) != 0) {
-    const HRESULT result = ReadPalette(gdiPlus, source, colours_, colourCount_);
+    std::array<RGBQUAD, 256> colours{};
+    unsigned count = 0;
+    const HRESULT result = ReadPalette(gdiPlus, source, colours, count);
     if (FAILED(result)) {
       return result;
     }
-    if (!WriteColourTable(section.Get(), std::span(colours_).first(colourCount_))) {
+    if (!WriteColourTable(section.Get(), std::span(colours).first(count))) {
       return E_FAIL;
     }
   }
@@ -228,25 +229,8 @@ HRESULT DecodedImage::Load(const GdiPlusFunctions& gdiPlus, GpBitmap* source) {
       FillAlpha(section);
     }
     section_ = std::move(section);
-    hasAlpha_ = target.hasAlpha;
   }
   return result;
-}
-
-HBITMAP DecodedImage::Copy() const {
-  DibSection copy;
-  if (IsEmpty() || !copy.Create(section_.Width(), section_.Height(), section_.BitsPerPixel(),
-                                section_.Is565())) {
-    return nullptr;
-  }
-  // The lowest row comes first in memory, the others follow without a gap.
-  const int lowest = section_.Height() - 1;
-  std::memcpy(copy.Row(lowest), section_.Row(lowest),
-              static_cast<std::size_t>(-section_.Pitch() * section_.Height()));
-  if (colourCount_ != 0 && !WriteColourTable(copy.Get(), std::span(colours_).first(colourCount_))) {
-    return nullptr;
-  }
-  return copy.Detach();
 }
 
 }  // namespace tagsmith

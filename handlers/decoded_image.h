@@ -62,26 +62,15 @@ class DecodedImage {
   /// The same from a bitmap of GDI+.
   HRESULT Load(const GdiPlusFunctions& gdiPlus, Gdiplus::GpBitmap* source);
 
-  [[nodiscard]] bool IsEmpty() const { return section_.Get() == nullptr; }
-  /// The held bitmap; it stays the image's.
-  [[nodiscard]] HBITMAP Bitmap() const { return section_.Get(); }
-  [[nodiscard]] bool HasAlpha() const { return hasAlpha_; }
-  [[nodiscard]] const DibSection& Section() const { return section_; }
-
-  /// A bitmap like the held one, for the caller to delete with DeleteObject. Null when the image is
-  /// empty or the system has no room.
-  [[nodiscard]] HBITMAP Copy() const;
+  /// Gives the bitmap away, for the caller to delete with DeleteObject; the image is empty then.
+  /// Null when it is empty already.
+  [[nodiscard]] HBITMAP Detach() { return section_.Detach(); }
 
   void Destroy() { section_.Destroy(); }
 
  private:
-  using Colours = std::array<RGBQUAD, 256>;
-
   GdiPlusUse use_;  // first, so that it outlives the bitmap
   DibSection section_;
-  bool hasAlpha_ = false;
-  unsigned colourCount_ = 0;
-  Colours colours_{};
 };
 
 }  // namespace tagsmith

@@ -102,7 +102,7 @@ TEST_F(ThumbProvider, ShowsTheFirstPictureInItsForm) {
   EXPECT_EQ(Show(TrackWithBmp(BmpPicture(1, 1, 24, "", "\1\2\3"s))), kNoThumbnail);
 }
 
-TEST_F(ThumbProvider, DecodesOnceAndHandsOutCopies) {
+TEST_F(ThumbProvider, ReadsTheStreamOnceAndHandsOutBitmaps) {
   TestStream stream(TrackWithBmp(BmpPicture(2, 1, 8, kPalette, "\0\1\0\0"s)));
   ComPointer<IInitializeWithStream> handler;
   module.Make(kThumbnailHandlerClsid, handler);
@@ -137,7 +137,7 @@ TEST_F(ThumbProvider, DecodesOnceAndHandsOutCopies) {
   EXPECT_EQ(provider->GetThumbnail(96, &none, nullptr), E_POINTER);
   EXPECT_EQ(none, nullptr);
   provider.Reset();
-  handler.Reset();  // the handler's own image goes
+  handler.Reset();  // the bitmap stays
   EXPECT_EQ(Take(kept), "8:102030ff ff0080ff");
   EXPECT_EQ(stream.references, 1U);
 }
