@@ -38,13 +38,15 @@ constexpr std::size_t kKnownIn24 = 100;
 static_assert(kKnownIn22 == 69 && std::size(kKnownIds) == kKnownIn24 + 1);
 
 template <std::size_t Count>
-constexpr std::array<FrameId, Count> MakeIds(const char (&texts)[Count][5]) {
-  std::array<FrameId, Count> ids;
-  std::copy(std::begin(texts), std::end(texts), ids.begin());
-  return ids;
+constexpr FrameIdIndex IndexIds(const char (&texts)[Count][5]) {
+  FrameIdIndex index;
+  for (std::size_t i = 0; i < Count; ++i) {
+    index.Add(FrameId(texts[i]), i);
+  }
+  return index;
 }
-constexpr auto kIds22 = MakeIds(kKnownIds22);
-constexpr auto kIds = MakeIds(kKnownIds);
+constexpr FrameIdIndex kIndex22 = IndexIds(kKnownIds22);
+constexpr FrameIdIndex kIndex = IndexIds(kKnownIds);
 
 }  // namespace
 
@@ -78,11 +80,11 @@ std::span<std::byte> UndoUnsynchronisation(std::span<std::byte> bytes) {
 }
 
 bool IsKnownFrame(FrameId id, int version) {
-  std::span<const FrameId> known = kIds22;
-  if (version > 2) {
-    known = std::span(kIds).first(version == 3 ? kKnownIn23 : kKnownIn24);
+  if (version <= 2) {
+    return kIndex22.PlaceOf(id).has_value();
   }
-  return std::find(known.begin(), known.end(), id) != known.end();
+  const std::optional<std::size_t> place = kIndex.PlaceOf(id);
+  return place && *place < (version == 3 ? kKnownIn23 : kKnownIn24);
 }
 
 }  // namespace tagsmith

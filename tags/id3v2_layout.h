@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstdint>
+#include <iterator>
+#include <optional>
 #include <string_view>
 
 #include "tags/byte_order.h"
@@ -39,6 +41,12 @@ class FrameId {
 
   constexpr bool operator==(const FrameId&) const = default;
 
+  /// A number below `slots`, a power of two, that differs for most IDs.
+  [[nodiscard]] constexpr std::size_t Slot(std::size_t slots) const {
+    constexpr std::uint32_t kGoldenRatio = 0x9E3779B1;
+    return (value_ * kGoldenRatio >> 16U) % slots;
+  }
+
   /// Whether the ID begins with these characters.
   [[nodiscard]] constexpr bool BeginsWith(std::string_view text) const {
     const auto mask = static_cast<std::uint32_t>(0xFFFFFFFFULL << (32 - 8 * text.size()));
@@ -57,6 +65,52 @@ class FrameId {
  private:
   std::uint32_t value_ = 0;
 };
+
+/// Tells where in a table a frame ID stands. Made with the table, at compile time.
+class FrameIdIndex {
+ public:
+  /// Of an ID that is there already the first place counts; the empty ID is in no table.
+  constexpr void Add(FrameId id, std::size_t place) {
+    Entry& entry = entries_[Find(id)];
+    if (entry.id != id) {
+      entry = {id, static_cast<std::uint16_t>(place)};
+    }
+  }
+  [[nodiscard]] constexpr std::optional<std::size_t> PlaceOf(FrameId id) const {
+    const Entry& entry = entries_[Find(id)];
+    return entry.id == id && id != FrameId() ? std::optional<std::size_t>(entry.place)
+                                             : std::nullopt;
+  }
+
+ private:
+  struct Entry {
+    FrameId id;
+    std::uint16_t place = 0;
+  };
+  static constexpr std::size_t kSlots = 256;  // the largest table fills less than half of them
+
+  /// The ID's own slot, or the empty one where it would stand.
+  [[nodiscard]] constexpr std::size_t Find(FrameId id) const {
+    std::size_t slot = id.Slot(kSlots);
+    while (entries_[slot].id != id && entries_[slot].id != FrameId()) {
+      slot = (slot + 1) % kSlots;
+    }
+    return slot;
+  }
+
+  std::array<Entry, kSlots> entries_{};
+};
+
+/// The index of a table whose rows have an ID `id` and one of version 2.2, `id22`.
+template <typename Rows>
+constexpr FrameIdIndex IndexRows(const Rows& rows) {
+  FrameIdIndex index;
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    index.Add(rows[i].id, i);
+    index.Add(rows[i].id22, i);
+  }
+  return index;
+}
 
 /// What stands in front of a frame's data.
 struct FrameHeader {

@@ -76,7 +76,6 @@ void ID3Tag::Clear(bool alsoAudio) {
 
 void ID3Tag::ResetDetails() {
   details = TrackDetails{};
-  SetDuration(0, 0);
   SetFileSize(0);
   tagVersionText = {};
   v2Version = 0;

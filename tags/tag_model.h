@@ -206,7 +206,7 @@ struct TrackDetails {
   std::array<char, 256> encoderText{};
   std::uint64_t duration = 0;       // whole seconds
   std::uint64_t durationTicks = 0;  // 100 ns
-  std::array<char, kDurationTextSize> durationText{};
+  std::array<char, kDurationTextSize> durationText{"0 seconds"};
   std::uint16_t bitsPerSample = 0;
 };
 
@@ -225,8 +225,6 @@ struct V1Values {
 
 class ID3Tag : public Tag, public V1Values {
  public:
-  ID3Tag() { ResetDetails(); }
-
   [[nodiscard]] float GetSampleRateKHz() const override;
   [[nodiscard]] float GetSampleRate() const override;
 
@@ -265,7 +263,7 @@ class ID3Tag : public Tag, public V1Values {
   TrackDetails details;
 
   // Ready-made texts, with those of the details.
-  std::array<char, kFileSizeTextSize> fileSizeText{};
+  std::array<char, kFileSizeTextSize> fileSizeText{"0 bytes"};
   std::array<char, kTagVersionTextSize> tagVersionText{};
 };
 

@@ -14,7 +14,7 @@
 namespace tagsmith {
 namespace {
 
-/// Stores a frame; false when its field is filled already, so that matching goes on.
+/// Stores a frame; false when its field is filled already.
 using FrameHandler = bool (*)(ID3Tag& tag, const V2Frame& frame);
 
 // ---- Simple fields ----------------------------------------------------------------------------
@@ -480,6 +480,8 @@ constexpr FrameRow kFrameRows[] = {
 };
 // clang-format on
 
+constexpr FrameIdIndex kRowIndex = IndexRows(kFrameRows);
+
 }  // namespace
 
 bool BeginsWithEncoding(FrameId id) {
@@ -488,12 +490,10 @@ bool BeginsWithEncoding(FrameId id) {
 }
 
 void StoreFrame(ID3Tag& tag, const V2Frame& frame) {
-  for (const FrameRow& row : kFrameRows) {
-    if ((row.id == frame.id || row.id22 == frame.id) && row.store(tag, frame)) {
-      return;
-    }
+  const std::optional<std::size_t> row = kRowIndex.PlaceOf(frame.id);
+  if (!row || !kFrameRows[*row].store(tag, frame)) {
+    KeepRawFrame(tag, frame);
   }
-  KeepRawFrame(tag, frame);
 }
 
 }  // namespace tagsmith

@@ -430,10 +430,9 @@ constexpr FieldFiller::Row FieldFiller::kRows[] = {
 // clang-format on
 
 void FieldFiller::Store(const Frame& frame) {
-  const Row* row = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& r) {
-    return frame.id == r.id || frame.id == r.id22;
-  });
-  if (row == std::end(kRows) || !(this->*row->store)(CutFrame(frame))) {
+  static constexpr FrameIdIndex kIndex = IndexRows(kRows);
+  const std::optional<std::size_t> row = kIndex.PlaceOf(frame.id);
+  if (!row || !(this->*kRows[*row].store)(CutFrame(frame))) {
     KeepRaw(frame);
   }
 }
