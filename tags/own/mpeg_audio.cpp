@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "diag/log.h"
 #include "format/bounded.h"
@@ -171,10 +172,33 @@ class AudioFrameWalk {
   enum class Start { kWalk, kRejected, kCut };
   enum class Ending { kFinish, kSearchAgain };
 
+  /// What is needed of a frame, and the bits of its header that it follows from.
+  struct Shape {
+    std::uint32_t bits = 1;  // no header has this one; 0: the sample rate is invalid
+    std::uint32_t bitRate = 0;
+    std::uint32_t length = 0;
+  };
+
+  /// Where a walk stands.
+  struct Place {
+    ByteView block;                            // what is in memory from the reader's position on
+    std::size_t offset = 0;                    // of the current frame in it
+    std::size_t headerSize = kMpegHeaderSize;  // of the current header, as far as it is there
+  };
+
   /// What changes with each frame.
   struct Totals {
-    std::uint32_t bitRate = 0;  // of the current frame
-    std::uint32_t length = 0;   // of the current frame
+    /// Counts a frame of this shape; false when its sample rate is invalid.
+    bool Count(const Shape& shape) {
+      ++frameCount;
+      if (shape.bits == 0) {
+        return false;
+      }
+      bitRateSum += shape.bitRate;
+      lengthSum += shape.length;
+      return true;
+    }
+
     std::uint32_t frameCount = 0;
     std::uint32_t bitRateSum = 0;
     std::uint64_t lengthSum = 0;  // without the first frame; goes on over a second search
@@ -183,6 +207,8 @@ class AudioFrameWalk {
 
   static constexpr std::uint32_t kFramesSearchedForLame = 200;
   static constexpr std::uint32_t kShortestFrameSearched = 13;
+  /// Sync, version, layer, bit rate, sample rate and padding.
+  static constexpr std::uint32_t kShapeBits = 0xFFFEFE00;
 
   /// Reads the header whose two sync bytes were just read. The reader ends up at the frame's start,
   /// or after the header when no walk can start here.
@@ -199,10 +225,9 @@ class AudioFrameWalk {
     tag_.SetAudioOffset(static_cast<std::uint32_t>(reader_.Position()));
 
     kind_.Select(header);
-    totals_.bitRate = kind_.BitRate(header);
-    totals_.bitRateSum = totals_.bitRate;
-    totals_.length = kind_.Length(header);
-    if (totals_.length == 0) {
+    first_ = {.bitRate = kind_.BitRate(header), .length = kind_.Length(header)};
+    totals_.bitRateSum = first_.bitRate;
+    if (first_.length == 0) {
       reader_.Skip(kMpegHeaderSize);
       return Start::kRejected;
     }
@@ -214,40 +239,38 @@ class AudioFrameWalk {
   }
 
   /// Goes from frame to frame, from the one at the reader's position on; the reader ends up after
-  /// the last header read. What changes with each frame is kept in local variables, which registers
-  /// can hold: thousands of frames are walked, and where each one is depends on the one before.
+  /// the last header read. Thousands of frames are walked, and where each one is depends on the one
+  /// before. So what changes with each frame is kept in local variables, which registers can hold,
+  /// and the length of a frame like one of the last two is known before its header is decoded.
   Ending Walk() {
     Totals totals = totals_;
-    Ending ending = Ending::kFinish;
-    ByteView block;                      // what is in memory from the reader's position on
-    std::size_t offset = 0;              // of the current frame in it
-    std::size_t read = kMpegHeaderSize;  // of the current header
-    while (totals.length != 0) {
+    Shape shape = first_;  // of the current frame
+    Shape former;          // another one that was met before
+    Place place;
+    while (shape.length != 0) {
       if (totals.frameCount < kFramesSearchedForLame && encoder_.IsEmpty() &&
-          totals.length >= kShortestFrameSearched) {
-        reader_.Skip(static_cast<std::int64_t>(offset));
-        offset = 0;
-        SearchForLame(totals.length);
-        block = {};
+          shape.length >= kShortestFrameSearched) {
+        SearchForLame(shape.length, place);
       }
       // A frame of fewer than 4 bytes leads back into its own header.
-      offset += totals.length;
-      if (offset + kMpegHeaderSize > block.size()) {
-        reader_.Skip(static_cast<std::int64_t>(offset));
-        offset = 0;
-        block = reader_.Buffered(kMpegHeaderSize);
-        if (block.size() < kMpegHeaderSize) {
-          read = block.size();
-          break;
+      place.offset += shape.length;
+      if (place.offset + kMpegHeaderSize > place.block.size() && !Refill(place)) {
+        break;
+      }
+      const std::uint32_t header =
+          ReadBigEndian32(place.block.subspan(place.offset).first<kMpegHeaderSize>());
+      if ((header & kShapeBits) != shape.bits) {
+        std::swap(shape, former);
+        if ((header & kShapeBits) != shape.bits) {
+          if (!ContinuesWalk(header)) {
+            break;
+          }
+          shape = ReadShape(header);
         }
+        totals.isVbr = totals.isVbr || shape.bitRate != former.bitRate;
       }
-      const std::uint32_t header = ReadBigEndian32(block.subspan(offset).first<kMpegHeaderSize>());
-      if (!ContinuesWalk(header)) {
-        break;
-      }
-      if (!CountFrame(totals, header)) {
-        ending = Ending::kSearchAgain;
-        break;
+      if (!totals.Count(shape)) {
+        return Leave(place, totals, Ending::kSearchAgain);
       }
       const ScanLimit::Verdict verdict =
           limit_.After(totals.frameCount, totals.bitRateSum, totals.isVbr);
@@ -256,9 +279,21 @@ class AudioFrameWalk {
         break;
       }
     }
-    reader_.Skip(static_cast<std::int64_t>(offset + read));
+    return Leave(place, totals, Ending::kFinish);
+  }
+
+  Ending Leave(const Place& place, const Totals& totals, Ending ending) {
+    reader_.Skip(static_cast<std::int64_t>(place.offset + place.headerSize));
     totals_ = totals;
     return ending;
+  }
+
+  /// Has the block begin at the place; false when the file has no whole header there.
+  bool Refill(Place& place) {
+    reader_.Skip(static_cast<std::int64_t>(place.offset));
+    place = {.block = reader_.Buffered(kMpegHeaderSize)};
+    place.headerSize = std::min(place.block.size(), kMpegHeaderSize);
+    return place.headerSize == kMpegHeaderSize;
   }
 
   /// Whether this is another frame header and not the end of the frames.
@@ -276,25 +311,18 @@ class AudioFrameWalk {
     return false;
   }
 
-  /// Counts a frame of the walk; false when its sample rate is invalid.
-  bool CountFrame(Totals& totals, std::uint32_t header) {
-    ++totals.frameCount;
+  Shape ReadShape(std::uint32_t header) {
     kind_.Select(header);
-    const std::uint32_t bitRate = kind_.BitRate(header);
-    totals.isVbr = totals.isVbr || bitRate != totals.bitRate;
-    if (!kind_.HasSampleRate()) {
-      return false;
-    }
-    totals.length = kind_.Length(header);
-    totals.bitRateSum += bitRate;
-    totals.lengthSum += totals.length;
-    totals.bitRate = bitRate;
-    return true;
+    return {.bits = kind_.HasSampleRate() ? header & kShapeBits : 0,
+            .bitRate = kind_.BitRate(header),
+            .length = kind_.Length(header)};
   }
 
-  /// Searches the frame at the reader's position backwards, over its closing zeros, for the encoder
-  /// that some versions write there.
-  void SearchForLame(std::uint32_t length) {
+  /// Searches the frame at the place backwards, over its closing zeros, for the encoder that some
+  /// versions write there.
+  void SearchForLame(std::uint32_t length, Place& place) {
+    reader_.Skip(static_cast<std::int64_t>(place.offset));
+    place = {};
     const ByteView rest = After(reader_.Peek(length), kMpegHeaderSize);
     std::size_t i = std::min<std::size_t>(length - kShortestFrameSearched + 1, rest.size());
     while (i-- != 0) {
@@ -340,6 +368,7 @@ class AudioFrameWalk {
   std::optional<bool> vbrWithoutRate_;  // the VBR flag of the last walk that found no bit rate
   EncoderBuffer encoder_;
   MpegFrameKind kind_;
+  Shape first_;  // of the frame that the walk starts from, but for its bits
   Totals totals_;
   ScanLimit limit_;
 };
