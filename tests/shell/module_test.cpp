@@ -5,13 +5,12 @@
 
 #include <fstream>
 
+#include "shellext/base/version.h"
 #include "tests/shell/shell_environment.h"
 #include "tools/shell_host.h"
 
 namespace tagsmith::test {
 namespace {
-
-constexpr const wchar_t* kSetting = L"Add property handler";
 
 void InitialiseOne(const LoadedModule& module) {
   ComPointer<IInitializeWithStream> handler;
@@ -30,12 +29,13 @@ TEST(StartUp, WritesTheHeaderAfterWhatIsThere) {
   std::string expected;
   const auto start = [&](const char* version) {
     { const LoadedModule module; }
-    expected += "\n# Tagsmith Shell Extension Version 1.26.43 (" + std::string(version) + ")\n";
+    expected += "\n# Tagsmith Shell Extension Version " TAGSMITH_VERSION " (" +
+                std::string(version) + ")\n";
     EXPECT_EQ(scratch.Log(), expected);
   };
   start("0.0.0.0");
   setPath(REG_SZ, ProgramFolder());
-  start("1.26.43.0");
+  start(TAGSMITH_FILE_VERSION_TEXT);
   setPath(REG_BINARY, ProgramFolder());
   start("0.0.0.0");
   setPath(REG_SZ, std::wstring(400, L'x'));
@@ -46,7 +46,7 @@ TEST(StartUp, WritesTheHeaderAfterWhatIsThere) {
     std::filesystem::create_directory(folder);
     CopyFileW((ProgramFolder() + L"tsshell.dll").c_str(), (folder + L"tsshell.dll").c_str(), TRUE);
     setPath(REG_SZ, folder);
-    start("1.26.43.0");
+    start(TAGSMITH_FILE_VERSION_TEXT);
   }
 }
 
@@ -57,7 +57,7 @@ TEST(StartUp, SurvivesALogThatCannotBeWritten) {
   ::testing::internal::CaptureStderr();
   InitialiseOne(LoadedModule());
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "\n# Tagsmith Shell Extension Version 1.26.43 (0.0.0.0)\n");
+            "\n# Tagsmith Shell Extension Version " TAGSMITH_VERSION " (0.0.0.0)\n");
 }
 
 TEST(StartUp, PrunesTheLogWithEachRequestOfAHandler) {
@@ -124,10 +124,9 @@ TEST(ClassObjects, AreServedUnderTheirSettings) {
       {kText, kAbsent, false},   {1, 1, true},        {1, 0, false},       {1, 2, false},
       {1, kText, true},          {kAbsent, 1, false},
   };
-  const std::pair<CLSID, const wchar_t*> classes[] = {
-      {kPropertyHandlerClsid, kSetting},
-      {kThumbnailHandlerClsid, L"Add thumbnail handler"},
-      {kColumnHandlerClsid, L"Add column handler"}};
+  const std::pair<CLSID, const wchar_t*> classes[] = {{kPropertyHandlerClsid, kPropertySetting},
+                                                      {kThumbnailHandlerClsid, kThumbnailSetting},
+                                                      {kColumnHandlerClsid, kColumnSetting}};
   for (const Case& c : cases) {
     for (const auto& [clsid, setting] : classes) {
       SCOPED_TRACE(std::to_string(c.machine) + " " + std::to_string(c.user));
@@ -235,7 +234,7 @@ TEST(ClassObjects, MakeHandlersAndCountThem) {
 
 TEST(ClassObjects, WorkThroughCom) {
   const ScratchSystem scratch;
-  SetSetting(HKEY_LOCAL_MACHINE, kSetting, DWORD{1});
+  SetSetting(HKEY_LOCAL_MACHINE, kPropertySetting, DWORD{1});
   for (int round = 0; round < 3; ++round) {
     ComPointer<IPropertyStore> store;
     ASSERT_EQ(CoCreateInstance(kPropertyHandlerClsid, nullptr, CLSCTX_INPROC_SERVER,

@@ -49,8 +49,8 @@ void SetSetting(HKEY hive, const wchar_t* name, DWORD value);
 void SetSetting(HKEY hive, const wchar_t* name, const wchar_t* text);
 
 /// All four settings that registration and class objects look at.
-constexpr const wchar_t* kSettings[] = {L"Add property handler", L"Add AIFF association",
-                                        L"Add thumbnail handler", L"Add column handler"};
+constexpr const wchar_t* kSettings[] = {kPropertySetting, kAiffSetting, kThumbnailSetting,
+                                        kColumnSetting};
 void SwitchOn();
 
 /// The module, loaded for as long as this lives.
