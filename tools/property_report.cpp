@@ -13,8 +13,6 @@
 namespace tagsmith {
 namespace {
 
-/// In UTF-8.
-
 std::vector<std::wstring> TextsOf(const CALPWSTR& texts) {
   return {texts.pElems, texts.pElems + texts.cElems};
 }
