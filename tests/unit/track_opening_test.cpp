@@ -2,6 +2,7 @@
 
 #include "tags/reading.h"
 #include "tags/text_helpers.h"
+#include "tags/unicode.h"
 #include "tests/unit/test_support.h"
 
 namespace tagsmith::test {
@@ -185,6 +186,62 @@ TEST(Opening, GoesOnWhereAFailedSeekLeavesIt) {
   ID3Tag tag;
   EXPECT_TRUE(Open(source, "s.mp3", true, tag));
   EXPECT_STREQ(tag.title.text.c_str(), "Song");
+}
+
+/// Of a longer text the first four units are kept; only the standard reading keeps surrogates
+/// together.
+TEST(Opening, CutsTextsThatAreTooLong) {
+  struct Case {
+    std::string data;
+    std::u16string own;
+    std::u16string standard;
+  };
+  const Case cases[] = {
+      {"\0abcd"s, u"abcd", u"abcd"},
+      {"\0abcdefghijklmnop"s, u"abcd", u"abcd"},
+      {"\0a\rb\rcd"s, u"a\r\nb", u"a\rb\r"},
+      {"\1\xFF\xFE" + Utf16Le(u"abcdef"), u"abcd", u"abcd"},
+      {"\1\xFF\xFE" + Utf16Le(u"abc\xD800\xDC00z"), u"abc\xD800", u"abc"},
+      {"\1\xFF\xFE" + Utf16Le(u"ab\xDBFF\xDFFFz"), u"ab\xDBFF\xDFFF", u"ab\xDBFF\xDFFF"},
+      {"\1\xFF\xFE" + Utf16Le(u"abcd\xD800"), u"abcd", u"abcd"},
+      {"\3\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\xC3\xA4", u"\xE4\xF6\xFC\xDF", u"\xE4\xF6\xFC\xDF"},
+  };
+  for (const Case& c : cases) {
+    for (const Reading* reading : {&kOwnReading, &kStandardReading}) {
+      SCOPED_TRACE(::testing::PrintToString(c.data) + reading->name);
+      const std::string content = V2Tag(4, Frame(4, "TIT2", c.data)) + MpegFrames(k128, 3);
+      ProbeSource source(content, "s.mp3");
+      ID3Tag tag;
+      tag.longestText = 4;
+      reading->openStream(&source, &tag);
+      const std::u16string& kept = reading == &kOwnReading ? c.own : c.standard;
+      const std::string& text = tag.title.text;
+      EXPECT_EQ(tag.title.encoding == kLatin1 ? WidenLatin1(UpToZero(text)) : DecodeUtf16(text),
+                kept);
+      EXPECT_EQ(tag.title.length, kept.size());
+    }
+  }
+}
+
+TEST(Opening, ListsNamesInTheStandardReading) {
+  const std::string content =
+      V2Tag(4, Frame(4, "TPE1", "\3A\0B"s) + Frame(4, "TPE3", "\3only"s) +
+                   Frame(4, "TCOM", "\3C\0D"s) + Frame(4, "TCON", "\0(17)x"s) +
+                   Frame(4, "TPOS", "\0002/3"s)) +
+      MpegFrames(k128, 3);
+  ProbeSource source(content, "s.mp3");
+  ID3Tag tag;
+  EXPECT_TRUE(standard::OpenStream(&source, &tag));
+  const auto names = [](const std::vector<TagText>& texts) {
+    std::u16string all;
+    for (const TagText& text : texts) {
+      all += DecodeUtf16(text.text) + u'|';
+    }
+    return all;
+  };
+  EXPECT_EQ(names(tag.artists) + names(tag.conductors), u"A|B|");
+  EXPECT_EQ(names(tag.composers) + names(tag.genres), u"C|D|Rock|x|");
+  EXPECT_EQ(tag.partOfSet, "2/3");
 }
 
 /// The bits of the audio are counted in 32 bits with a sign.
