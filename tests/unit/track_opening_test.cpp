@@ -229,9 +229,10 @@ TEST(Opening, ListsNamesInTheStandardReading) {
                    Frame(4, "TCOM", "\3C\0D"s) + Frame(4, "TCON", "\0(17)x"s) +
                    Frame(4, "TPOS", "\0002/3"s)) +
       MpegFrames(k128, 3);
-  ProbeSource source(content, "s.mp3");
+  const TemporaryFile file("s.mp3", content);
   ID3Tag tag;
-  EXPECT_TRUE(standard::OpenStream(&source, &tag));
+  EXPECT_TRUE(standard::OpenPath(tag, file.Path(), kScanAll, nullptr, false));
+  EXPECT_EQ(tag.fileName, file.Path());
   const auto names = [](const std::vector<TagText>& texts) {
     std::u16string all;
     for (const TagText& text : texts) {
