@@ -329,7 +329,7 @@ void MeasureSizes(Bench& bench) {
   const std::string audio = AudioFrames(1200);
   RowPrinter::Heading("Stream: size of the tag");
   for (std::uint64_t size = 1U << 10U; size <= 16U << 20U; size *= 4) {
-    std::string picture("\0image/jpeg\0\3\0\xFF\xD8", 16);
+    std::string picture("\0image/jpeg\0\3\0\xFF\xD8\xFF\xE0", 18);
     picture.resize(size - 20, '\1');
     std::string frames;
     AppendFrame(frames, "APIC", picture);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <span>
 
@@ -23,6 +24,17 @@ inline ByteView UpTo(ByteView bytes, std::uint64_t count) {
 /// What follows the first `count` bytes; nothing where there are not so many.
 inline ByteView After(ByteView bytes, std::uint64_t count) {
   return bytes.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(count, bytes.size())));
+}
+
+/// Where the first byte of this value is from the index on; the number of bytes where there is
+/// none.
+inline std::size_t FindByte(ByteView bytes, std::byte value, std::size_t from = 0) {
+  const ByteView rest = After(bytes, from);
+  const void* found =
+      rest.empty() ? nullptr : std::memchr(rest.data(), std::to_integer<int>(value), rest.size());
+  return found == nullptr
+             ? bytes.size()
+             : static_cast<std::size_t>(static_cast<const std::byte*>(found) - bytes.data());
 }
 
 constexpr std::uint16_t ReadBigEndian16(std::span<const std::byte, 2> bytes) {

@@ -54,12 +54,9 @@ FoundSize ReadPng(ByteView picture) {
 /// T.81, B.1 and B.2.2: the first frame header among the marker segments.
 FoundSize ReadJpeg(ByteView picture) {
   const Fields fields(picture);
-  std::size_t at = 2;
-  while (!fields.IsAtEnd(at)) {
-    if (fields.Get8(at) != 0xFF) {
-      ++at;
-      continue;
-    }
+  constexpr std::byte kMarker{0xFF};
+  for (std::size_t at = FindByte(picture, kMarker, 2); !fields.IsAtEnd(at);
+       at = FindByte(picture, kMarker, at)) {
     const std::uint32_t marker = fields.Get8(++at);
     const bool isFill = marker == 0xFF || marker == 0;
     const bool standsAlone = marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7);

@@ -1,11 +1,11 @@
 #include "tags/own/mpeg_sync.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace tagsmith {
 
 SyncSearch FindSync(SourceReader& reader, bool isMpeg, std::uint64_t pairLimit) {
+  constexpr std::byte kSync{0xFF};
   std::uint64_t pairsLeft = pairLimit;
   std::byte last{};
   std::byte beforeLast{};
@@ -16,12 +16,8 @@ SyncSearch FindSync(SourceReader& reader, bool isMpeg, std::uint64_t pairLimit) 
     }
     const std::size_t pairs =
         static_cast<std::size_t>(std::min<std::uint64_t>(block.size() - 1, pairsLeft));
-    for (std::size_t i = 0; i < pairs; ++i) {
-      const void* hit = std::memchr(block.data() + i, 0xFF, pairs - i);
-      if (hit == nullptr) {
-        break;
-      }
-      i = static_cast<std::size_t>(static_cast<const std::byte*>(hit) - block.data());
+    const ByteView first = block.first(pairs);
+    for (std::size_t i = FindByte(first, kSync); i < pairs; i = FindByte(first, kSync, i + 1)) {
       if (IsAcceptedSync(block[i + 1], isMpeg)) {
         reader.Skip(static_cast<std::int64_t>(i + 2));
         return {.found = true};
@@ -32,7 +28,7 @@ SyncSearch FindSync(SourceReader& reader, bool isMpeg, std::uint64_t pairLimit) 
     reader.Skip(static_cast<std::int64_t>(pairs));
     pairsLeft -= pairs;
   }
-  return {.endedOnSync = beforeLast == std::byte{0xFF} && ContinuesSync(last)};
+  return {.endedOnSync = beforeLast == kSync && ContinuesSync(last)};
 }
 
 }  // namespace tagsmith

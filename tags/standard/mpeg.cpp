@@ -14,6 +14,8 @@ constexpr std::size_t kLongestFrame = 2881;
 constexpr std::size_t kSearchView = kLongestFrame + kMpegHeaderSize;
 static_assert(kSearchView <= SourceReader::kSmallBlock);
 
+constexpr std::byte kSync{0xFF};  // what every frame begins with
+
 // Bits of a header that stay the same in one stream: sync, version, layer and sample rate.
 constexpr std::uint32_t kStreamBits = 0xFFFE0C00;
 // Bits that the length of a frame depends on: with those, bit rate and padding.
@@ -33,11 +35,11 @@ struct FrameShape {
 
 /// Nothing for headers with a reserved value, and for free format, whose length no header tells.
 std::optional<FrameShape> ReadShape(std::uint32_t header) {
-  constexpr std::uint32_t kSync = 0xFFE00000;
+  constexpr std::uint32_t kSyncBits = 0xFFE00000;
   constexpr std::uint8_t kBadBitRate = 15;
   constexpr std::uint8_t kReservedVersion = 1;
   const MpegHeader fields = DecodeMpegHeader(header);
-  if ((header & kSync) != kSync || fields.versionIndex == kReservedVersion ||
+  if ((header & kSyncBits) != kSyncBits || fields.versionIndex == kReservedVersion ||
       fields.layerIndex > 2 || fields.bitRateIndex == 0 || fields.bitRateIndex == kBadBitRate ||
       fields.sampleRateIndex == 3) {
     return std::nullopt;
@@ -101,9 +103,10 @@ FrameRun WalkFrames(ByteView bytes, std::uint32_t header) {
 /// The offset of the first frame of the stream whose successor agrees; the size of `bytes` where
 /// there is none.
 std::size_t FindFrame(ByteView bytes, std::uint32_t header) {
-  for (std::size_t i = 0; i + kMpegHeaderSize <= bytes.size(); ++i) {
+  for (std::size_t i = FindByte(bytes, kSync); i + kMpegHeaderSize <= bytes.size();
+       i = FindByte(bytes, kSync, i + 1)) {
     const ByteView at = bytes.subspan(i);
-    if (at[0] != std::byte{0xFF} || !Agree(HeaderAt(at), header)) {
+    if (!Agree(HeaderAt(at), header)) {
       continue;
     }
     const std::optional<FrameShape> shape = ReadShape(HeaderAt(at));
@@ -270,8 +273,8 @@ std::optional<FirstFrame> FindFirstFrame(SourceReader& reader) {
     const ByteView view = reader.Buffered(kSearchView);
     const bool isEnd = view.size() < kSearchView;
     const std::size_t decided = isEnd ? view.size() : view.size() - kSearchView + 1;
-    for (std::size_t i = 0; i < decided; ++i) {
-      if (view[i] == std::byte{0xFF} && BeginsStream(view.subspan(i), isEnd)) {
+    for (std::size_t i = FindByte(view, kSync); i < decided; i = FindByte(view, kSync, i + 1)) {
+      if (BeginsStream(view.subspan(i), isEnd)) {
         return Describe(view.subspan(i), reader.Position() + i);
       }
     }

@@ -25,9 +25,9 @@ bool IsZero(std::string_view text) {
 
 /// What follows the description, whose terminator has `unit` bytes, and the zeros after it.
 std::string_view AfterDescription(std::string_view text, std::size_t unit) {
-  std::size_t end = 0;
-  while (end < text.size() && !IsZero(text.substr(end, unit))) {
-    end += unit;
+  std::size_t end = text.find('\0');
+  while (end < text.size() && (end % unit != 0 || !IsZero(text.substr(end, unit)))) {
+    end = text.find('\0', end + 1);
   }
   end = text.find_first_not_of('\0', end);
   return text.substr(std::min(end, text.size()));
