@@ -2,10 +2,13 @@
 
 Opens a folder's page in headless Chromium; npm puts axe-core into AXE-FOLDER. Leaves pictures of
 the page in SCREENSHOTS. Exit status 77 when all is fine but axe-core could not be had."""
+import os
 import pathlib
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 from mutagen.id3 import COMM, ID3, TALB, TIT2, TPE1
@@ -14,7 +17,8 @@ from selenium.webdriver.common.keys import Keys
 
 import tracks
 
-TSPROBE, AXE_FOLDER = (pathlib.Path(path).resolve() for path in sys.argv[1:3])
+TSPROBE = [tracks.SCRIPTS / 'run-wine.sh', pathlib.Path(sys.argv[1]).resolve()]
+AXE_FOLDER = pathlib.Path(sys.argv[2]).resolve()
 AXE = AXE_FOLDER / 'node_modules/axe-core/axe.min.js'
 HOSTILE = {
     'script.mp3': '</script><script>hostile=1</script><img src=x onerror="hostile=1">',
@@ -40,8 +44,8 @@ class PageTest(unittest.TestCase):
             (music / name).write_bytes((music / 'made/cbr.mp3').read_bytes())
             tag.save(music / name, v2_version=3)
         cls.page = folder / 'page.html'
-        _, cls.answers = tracks.ask(tracks.SCRIPTS / 'run-wine.sh', TSPROBE, '--html', cls.page, music,
-                                    'none.mp3', tracks.__file__)
+        cls.given = [music, 'none.mp3', tracks.__file__]
+        _, cls.answers = tracks.ask(*TSPROBE, '--html', cls.page, *cls.given)
         cls.names = [answer['file'].rsplit('/', 1)[-1] for answer in cls.answers]
         options = webdriver.ChromeOptions()
         for option in ('headless', 'no-sandbox', 'disable-dev-shm-usage', 'disable-background-networking'):
@@ -131,12 +135,20 @@ class PageTest(unittest.TestCase):
             self.skipTest('npm cannot get axe-core')
 
     def test_interrupted_page_shows_what_was_read(self):
-        whole = self.page.read_bytes()
-        cut = self.page.with_name('cut.html')
-        cut.write_bytes(whole[:whole.rindex(b'"properties"')])
-        shown = self.open(cut)
-        self.assertEqual(self.shown['tracks'][:-1], shown['tracks'])
-        self.assertIn('interrupted', shown['about'])
+        page = self.page.with_name('interrupted.html')
+        probe = subprocess.Popen([*TSPROBE, '--html', page, *self.given * 20], stdout=subprocess.DEVNULL,
+                                 start_new_session=True)
+        while probe.poll() is None and not (page.exists() and b'class="track"' in page.read_bytes()):
+            time.sleep(0.05)
+        os.killpg(probe.pid, signal.SIGINT)  # Ctrl-C
+        self.assertEqual(1, probe.wait(60))
+        whole = page.read_bytes()
+        for end in (len(whole), whole.rindex(b'"properties"')):
+            page.write_bytes(whole[:end])
+            shown = self.open(page)
+            self.assertEqual((self.shown['tracks'] * 20)[:len(shown['tracks'])], shown['tracks'])
+            self.assertRegex(shown['about'], f'{len(shown["tracks"])} tracks?, interrupted')
+        self.assertLess(len(shown['tracks']), 20 * len(self.answers))
 
 
 if __name__ == '__main__':
