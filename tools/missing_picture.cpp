@@ -13,17 +13,16 @@ namespace {
 
 /// Of a picture that the reading took from the tag.
 std::string WhyNotShown(const TagPicture& picture) {
-  const std::string what = "the first picture in the tag (" + std::string(picture.format.data()) +
-                           ", " + std::to_string(picture.data.size()) + " bytes";
   const std::optional<PictureSize> size = ReadPictureSize(picture.data);
-  if (!size) {
-    return what + ") is damaged: its size in pixels cannot be read";
-  }
-  const std::string whole = what + ", " + std::to_string(size->width) + " x " +
-                            std::to_string(size->height) + " pixels) ";
-  return whole + (size->DecodedBytes() > DecodedImage::kLargestPicture
-                      ? "is too large to be decoded"
-                      : "cannot be decoded: it is damaged, cut short or of an unknown kind");
+  const bool isTooLarge = size && size->DecodedBytes() > DecodedImage::kLargestPicture;
+  const std::string fault = !size        ? "damaged"
+                            : isTooLarge ? "too large to be decoded"
+                                         : "damaged, cut short or of an unknown kind";
+  const std::string pixels =
+      size ? std::to_string(size->width) + " x " + std::to_string(size->height) + " pixels"
+           : "no size in pixels";
+  return "the first picture is " + fault + " (" + picture.format.data() + ", " +
+         std::to_string(picture.data.size()) + " bytes, " + pixels + ")";
 }
 
 /// Of a frame with a picture that the reading left out.
@@ -35,18 +34,22 @@ std::string WhyNotTaken(const standard::Frame& frame) {
     return "the tag only links to a picture";
   }
   const auto picture = standard::FindPicture(frame);
-  return picture ? "the picture in the tag (" + std::string(picture->format) + ", announced as \"" +
-                       type + "\") is not taken by this reading"
-                 : "the picture in the tag (announced as \"" + type +
-                       "\") is of no format that is shown: JPEG, PNG, GIF, BMP or TIFF";
+  return (picture ? "the picture is not taken by this reading (" + std::string(picture->format)
+                  : "the picture is of no format that is shown (it is not JPEG, PNG, GIF, BMP or "
+                    "TIFF") +
+         ", announced as \"" + type + "\")";
 }
 
 /// Goes to the ID3v2 tag, as far as there is one.
 void FindTag(const ID3Tag& tag, SourceReader& reader) {
   constexpr std::uint64_t kFormHeaderSize = 12;
+  constexpr int kMostChunks = 4096;
   reader.SeekTo(tag.isAiff ? kFormHeaderSize : 0);
-  for (auto header = tag.isAiff ? ReadChunkHeader(reader) : std::nullopt;
-       header && !BeginsWithWord(header->id, "ID3 "); header = ReadChunkHeader(reader)) {
+  for (int i = 0; tag.isAiff && i < kMostChunks; ++i) {
+    const auto header = ReadChunkHeader(reader);
+    if (!header || BeginsWithWord(header->id, "ID3 ")) {
+      return;
+    }
     reader.Skip(std::int64_t{header->size} + header->size % 2);
   }
 }

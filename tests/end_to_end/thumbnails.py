@@ -72,10 +72,10 @@ def main():
         add('first-of-two', [data['palette.gif'], data['alpha.png']], folder / 'palette.gif', {8})
         png, huge = data['alpha.png'], (30000).to_bytes(4, 'big')
         for reason, *pictures in [
-                ('there is none', ), ('size in pixels cannot be read', b'\xff\xd8\xff\xe0 junk', png),
-                ('30000 x 30000 pixels. is too large', png[:16] + huge * 2 + png[24:]),
-                ('"image/jpeg"\\) is of no format', b'RIFF\0\0\0\0WEBP'), ('png, announced as "image/jpeg"', b'\0' + png),
-                *(('cannot be decoded|size in', data[name][:40]) for name in
+                ('there is none', ), ('is damaged .jpeg, 9 bytes, no size', b'\xff\xd8\xff\xe0 junk', png),
+                ('too large .* 30000 x 30000 pixels', png[:16] + huge * 2 + png[24:]),
+                ('no format .* "image/jpeg"', b'RIFF\0\0\0\0WEBP'), ('png, announced as "image/jpeg"', b'\0' + png),
+                *(('is damaged', data[name][:40]) for name in
                   ('alpha.png', 'palette.gif', 'big-endian.tiff', 'eight.bmp', 'baseline.jpg'))]:
             add(f'bad-{len(files)}', pictures, reason=reason)
 
