@@ -71,34 +71,33 @@ class FrameIdIndex {
  public:
   /// Of an ID that is there already the first place counts; the empty ID is in no table.
   constexpr void Add(FrameId id, std::size_t place) {
-    Entry& entry = entries_[Find(id)];
-    if (entry.id != id) {
-      entry = {id, static_cast<std::uint16_t>(place)};
+    const std::size_t slot = Find(id);
+    if (ids_[slot] != id) {
+      ids_[slot] = id;
+      places_[slot] = static_cast<std::uint8_t>(place);
     }
   }
+  /// Nothing for an ID that was not added.
   [[nodiscard]] constexpr std::optional<std::size_t> PlaceOf(FrameId id) const {
-    const Entry& entry = entries_[Find(id)];
-    return entry.id == id && id != FrameId() ? std::optional<std::size_t>(entry.place)
-                                             : std::nullopt;
+    const std::size_t slot = Find(id);
+    return ids_[slot] == id && id != FrameId() ? std::optional<std::size_t>(places_[slot])
+                                               : std::nullopt;
   }
 
  private:
-  struct Entry {
-    FrameId id;
-    std::uint16_t place = 0;
-  };
   static constexpr std::size_t kSlots = 256;  // the largest table fills less than half of them
 
   /// The ID's own slot, or the empty one where it would stand.
   [[nodiscard]] constexpr std::size_t Find(FrameId id) const {
     std::size_t slot = id.Slot(kSlots);
-    while (entries_[slot].id != id && entries_[slot].id != FrameId()) {
+    while (ids_[slot] != id && ids_[slot] != FrameId()) {
       slot = (slot + 1) % kSlots;
     }
     return slot;
   }
 
-  std::array<Entry, kSlots> entries_{};
+  std::array<FrameId, kSlots> ids_{};
+  std::array<std::uint8_t, kSlots> places_{};
 };
 
 /// The index of a table whose rows have an ID `id` and one of version 2.2, `id22`.
