@@ -231,8 +231,9 @@ TEST(Opening, ListsNamesInTheStandardReading) {
       MpegFrames(k128, 3);
   const TemporaryFile file("s.mp3", content);
   ID3Tag tag;
-  EXPECT_TRUE(standard::OpenPath(tag, file.Path(), kScanAll, nullptr, false));
+  EXPECT_TRUE(standard::OpenPath(tag, file.Path(), kScanAll, nullptr, true));
   EXPECT_EQ(tag.fileName, file.Path());
+  EXPECT_FALSE(tag.readOnly);
   const auto names = [](const std::vector<TagText>& texts) {
     std::u16string all;
     for (const TagText& text : texts) {
