@@ -25,8 +25,6 @@
 namespace tagsmith::bench {
 namespace {
 
-volatile std::uint64_t sink;  // keeps results from being optimised away
-
 struct Bench {
   std::string corpus;
   int rounds;

@@ -16,8 +16,6 @@
 namespace tagsmith::bench {
 namespace {
 
-volatile std::size_t sink;  // what has been read is of no interest
-
 /// A file descriptor that closes itself.
 class Descriptor {
  public:

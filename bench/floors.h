@@ -12,6 +12,8 @@
 
 namespace tagsmith::bench {
 
+inline volatile std::uint64_t sink;  // keeps what is read from being optimised away
+
 /// A source straight on the system's calls.
 class SystemSource : public ByteSource {
  public:

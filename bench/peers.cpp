@@ -15,10 +15,10 @@ extern "C" {
 #include <cstddef>
 #include <memory>
 
+#include "bench/floors.h"
+
 namespace tagsmith::bench {
 namespace {
-
-volatile std::size_t sink;  // keeps results from being optimised away
 
 void OpenWithTagLib(const std::string& path) {
   const auto look = [](const TagLib::File& file) {
