@@ -1,7 +1,7 @@
 """Time, memory and size of a folder's page beside those of JSON Lines: measure_page.py RUN-WINE TSPROBE FOLDER [JSON-FILE]"""
 import json
+import os
 import pathlib
-import resource
 import subprocess
 import sys
 import tempfile
@@ -11,11 +11,13 @@ RUN_WINE, TSPROBE, FOLDER, *JSON_FILE = sys.argv[1:]
 
 
 def measure(*options):
-    """Processor seconds and seconds of a run."""
-    before, start = resource.getrusage(resource.RUSAGE_CHILDREN), time.monotonic()
-    subprocess.run([RUN_WINE, TSPROBE, '--registered', *options, FOLDER], stdout=subprocess.DEVNULL, check=True)
-    after = resource.getrusage(resource.RUSAGE_CHILDREN)
-    return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime, time.monotonic() - start
+    """Processor seconds, seconds, and the most memory of a run."""
+    start = time.monotonic()
+    run = subprocess.Popen([RUN_WINE, TSPROBE, '--registered', *options, FOLDER], stdout=subprocess.DEVNULL)
+    _, status, used = os.wait4(run.pid, 0)
+    if status != 0:
+        sys.exit('tsprobe failed')
+    return used.ru_utime + used.ru_stime, time.monotonic() - start, used.ru_maxrss
 
 
 def report(name, value, unit, floor=None):
@@ -31,9 +33,8 @@ def report(name, value, unit, floor=None):
 with tempfile.TemporaryDirectory() as scratch:
     page = pathlib.Path(scratch) / 'page.html'
     tracks = sum(1 for _ in pathlib.Path(FOLDER).rglob('*.mp3'))
-    json_cpu, json_seconds = measure()
-    page_cpu, page_seconds = measure('--html', page)
-    memory = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+    json_cpu, json_seconds, _ = measure()
+    page_cpu, page_seconds, memory = measure('--html', page)
     print(f'\nThe page of {tracks} tracks, beside their JSON Lines')
     report('page', page_seconds, 's', json_seconds)
     report('page, of processor', page_cpu, 's', json_cpu)
