@@ -250,10 +250,11 @@ def take(step, prefix, packages, track):
         prefix.environment['TAGSMITH_DISPLAY'] = display
     command = ['msiexec', *(packages.get(argument, argument) for argument in step.arguments), '/qn']
     if step.before == 'ARM64':
-        # In one go: Wine sets the value whenever its server starts.
+        # In one go: Wine sets the value whenever its server starts. Right after that its cmd does not
+        # always find a program.
+        set_value = f'reg add "{MACHINE}" /v PROCESSOR_ARCHITECTURE /d ARM64 /f'
         batch = folder / 'arm64.cmd'
-        batch.write_text(f'@reg add "{MACHINE}" /v PROCESSOR_ARCHITECTURE /d ARM64 /f\n@' +
-                         ' '.join(map(str, command)))
+        batch.write_text(f'@{set_value} || {set_value}\n@' + ' '.join(map(str, command)))
         command = ['cmd', '/c', batch]
     prefix.wine(step.code, *command)
     if server:
