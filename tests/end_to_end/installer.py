@@ -250,15 +250,17 @@ def take(step, prefix, packages, track):
         prefix.environment['TAGSMITH_DISPLAY'] = display
     command = ['msiexec', *(packages.get(argument, argument) for argument in step.arguments), '/qn']
     if step.before == 'ARM64':
-        # In one go: Wine sets the value whenever its server starts. Right after that its cmd does not
-        # always find a program.
-        set_value = f'reg add "{MACHINE}" /v PROCESSOR_ARCHITECTURE /d ARM64 /f'
+        # In one go: Wine sets the value whenever its server starts.
         batch = folder / 'arm64.cmd'
-        batch.write_text(f'@{set_value} || {set_value}\n@' + ' '.join(map(str, command)))
+        batch.write_text(f'@reg add "{MACHINE}" /v PROCESSOR_ARCHITECTURE /d ARM64 /f\n@' +
+                         ' '.join(map(str, command)))
         command = ['cmd', '/c', batch]
     prefix.wine(step.code, *command)
     if server:
         del prefix.environment['TAGSMITH_DISPLAY']
+        # What is left of this step lives on the display, and would take new programs with it.
+        for end in ('-k', '-w'):
+            subprocess.run(['wineserver', end], env=prefix.environment, check=False)
         server.kill()
         server.wait()
     if step.name == 'install':
