@@ -8,6 +8,15 @@
 #include "tags/text_helpers.h"
 
 namespace tagsmith {
+namespace {
+
+SharedMemory CopyOf(ByteView data) {
+  SharedMemory copy = std::make_shared_for_overwrite<std::byte[]>(data.size());
+  std::copy(data.begin(), data.end(), copy.get());
+  return copy;
+}
+
+}  // namespace
 
 void Tag::ClearV2() { static_cast<V2Values&>(*this) = V2Values{}; }
 
@@ -33,21 +42,31 @@ std::uint64_t Tag::SetText(ByteView source, std::uint32_t encoding, TextReductio
 
 void Tag::SetYear(std::string_view text) { CopyBounded(year, text); }
 
-void Tag::AddPicture(ByteView data, std::string_view format, PicturePlace place,
-                     SharedMemory memory) {
+TagPicture& Tag::AddPicture(ByteView data, std::string_view format, PicturePlace place,
+                            SharedMemory memory) {
   if (memory == nullptr) {
-    memory = std::make_shared_for_overwrite<std::byte[]>(data.size());
-    std::copy(data.begin(), data.end(), memory.get());
+    memory = CopyOf(data);
     data = {memory.get(), data.size()};
   }
   TagPicture picture{.data = data, .memory = std::move(memory)};
   CopyBounded(picture.format, format);
-  pictures.insert(place == PicturePlace::kFirst ? pictures.begin() : pictures.end(),
-                  std::move(picture));
+  return place == PicturePlace::kFirst ? pictures.PushFront(std::move(picture))
+                                       : pictures.PushBack(std::move(picture));
+}
+
+ByteView Tag::KeepFrame(ByteView data, const SharedMemory& memory) {
+  if (memory == nullptr) {
+    frameMemory.push_back(CopyOf(data));
+    return {frameMemory.back().get(), data.size()};
+  }
+  if (frameMemory.empty() || frameMemory.back() != memory) {
+    frameMemory.push_back(memory);
+  }
+  return data;
 }
 
 const TagPicture* Tag::GetPicture(std::size_t index) const {
-  return index < pictures.size() ? &pictures[index] : nullptr;
+  return index < pictures.Size() ? &pictures[index] : nullptr;
 }
 
 std::uint32_t Tag::GetRatingStars() const {

@@ -7,11 +7,14 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tags/block_list.h"
 #include "tags/display_texts.h"
+#include "tags/id3v2_layout.h"
 #include "tags/text_conversion.h"
 
 namespace tagsmith {
@@ -50,10 +53,34 @@ struct TagUserText {
   TagText value;
 };
 
+/// User-defined texts, kept as they stand in the tag: a tag may hold millions.
+class TagUserTexts {
+ public:
+  /// Decodes the data of one frame.
+  using Decoder = TagUserText (*)(ByteView frame);
+
+  /// The frame's data must outlive the list; one decoder serves all of a tag.
+  void Add(ByteView frame, Decoder decoder) {
+    frames_.PushBack(frame);
+    decoder_ = decoder;
+  }
+
+  /// The texts, each decoded when it is reached.
+  [[nodiscard]] auto Decoded() const { return std::views::transform(frames_, decoder_); }
+
+ private:
+  BlockList<ByteView> frames_;
+  Decoder decoder_ = nullptr;
+};
+
 /// A frame without a field, as it stands in the tag.
 struct TagRawFrame {
-  std::vector<std::byte> data;  // the whole frame body
-  std::array<char, 9> id{};
+  const std::byte* start = nullptr;
+  std::uint32_t size = 0;
+  FrameId id;
+
+  /// The whole frame body.
+  [[nodiscard]] ByteView Data() const { return {start, size}; }
 };
 
 /// What becomes of frames without a field.
@@ -106,7 +133,7 @@ struct V2Values {
   TagText contentGroup;                       // TIT1, TT1
   TagText subtitle;                           // TIT3, TT3
   TagText encoderSettings;                    // TSSE, TSS
-  std::vector<TagUserText> userTexts;         // TXXX, TXX
+  TagUserTexts userTexts;                     // TXXX, TXX
   NarrowText isrc;                            // TSRC, TRC
   NarrowText releaseTime;                     // TDRL, TDR
   NarrowText recordingTime;                   // TDRC
@@ -130,8 +157,9 @@ struct V2Values {
   NarrowText ufidOwner;                       // UFID, UFI
   std::array<std::byte, 64> ufidData{};
   std::uint32_t ufidSize = 0;
-  std::vector<TagPicture> pictures;    // APIC, PIC
-  std::vector<TagRawFrame> rawFrames;  // frames without a field, of 2.3 and 2.4 only
+  BlockList<TagPicture> pictures;         // APIC, PIC
+  BlockList<TagRawFrame> rawFrames;       // frames without a field, of 2.3 and 2.4 only
+  std::vector<SharedMemory> frameMemory;  // that user texts and raw frames stand in
 
   // What the standard reading knows more of. Where a field holds several values, each of them: the
   // field itself then is all of them as one text.
@@ -173,8 +201,12 @@ class Tag : public TagOptions, public V2Values {
 
   /// Adds a picture; at most 4 letters of the format word are kept. The image bytes stay in
   /// `memory`, which then must not change any more; where it is null they are copied.
-  void AddPicture(ByteView data, std::string_view format, PicturePlace place = PicturePlace::kLast,
-                  SharedMemory memory = nullptr);
+  TagPicture& AddPicture(ByteView data, std::string_view format,
+                         PicturePlace place = PicturePlace::kLast, SharedMemory memory = nullptr);
+
+  /// Makes the bytes of a frame outlive its reading, in `memory`, which then must not change any
+  /// more; where it is null they are copied. Gives them as they are kept.
+  ByteView KeepFrame(ByteView data, const SharedMemory& memory);
 
   /// The picture with this number, null when there is none; owned by the tag.
   [[nodiscard]] const TagPicture* GetPicture(std::size_t index) const;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <ranges>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,10 +24,11 @@ class JsonWriter {
   }
 
   /// `writeEntry(entry)` writes one value for each entry.
-  template <typename Range, std::invocable<typename Range::const_reference> WriteEntry>
+  template <std::ranges::input_range Range,
+            std::invocable<std::ranges::range_reference_t<const Range>> WriteEntry>
   void Array(const Range& entries, WriteEntry writeEntry) {
     Open('[');
-    for (const auto& entry : entries) {
+    for (auto&& entry : entries) {
       writeEntry(entry);
     }
     Close(']');

@@ -57,8 +57,8 @@ void FindTag(const ID3Tag& tag, SourceReader& reader) {
 }  // namespace
 
 MissingPicture ExplainMissingPicture(const ID3Tag& tag, IStream& stream) {
-  if (!tag.pictures.empty()) {
-    return {WhyNotShown(tag.pictures.front()), true};
+  if (!tag.pictures.IsEmpty()) {
+    return {WhyNotShown(tag.pictures[0]), true};
   }
   ComStreamSource source(stream);
   SourceReader reader(source, source.Status().size);

@@ -68,15 +68,19 @@ void Write(JsonWriter& json, const TagPicture& picture) {
 
 void Write(JsonWriter& json, const TagRawFrame& frame) {
   json.Object([&] {
-    json.Member("id", [&] { Write(json, frame.id); });
-    json.Member("size", frame.data.size());
-    json.Member("fnv1a64", HashText(frame.data));
+    json.Member("id", [&] { Write(json, frame.id.Text()); });
+    json.Member("size", frame.size);
+    json.Member("fnv1a64", HashText(frame.Data()));
   });
 }
 
 template <typename Entry>
-void Write(JsonWriter& json, const std::vector<Entry>& entries) {
+void Write(JsonWriter& json, const BlockList<Entry>& entries) {
   json.Array(entries, [&](const Entry& entry) { Write(json, entry); });
+}
+
+void Write(JsonWriter& json, const TagUserTexts& texts) {
+  json.Array(texts.Decoded(), [&](const TagUserText& entry) { Write(json, entry); });
 }
 
 // ---- Values for people ------------------------------------------------------------------------
@@ -298,7 +302,7 @@ void AddTagLines(std::string& page, const ID3Tag& tag) {
     AddLine(page, "Genre (V1)", tag.v1GenreName);
     AddLine(page, "Track (V1)", tag.v1Track == kUnknownV1Number ? "" : std::to_string(tag.v1Track));
   }
-  for (const TagUserText& entry : tag.userTexts) {
+  for (const TagUserText& entry : tag.userTexts.Decoded()) {
     AddLine(page, "User text", Show(entry.description) + " = " + Show(entry.value));
   }
   for (const TagPicture& picture : tag.pictures) {
@@ -307,7 +311,7 @@ void AddTagLines(std::string& page, const ID3Tag& tag) {
   }
   for (const TagRawFrame& frame : tag.rawFrames) {
     AddLine(page, "Other frame",
-            Show(frame.id) + ", " + std::to_string(frame.data.size()) + " bytes");
+            Show(frame.id.Text()) + ", " + std::to_string(frame.size) + " bytes");
   }
 }
 

@@ -179,8 +179,8 @@ bool StoreGenre(ID3Tag& tag, const V2Frame& frame) {
 
 // ---- Frames that read their own encoding byte -------------------------------------------------
 
-std::uint32_t OwnEncoding(const V2Frame& frame) {
-  const auto encoding = std::to_integer<std::uint32_t>(frame.At(0));
+std::uint32_t OwnEncoding(ByteView frame) {
+  const auto encoding = frame.empty() ? kLatin1 : std::to_integer<std::uint32_t>(frame[0]);
   return encoding <= kUtf8 ? encoding : kLatin1;
 }
 
@@ -194,12 +194,12 @@ struct DescribedData {
 };
 
 /// Nothing when the description, which begins at `start`, has no terminator in the frame.
-std::optional<DescribedData> FindDescription(const V2Frame& frame, std::size_t start) {
+std::optional<DescribedData> FindDescription(ByteView frame, std::size_t start) {
   const std::uint32_t encoding = OwnEncoding(frame);
   const std::size_t unit = IsWide(encoding) ? 2 : 1;
-  for (std::size_t i = start; i + unit <= frame.body.size(); i += unit) {
-    if (frame.At(i) == std::byte{0} && frame.At(i + unit - 1) == std::byte{0}) {
-      return DescribedData{encoding, frame.body.subspan(start, i - start), i + unit};
+  for (std::size_t i = start; i + unit <= frame.size(); i += unit) {
+    if (frame[i] == std::byte{0} && frame[i + unit - 1] == std::byte{0}) {
+      return DescribedData{encoding, frame.subspan(start, i - start), i + unit};
     }
   }
   return std::nullopt;
@@ -273,7 +273,7 @@ bool StoreLanguageText(ID3Tag& tag, const V2Frame& frame) {
   if ((tag.*Field).IsPresent()) {
     return false;
   }
-  const auto data = FindDescription(frame, kLanguageEnd);
+  const auto data = FindDescription(frame.body, kLanguageEnd);
   if (!data || (kIsComment && BeginsWithPlayerMark(*data))) {
     return true;
   }
@@ -283,14 +283,25 @@ bool StoreLanguageText(ID3Tag& tag, const V2Frame& frame) {
   return true;
 }
 
+template <TextReduction Mode>
+TagUserText DecodeUserText(ByteView frame) {
+  TagUserText entry;
+  if (const auto data = FindDescription(frame, 1)) {
+    SetDescribed(data->description, data->encoding, Mode, entry.description);
+    SetDescribed(After(frame, data->start), data->encoding, Mode, entry.value);
+  }
+  return entry;
+}
+
 bool StoreUserText(ID3Tag& tag, const V2Frame& frame) {
   if (tag.extraFramesMode == ExtraFramesMode::kIgnore) {
     return false;
   }
-  if (const auto data = FindDescription(frame, 1); data && tag.keepExtraFrames) {
-    TagUserText& entry = tag.userTexts.emplace_back();
-    SetDescribed(data->description, data->encoding, frame.mode, entry.description);
-    SetDescribed(frame.From(data->start), data->encoding, frame.mode, entry.value);
+  if (tag.keepExtraFrames && FindDescription(frame.body, 1)) {
+    tag.userTexts.Add(tag.KeepFrame(frame.body, frame.memory),
+                      frame.mode == TextReduction::kKeepUnicode
+                          ? DecodeUserText<TextReduction::kKeepUnicode>
+                          : DecodeUserText<TextReduction::kLatin1>);
   }
   return true;
 }
@@ -299,7 +310,7 @@ bool StoreUserUrl(ID3Tag& tag, const V2Frame& frame) {
   if (tag.userUrl) {
     return false;
   }
-  if (const auto data = FindDescription(frame, 1)) {
+  if (const auto data = FindDescription(frame.body, 1)) {
     // The URL is ISO-8859-1 whatever the description's encoding is (ID3v2.4.0 frames, 4.3.2).
     tag.userUrl =
         ConvertToNarrow(frame.From(data->start), kLatin1, TextReduction::kLatin1, tag.longestText);
@@ -328,7 +339,7 @@ constexpr std::size_t kSmallestPicture = 4;
 /// Stores the picture whose type byte stands at `typePosition`.
 void StorePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeType,
                       std::size_t typePosition) {
-  const auto data = FindDescription(frame, typePosition + 1);
+  const auto data = FindDescription(frame.body, typePosition + 1);
   if (!data) {
     return;
   }
@@ -418,9 +429,8 @@ void KeepRawFrame(ID3Tag& tag, const V2Frame& frame) {
   if (!tag.keepExtraFrames) {
     return;
   }
-  TagRawFrame& raw = tag.rawFrames.emplace_back();
-  raw.data.assign(frame.body.begin(), frame.body.end());
-  CopyBounded(raw.id, id.data());
+  const ByteView data = tag.KeepFrame(frame.body, frame.memory);
+  tag.rawFrames.PushBack({data.data(), static_cast<std::uint32_t>(data.size()), frame.id});
 }
 
 // ---- The table --------------------------------------------------------------------------------

@@ -16,8 +16,8 @@ namespace {
 
 // ---- Texts ------------------------------------------------------------------------------------
 
-TextDecoder DecoderOf(const Frame& frame) {
-  return {frame.body.subspan(1), std::to_integer<std::uint32_t>(frame.body[0])};
+TextDecoder DecoderOf(ByteView frame) {
+  return {frame.subspan(1), std::to_integer<std::uint32_t>(frame[0])};
 }
 
 /// The values of a text frame; before 2.4 what follows a terminator does not count (ID3v2.3.0,
@@ -25,7 +25,7 @@ TextDecoder DecoderOf(const Frame& frame) {
 Values FrameValues(const Frame& frame) {
   Values values;
   if (TextDecoder::IsEncoding(frame.body[0])) {
-    TextDecoder decoder = DecoderOf(frame);
+    TextDecoder decoder = DecoderOf(frame.body);
     if (frame.version >= 4) {
       return TakeValues(decoder);
     }
@@ -41,7 +41,7 @@ std::u16string FrameText(const Frame& frame) {
   if (!TextDecoder::IsEncoding(frame.body[0])) {
     return {};
   }
-  TextDecoder decoder = DecoderOf(frame);
+  TextDecoder decoder = DecoderOf(frame.body);
   return frame.version >= 4 ? TakeJoined(decoder) : decoder.Take();
 }
 
@@ -76,7 +76,7 @@ std::optional<std::u16string> OnlyName(const Frame& frame) {
   if (!TextDecoder::IsEncoding(frame.body[0])) {
     return std::u16string();
   }
-  TextDecoder decoder = DecoderOf(frame);
+  TextDecoder decoder = DecoderOf(frame.body);
   std::u16string name = decoder.Take();
   const bool isOnly = frame.version >= 4
                           ? decoder.AtEnd()
@@ -91,6 +91,15 @@ TagText CutText(std::u16string_view text, std::size_t longest) {
     text = text.substr(0, longest - (cutsPair ? 1 : 0));
   }
   return MakeTagText(text);
+}
+
+/// The user-defined text of a frame whose encoding is known.
+TagUserText DecodeUserText(ByteView frame) {
+  TextDecoder decoder = DecoderOf(frame);
+  TagUserText entry;
+  entry.description = MakeTagText(decoder.Take());
+  entry.value = MakeTagText(TakeJoined(decoder));
+  return entry;
 }
 
 // ---- Numbers ----------------------------------------------------------------------------------
@@ -216,10 +225,7 @@ bool FieldFiller::StoreLanguageText(const Frame& frame) {
 bool FieldFiller::StoreUserText(const Frame& frame) {
   const bool isKept = tag_.keepExtraFrames && tag_.extraFramesMode != ExtraFramesMode::kIgnore;
   if (isKept && TextDecoder::IsEncoding(frame.body[0])) {
-    TextDecoder decoder = DecoderOf(frame);
-    TagUserText& entry = tag_.userTexts.emplace_back();
-    entry.description = CutText(decoder.Take(), tag_.longestText);
-    entry.value = CutText(TakeJoined(decoder), tag_.longestText);
+    tag_.userTexts.Add(tag_.KeepFrame(frame.body, MemoryOf(frame)), DecodeUserText);
   }
   return true;
 }
@@ -228,7 +234,7 @@ bool FieldFiller::StoreUserUrl(const Frame& frame) {
   if (!TextDecoder::IsEncoding(frame.body[0])) {
     return true;
   }
-  TextDecoder decoder = DecoderOf(frame);
+  TextDecoder decoder = DecoderOf(frame.body);
   decoder.Take();
   return decoder.AtEnd() || StoreUrl<&V2Values::userUrl>(
                                 {.id = frame.id, .version = frame.version, .body = decoder.Rest()});
@@ -326,13 +332,12 @@ bool FieldFiller::StorePicture(const Frame& frame) {
   if (picture && picture->kind != PictureKind::kFileIcon) {
     const bool goesFirst =
         picture->kind == PictureKind::kFrontCover &&
-        (tag_.pictures.empty() ||
-         tag_.pictures.front().kind != static_cast<std::uint8_t>(PictureKind::kFrontCover));
-    tag_.AddPicture(picture->image, picture->format,
-                    goesFirst ? PicturePlace::kFirst : PicturePlace::kLast,
-                    frame.isInTag ? memory_ : nullptr);
-    (goesFirst ? tag_.pictures.front() : tag_.pictures.back()).kind =
-        static_cast<std::uint8_t>(picture->kind);
+        (tag_.pictures.IsEmpty() ||
+         tag_.pictures[0].kind != static_cast<std::uint8_t>(PictureKind::kFrontCover));
+    TagPicture& kept =
+        tag_.AddPicture(picture->image, picture->format,
+                        goesFirst ? PicturePlace::kFirst : PicturePlace::kLast, MemoryOf(frame));
+    kept.kind = static_cast<std::uint8_t>(picture->kind);
   }
   return true;
 }
@@ -356,9 +361,8 @@ void FieldFiller::KeepRaw(const Frame& frame) {
                       (tag_.extraFramesMode == ExtraFramesMode::kKeepKnown &&
                        IsKnownFrame(frame.id, frame.version));
   if (isKept && tag_.keepExtraFrames) {
-    TagRawFrame& raw = tag_.rawFrames.emplace_back();
-    raw.data.assign(frame.body.begin(), frame.body.end());
-    CopyBounded(raw.id, frame.id.Text().data());
+    const ByteView data = tag_.KeepFrame(frame.body, MemoryOf(frame));
+    tag_.rawFrames.PushBack({data.data(), static_cast<std::uint32_t>(data.size()), frame.id});
   }
 }
 

@@ -13,7 +13,8 @@ namespace tagsmith::standard {
 /// say.
 class FieldFiller {
  public:
-  /// Pictures stay in `memory`, which must hold the tag's frames; without it they are copied.
+  /// What is kept of frames as it is stays in `memory`, which must hold the tag; without it, it is
+  /// copied.
   FieldFiller(ID3Tag& tag, const SharedMemory& memory) : tag_(tag), memory_(memory) {}
 
   void Store(const Frame& frame);
@@ -49,6 +50,10 @@ class FieldFiller {
   bool StoreRating(const Frame& frame);
   bool StoreFileIdentifier(const Frame& frame);
   bool StorePicture(const Frame& frame);
+  /// Null for a frame that stands somewhere else.
+  [[nodiscard]] SharedMemory MemoryOf(const Frame& frame) const {
+    return frame.isInTag ? memory_ : nullptr;
+  }
   [[nodiscard]] Frame CutFrame(const Frame& frame) const;
   void KeepRaw(const Frame& frame);
 

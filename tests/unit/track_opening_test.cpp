@@ -63,7 +63,7 @@ TEST(Opening, StreamsOfAllHabits) {
       EXPECT_LE(source.calls, c.calls);
       EXPECT_FALSE(tag.fileName.has_value());
       if (reading == &kOwnReading) {
-        EXPECT_EQ(tag.pictures.size(), c.title && keepsPictures ? 1U : 0U);
+        EXPECT_EQ(tag.pictures.Size(), c.title && keepsPictures ? 1U : 0U);
         EXPECT_EQ(c.opened ? source.position : end, end);
         EXPECT_EQ(tag.fileSizeText.data(), c.size);
       }
