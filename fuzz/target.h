@@ -44,7 +44,9 @@ inline Target FindTarget(std::string_view name) {
 inline std::string AsJson(const ID3Tag& tag) {
   TrackReport report;
   report.tag = &tag;
-  return ReportAsJson(report);
+  JsonWriter json;
+  WriteJson(json, report);
+  return json.Result();
 }
 
 /// Ends the process unless `holds`.

@@ -6,8 +6,21 @@
 #include "tags/unicode.h"
 
 namespace tagsmith {
+namespace {
+
+constexpr std::size_t kBlock = std::size_t{64} << 10U;
+
+}  // namespace
+
+void JsonWriter::Spill(std::size_t most) {
+  if (file_ != nullptr && text_.size() > most) {
+    std::fwrite(text_.data(), 1, text_.size(), file_);
+    text_.clear();
+  }
+}
 
 void JsonWriter::Separate() {
+  Spill(kBlock);
   if (needsComma_) {
     text_ += ", ";
   }
@@ -62,6 +75,7 @@ void JsonWriter::Value(std::u16string_view text) {
   text_ += '"';
   while (!text.empty()) {
     Character(TakeUtf16(text));
+    Spill(kBlock);
   }
   text_ += '"';
 }

@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <ranges>
 #include <span>
@@ -12,9 +13,17 @@
 
 namespace tagsmith {
 
-/// Builds one JSON text in memory. Commas and brackets are put where they belong.
+/// Builds one JSON text in memory, or writes it to a file block by block. Commas and brackets are
+/// put where they belong.
 class JsonWriter {
  public:
+  JsonWriter() = default;
+  /// The file stays the caller's, and has all of the text when the writer ends.
+  explicit JsonWriter(std::FILE* file) : file_(file) {}
+  JsonWriter(const JsonWriter&) = delete;
+  JsonWriter& operator=(const JsonWriter&) = delete;
+  ~JsonWriter() { Spill(0); }
+
   /// `body()` writes the members.
   template <std::invocable Body>
   void Object(Body body) {
@@ -71,6 +80,7 @@ class JsonWriter {
     value ? Value(*value) : Value(nullptr);
   }
 
+  /// The text that is built in memory.
   [[nodiscard]] const std::string& Result() const { return text_; }
 
  private:
@@ -80,7 +90,10 @@ class JsonWriter {
   void Open(char bracket);
   void Close(char bracket);
   void Character(char32_t character);
+  /// Gives the text to the file, if there is one, as soon as it has more than `most` bytes.
+  void Spill(std::size_t most);
 
+  std::FILE* file_ = nullptr;
   std::string text_;
   bool needsComma_ = false;
 };

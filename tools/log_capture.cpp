@@ -10,19 +10,19 @@
 namespace tagsmith {
 namespace {
 
-std::vector<CapturedLine> lines;
+CapturedLines lines;
 
 void Capture(std::int32_t level, std::string_view message) {
-  lines.push_back({level, std::string(message)});
+  lines.Add({level, std::string(message)});
 }
 
 }  // namespace
 
-void StartLogCapture() {
-  ConfigureLog(kLogInformation, std::fopen(NullDevice(), "w"), nullptr, false, LogLetters::kAll);
+void StartLogCapture(std::int32_t level) {
+  ConfigureLog(level, std::fopen(NullDevice(), "w"), nullptr, false, LogLetters::kAll);
   SetLogObserver(Capture);
 }
 
-std::vector<CapturedLine> TakeCapturedLines() { return std::exchange(lines, {}); }
+CapturedLines TakeCapturedLines() { return std::exchange(lines, {}); }
 
 }  // namespace tagsmith

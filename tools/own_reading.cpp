@@ -15,16 +15,11 @@ namespace {
 struct Opened {
   ID3Tag tag;
   bool isOpened = false;
-  std::vector<CapturedLine> log;
+  CapturedLines log;
 };
 
-void CollectLog(Opened& opened) {
-  opened.log = TakeCapturedLines();
-  std::erase_if(opened.log, [](const CapturedLine& line) { return line.level == kLogInformation; });
-}
-
 std::string LastMessage(const Opened& opened, const char* otherwise) {
-  return opened.log.empty() ? otherwise : opened.log.back().message;
+  return opened.log.Lines().empty() ? otherwise : opened.log.Lines().back()->message;
 }
 
 /// The first bytes, as many as an AIFF form or an ID3v2 tag begins with, as far as they are there.
@@ -121,12 +116,12 @@ OwnReading ReadAsHandlersDo(const FileReport& report, const Reading& reading) {
     ComStreamSource source(*stream);
     byStream.isOpened = reading.openStream(&source, &byStream.tag);
   }
-  CollectLog(byStream);
+  byStream.log = TakeCapturedLines();
 
   Opened byPath;
   byPath.tag.keepPictures = false;
   byPath.isOpened = reading.openFile(byPath.tag, report.file.c_str(), kScanQuick, nullptr, false);
-  CollectLog(byPath);
+  byPath.log = TakeCapturedLines();
 
   OwnReading own;
   for (const char* text :

@@ -15,8 +15,8 @@ struct OwnReading {
   std::string summary;    // tag versions, size, duration and bit rate; empty where none is known
   std::string headline;   // what the handlers do not show, and why; empty where nothing is missing
   std::string noPicture;  // why no thumbnail is to be seen, where that is so
-  std::vector<CapturedLine> streamLog;  // of the stream, which properties and thumbnail come from
-  std::vector<CapturedLine> fileLog;    // of the path, which columns come from
+  CapturedLines streamLog;  // of the stream, which properties and thumbnail come from
+  CapturedLines fileLog;    // of the path, which columns come from
 };
 
 /// Reads the file as the handlers did for `report`, whichever module answered. Lines that only

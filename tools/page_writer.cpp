@@ -128,8 +128,9 @@ void WriteAnswers(JsonWriter& json, const FileReport& report, const std::string&
   });
 }
 
-void WriteLog(JsonWriter& json, const std::vector<CapturedLine>& lines) {
-  json.Array(lines, [&](const CapturedLine& line) { json.Value(std::string_view(line.message)); });
+void WriteLog(JsonWriter& json, const CapturedLines& log) {
+  json.Array(log.Lines(),
+             [&](const CapturedLine* line) { json.Value(std::string_view(line->message)); });
 }
 
 /// The members that fillTrack in the page reads.

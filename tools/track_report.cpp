@@ -7,7 +7,6 @@
 #include "format/bounded.h"
 #include "tags/text_helpers.h"
 #include "tags/unicode.h"
-#include "tools/json_writer.h"
 
 namespace tagsmith {
 namespace {
@@ -243,18 +242,20 @@ constexpr MemberRow kRows[] = {
 
 // ---- The page for people ----------------------------------------------------------------------
 
-void AddLine(std::string& page, std::string_view label, std::string_view value) {
+void PrintLine(std::FILE* out, std::string_view label, std::string_view value) {
   if (value.empty()) {
     return;
   }
-  constexpr std::size_t kLabelWidth = 20;
-  page += "  ";
-  page += label;
-  page.append(kLabelWidth > label.size() ? kLabelWidth - label.size() : 1, ' ');
+  constexpr int kLabelWidth = 19;
+  std::fprintf(out, "  %-*.*s ", kLabelWidth, static_cast<int>(label.size()), label.data());
   for (const char c : value) {
-    page += c == '\n' ? "\n                      " : c == '\r' ? "" : std::string_view(&c, 1);
+    if (c == '\n') {
+      std::fputs("\n                      ", out);
+    } else if (c != '\r') {
+      std::fputc(c, out);
+    }
   }
-  page += '\n';
+  std::fputc('\n', out);
 }
 
 std::string ShowNumbers(std::uint16_t number, std::uint16_t count) {
@@ -288,37 +289,37 @@ std::string ShowAudio(const ID3Tag& tag) {
   return text;
 }
 
-void AddTagLines(std::string& page, const ID3Tag& tag) {
+void PrintTag(std::FILE* out, const ID3Tag& tag) {
   for (const MemberRow& row : kRows) {
     if (row.show != nullptr) {
-      AddLine(page, row.label, row.show(tag));
+      PrintLine(out, row.label, row.show(tag));
     }
   }
-  AddLine(page, "Track", ShowNumbers(tag.track, tag.trackCount));
-  AddLine(page, "Disc", ShowNumbers(tag.disc, tag.discCount));
-  AddLine(page, "Compilation", tag.compilation ? "yes" : "");
-  AddLine(page, "Podcast", tag.podcast ? "yes" : "");
+  PrintLine(out, "Track", ShowNumbers(tag.track, tag.trackCount));
+  PrintLine(out, "Disc", ShowNumbers(tag.disc, tag.discCount));
+  PrintLine(out, "Compilation", tag.compilation ? "yes" : "");
+  PrintLine(out, "Podcast", tag.podcast ? "yes" : "");
   if (tag.v1Present) {
-    AddLine(page, "Genre (V1)", tag.v1GenreName);
-    AddLine(page, "Track (V1)", tag.v1Track == kUnknownV1Number ? "" : std::to_string(tag.v1Track));
+    PrintLine(out, "Genre (V1)", tag.v1GenreName);
+    PrintLine(out, "Track (V1)",
+              tag.v1Track == kUnknownV1Number ? "" : std::to_string(tag.v1Track));
   }
   for (const TagUserText& entry : tag.userTexts.Decoded()) {
-    AddLine(page, "User text", Show(entry.description) + " = " + Show(entry.value));
+    PrintLine(out, "User text", Show(entry.description) + " = " + Show(entry.value));
   }
   for (const TagPicture& picture : tag.pictures) {
-    AddLine(page, "Picture",
-            Show(picture.format) + ", " + std::to_string(picture.data.size()) + " bytes");
+    PrintLine(out, "Picture",
+              Show(picture.format) + ", " + std::to_string(picture.data.size()) + " bytes");
   }
   for (const TagRawFrame& frame : tag.rawFrames) {
-    AddLine(page, "Other frame",
-            Show(frame.id.Text()) + ", " + std::to_string(frame.size) + " bytes");
+    PrintLine(out, "Other frame",
+              Show(frame.id.Text()) + ", " + std::to_string(frame.size) + " bytes");
   }
 }
 
 }  // namespace
 
-std::string ReportAsJson(const TrackReport& report) {
-  JsonWriter json;
+void WriteJson(JsonWriter& json, const TrackReport& report) {
   json.Object([&] {
     json.Member("file", report.file);
     json.Member("via", report.viaStream ? "stream" : "file");
@@ -329,26 +330,24 @@ std::string ReportAsJson(const TrackReport& report) {
       json.Member(row.key, [&] { row.write(json, *report.tag); });
     }
     json.Member("log", [&] {
-      json.Array(report.log, [&](const CapturedLine& line) {
+      json.Array(report.log.Lines(), [&](const CapturedLine* line) {
         json.Object([&] {
-          json.Member("level", line.level);
-          json.Member("message", line.message);
+          json.Member("level", line->level);
+          json.Member("message", line->message);
         });
       });
     });
   });
-  return json.Result();
 }
 
-std::string ReportAsText(const TrackReport& report) {
-  std::string page = report.file + "\n";
-  AddTagLines(page, *report.tag);
-  AddLine(page, "Audio",
-          report.opened && !report.tag->details.isMissing ? ShowAudio(*report.tag) : "not found");
-  for (const CapturedLine& line : report.log) {
-    AddLine(page, "Log", line.message);
+void PrintText(std::FILE* out, const TrackReport& report) {
+  std::fprintf(out, "%s\n", report.file.c_str());
+  PrintTag(out, *report.tag);
+  PrintLine(out, "Audio",
+            report.opened && !report.tag->details.isMissing ? ShowAudio(*report.tag) : "not found");
+  for (const CapturedLine* line : report.log.Lines()) {
+    PrintLine(out, "Log", line->message);
   }
-  return page;
 }
 
 }  // namespace tagsmith

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
-#include <vector>
 
 #include "tags/tag_model.h"
+#include "tools/json_writer.h"
 #include "tools/log_capture.h"
 
 namespace tagsmith {
@@ -17,13 +18,12 @@ struct TrackReport {
   bool opened = false;
   const char* reading = "own";  // or "standard"
   const ID3Tag* tag = nullptr;
-  std::vector<CapturedLine> log;
+  CapturedLines log;
 };
 
-/// One line of JSON, without the line feed.
-std::string ReportAsJson(const TrackReport& report);
+void WriteJson(JsonWriter& json, const TrackReport& report);
 
 /// Some lines for people: only what is there.
-std::string ReportAsText(const TrackReport& report);
+void PrintText(std::FILE* out, const TrackReport& report);
 
 }  // namespace tagsmith

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "diag/log.h"
 #include "tags/file_source.h"
 #include "tags/platform.h"
 #include "tags/reading.h"
@@ -64,8 +65,13 @@ bool Dump(const std::string& path, const Options& options) {
                            .reading = reading.name,
                            .tag = &tag,
                            .log = TakeCapturedLines()};
-  const std::string text = options.text ? ReportAsText(report) : ReportAsJson(report);
-  std::printf("%s\n", text.c_str());
+  if (options.text) {
+    PrintText(stdout, report);
+  } else {
+    JsonWriter json(stdout);
+    WriteJson(json, report);
+  }
+  std::printf("\n");
   std::fflush(stdout);
   return opened;
 }
@@ -88,7 +94,7 @@ int Run(std::vector<std::string> arguments) {
     return *line.end;
   }
   UseBinaryOutput();
-  StartLogCapture();
+  StartLogCapture(kLogInformation);
   int status = kDoneAll;
   for (const std::string& file : line.files) {
     if (!Dump(file, options)) {

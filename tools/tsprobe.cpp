@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "diag/log.h"
 #include "handlers/chosen_reading.h"
 #include "platform/handle.h"
 #include "shellext/base/version_info.h"
@@ -134,9 +135,9 @@ void PrintText(const FileReport& report, const OwnReading& reading) {
   std::string page = report.file + "\n  Reading: " + report.reading + "\n";
   page += reading.headline.empty() ? "" : "  " + reading.headline + "\n";
   page += "  Track, as tsprobe itself reads it\n    " + reading.summary + "\n";
-  const auto log = [&](const std::vector<CapturedLine>& lines) {
-    for (const CapturedLine& line : lines) {
-      page += "    Log: " + line.message + "\n";
+  const auto log = [&](const CapturedLines& captured) {
+    for (const CapturedLine* line : captured.Lines()) {
+      page += "    Log: " + line->message + "\n";
     }
   };
   const auto append = [&](const char* title, const auto& answers) {
@@ -269,7 +270,7 @@ int Run(std::vector<std::string> arguments) {
     PrintRegistration(options.text);
     return kDoneAll;
   }
-  StartLogCapture();
+  StartLogCapture(kLogWarning);
   UsePropertySystemDouble();
   if (FAILED(CoInitialize(nullptr))) {
     return kFailedSome;

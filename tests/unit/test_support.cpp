@@ -5,6 +5,7 @@
 #include <chrono>
 #include <fstream>
 
+#include "diag/log.h"
 #include "tags/mpeg_header.h"
 #include "tags/own/mpeg_frame.h"
 #include "tools/log_capture.h"
@@ -143,14 +144,15 @@ TemporaryFile::~TemporaryFile() {
 }
 
 LogWatch::LogWatch() {
-  StartLogCapture();
+  StartLogCapture(kLogInformation);
   TakeCapturedLines();
 }
 
 std::vector<std::string> LogWatch::Messages() {
   std::vector<std::string> messages;
-  for (const CapturedLine& line : TakeCapturedLines()) {
-    messages.push_back(std::to_string(line.level) + " " + line.message);
+  const CapturedLines captured = TakeCapturedLines();
+  for (const CapturedLine* line : captured.Lines()) {
+    messages.push_back(std::to_string(line->level) + " " + line->message);
   }
   return messages;
 }
