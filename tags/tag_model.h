@@ -7,7 +7,6 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <ranges>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -65,8 +64,9 @@ class TagUserTexts {
     decoder_ = decoder;
   }
 
-  /// The texts, each decoded when it is reached.
-  [[nodiscard]] auto Decoded() const { return std::views::transform(frames_, decoder_); }
+  [[nodiscard]] const BlockList<ByteView>& Frames() const { return frames_; }
+  /// The text of one of the frames.
+  [[nodiscard]] TagUserText Decode(ByteView frame) const { return decoder_(frame); }
 
  private:
   BlockList<ByteView> frames_;

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <optional>
-#include <ranges>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tagsmith {
 
@@ -33,11 +33,11 @@ class JsonWriter {
   }
 
   /// `writeEntry(entry)` writes one value for each entry.
-  template <std::ranges::input_range Range,
-            std::invocable<std::ranges::range_reference_t<const Range>> WriteEntry>
+  template <typename Range,
+            std::invocable<decltype(*std::declval<const Range&>().begin())> WriteEntry>
   void Array(const Range& entries, WriteEntry writeEntry) {
     Open('[');
-    for (auto&& entry : entries) {
+    for (const auto& entry : entries) {
       writeEntry(entry);
     }
     Close(']');

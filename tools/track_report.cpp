@@ -79,7 +79,7 @@ void Write(JsonWriter& json, const BlockList<Entry>& entries) {
 }
 
 void Write(JsonWriter& json, const TagUserTexts& texts) {
-  json.Array(texts.Decoded(), [&](const TagUserText& entry) { Write(json, entry); });
+  json.Array(texts.Frames(), [&](ByteView frame) { Write(json, texts.Decode(frame)); });
 }
 
 // ---- Values for people ------------------------------------------------------------------------
@@ -304,7 +304,8 @@ void PrintTag(std::FILE* out, const ID3Tag& tag) {
     PrintLine(out, "Track (V1)",
               tag.v1Track == kUnknownV1Number ? "" : std::to_string(tag.v1Track));
   }
-  for (const TagUserText& entry : tag.userTexts.Decoded()) {
+  for (const ByteView frame : tag.userTexts.Frames()) {
+    const TagUserText entry = tag.userTexts.Decode(frame);
     PrintLine(out, "User text", Show(entry.description) + " = " + Show(entry.value));
   }
   for (const TagPicture& picture : tag.pictures) {
