@@ -108,15 +108,19 @@ TEST(SourceReader, ReadsWhatIsNeededWhenReadingAheadFails) {
 }
 
 TEST(SourceReader, MovesASourceThatDidNotStandAtItsBeginning) {
-  const std::string content = Pattern(10'000);
+  const std::string content = Pattern(30'000);
   ProbeSource source(content, "");
   source.Seek(5000, SeekOrigin::kBegin);
   SourceReader reader(source, content.size());
   EXPECT_EQ(ReadText(reader, 8), content.substr(5000, 8));
+  reader.Skip(10'000);
+  EXPECT_EQ(ReadText(reader, 8), content.substr(15'008, 8));
   EXPECT_TRUE(reader.SeekFromEnd(128));
-  EXPECT_EQ(ReadText(reader, 8), content.substr(9872, 8));
+  EXPECT_EQ(ReadText(reader, 8), content.substr(29'872, 8));
   EXPECT_TRUE(reader.SeekTo(8));
   EXPECT_EQ(ReadText(reader, 8), content.substr(8, 8));
+  reader.Skip(10'000);
+  EXPECT_EQ(ReadText(reader, 8), content.substr(10'016, 8));
 }
 
 TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
