@@ -49,8 +49,7 @@ std::u16string Widen(std::string_view text, std::size_t longest) {
   std::size_t size = 0;
   for (std::string_view rest = text; !rest.empty();) {
     if (!TakeUtf8(rest)) {
-      return WidenSystemText(
-          text.substr(0, longest <= text.size() / 2 ? 2 * longest : text.size()));
+      return WidenSystemText(text.substr(0, 2 * std::min(longest, text.size())));
     }
     if (characters < longest) {
       ++characters;
@@ -65,10 +64,10 @@ std::string MarkedUtf16(std::string_view source, std::size_t longest) {
   const std::u16string wide = Widen(UpToZero(source), longest);
   const std::size_t size = longest == kWholeText ? 2 * source.size() + 6 : 2 * wide.size() + 6;
   std::string bytes;
-  bytes.reserve(std::max(size, 2 * wide.size() + 4));
+  bytes.reserve(size);
   AppendUtf16(bytes, {&kByteOrderMark, 1});
   AppendUtf16(bytes, wide);
-  bytes.resize(std::max(size, 2 * wide.size() + 4));
+  bytes.resize(size);
   return bytes;
 }
 

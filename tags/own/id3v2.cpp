@@ -196,12 +196,9 @@ class TagWalk {
   /// Whether the position is the end, padding, or letters and digits as a frame ID has them. Of a
   /// frame ID that the end of the tag cuts, the characters that are there decide.
   [[nodiscard]] bool IsAtFrame() const {
-    if (position_ >= buffer_.size()) {
-      return true;
-    }
-    const ByteView rest = buffer_.subspan(static_cast<std::size_t>(position_));
-    const ByteView id = UpTo(rest, 4);
-    return id[0] == std::byte{0} || std::all_of(id.begin(), id.end(), IsLetterOrDigit);
+    const ByteView id = UpTo(After(buffer_, position_), 4);
+    return id.empty() || id[0] == std::byte{0} ||
+           std::all_of(id.begin(), id.end(), IsLetterOrDigit);
   }
 
   /// Reads the encoding byte of the frames that begin with one; false when the frame is skipped.

@@ -50,9 +50,8 @@ std::size_t TrailingTags(ByteView fileEnd, const ID3Tag& tag) {
 bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
   constexpr std::size_t kFileEndSize = 4096;
   constexpr std::size_t kLookAhead = 2048;  // a frame of any rate and the beginning of the next
-  if (ReadV2(tag, reader, kLookAhead)) {
-    SkipFurtherTags(reader);
-  }
+  ReadV2(tag, reader, kLookAhead);
+  SkipFurtherTags(reader);
   const std::optional<FirstFrame> first = FindFirstFrame(reader);
 
   // The end of the file tells of ID3v1, and of the bit rate where nothing else does.
@@ -98,10 +97,10 @@ void ReadTrack(ID3Tag& tag, ByteSource& source, bool& result) {
 
 }  // namespace
 
-bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
+void ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
   const std::optional<TagHeader> header = ReadTagHeader(reader.Peek(kV2HeaderSize));
   if (!header) {
-    return false;
+    return;
   }
   const std::uint32_t size = header->TagSize();
   if (size <= SourceReader::kSmallBlock) {
@@ -118,7 +117,6 @@ bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
   tag.v2Version = header->version;
   tag.v2Present = true;
   tag.v2Loaded = true;
-  return true;
 }
 
 bool OpenStream(ByteSource* source, ID3Tag* tag) {

@@ -23,8 +23,8 @@ bool OpenPath(ID3Tag& tag, const char* path, std::uint32_t scanMode, ProgressCal
               bool checkWritable);
 
 /// Reads the ID3v2 tag at the reader's position, if there is one, and fetches `lookAhead` bytes
-/// after it, fewer where they do not fit into the reader's block with a short tag. False when there
-/// is none; the reader then stands where it stood.
-bool ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead);
+/// after it, fewer where they do not fit into the reader's block with a short tag. When there is
+/// none, the reader stays where it is.
+void ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead);
 
 }  // namespace tagsmith::standard

@@ -264,9 +264,20 @@ TEST(Opening, DurationsWrap) {
     ProbeSource source(content, "s.mp3");
     source.size = 10 + audio;
     ID3Tag tag;
+    tag.details.syncLost = true;  // of an earlier track
     EXPECT_TRUE(OpenTrackFromStream(&source, &tag));
     EXPECT_EQ(tag.details.duration, duration);
+    EXPECT_FALSE(tag.details.syncLost);
   }
+}
+
+TEST(Opening, ClaimsBeyondATerabyteCountAsOne) {
+  ProbeSource source(MpegFrames(k128, 3), "s.mp3");
+  source.failsSeeks = true;
+  source.size = ~std::uint64_t{0};
+  ID3Tag tag;
+  EXPECT_TRUE(standard::OpenStream(&source, &tag));
+  EXPECT_EQ(tag.details.duration, (std::uint64_t{1} << 40U) * 8 / 128'000);
 }
 
 TEST(Opening, LeavesStreamsWhereTheLastReadEnded) {
