@@ -20,18 +20,18 @@ void SwapPairs(std::string& bytes) {
 }
 
 /// The characters of a 16-bit text that fit `mode`, then zeros: of a whole text as many as the text
-/// had bytes, else one after `longest` characters and one more.
+/// had bytes, else one after `longest` characters and one more. The mark is a character that fits
+/// no mode.
 std::string NarrowUtf16(ByteView source, TextReduction mode, std::size_t longest) {
   const auto byteAt = [&](std::size_t i) {
     return i < source.size() ? std::to_integer<unsigned>(source[i]) : 0U;
   };
   const bool isBigEndian = byteAt(0) == 0xFE || byteAt(0) == 0;
-  const bool hasMark = byteAt(0) == 0xFE || byteAt(0) == 0xFF;
   const unsigned last = mode == TextReduction::kAscii ? 126 : 254;
   const std::size_t wholeSize = source.size() + 2;
   std::string kept;
   kept.reserve(longest == kWholeText ? wholeSize : std::min(longest + 2, wholeSize));
-  for (std::size_t i = hasMark ? 2 : 0; i + 1 < wholeSize && kept.size() <= longest; i += 2) {
+  for (std::size_t i = 0; i + 1 < wholeSize && kept.size() <= longest; i += 2) {
     const unsigned unit =
         byteAt(i + (isBigEndian ? 0 : 1)) << 8U | byteAt(i + (isBigEndian ? 1 : 0));
     if (unit >= 32 && unit <= last) {

@@ -200,6 +200,7 @@ TEST(Opening, CutsTextsThatAreTooLong) {
     std::string data;
     std::u16string own;
     std::u16string standard;
+    std::size_t longest = 4;
   };
   const Case cases[] = {
       {"\0abcd"s, u"abcd", u"abcd"},
@@ -209,28 +210,33 @@ TEST(Opening, CutsTextsThatAreTooLong) {
       {"\1\xFF\xFE" + Utf16Le(u"abc\xD800\xDC00z"), u"abc\xD800", u"abc"},
       {"\1\xFF\xFE" + Utf16Le(u"ab\xDBFF\xDFFFz"), u"ab\xDBFF\xDFFF", u"ab\xDBFF\xDFFF"},
       {"\1\xFF\xFE" + Utf16Le(u"abcd\xD800"), u"abcd", u"abcd"},
+      {"\1\xFF\xFE" + Utf16Le(u"\xD800\xDC00z"), u"\xD800", u"", 1},
+      {"\1\xFF\xFE" + Utf16Le(u"\xDC00z"), u"", u"", 0},
       {"\3\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\xC3\xA4", u"\xE4\xF6\xFC\xDF", u"\xE4\xF6\xFC\xDF"},
   };
   for (const Case& c : cases) {
     for (const Reading* reading : {&kOwnReading, &kStandardReading}) {
       SCOPED_TRACE(::testing::PrintToString(c.data) + reading->name);
-      const std::string content = V2Tag(4, Frame(4, "TIT2", c.data)) + MpegFrames(k128, 3);
+      const std::string comment = "\0eng"s + std::string(65'531, 'd') + "\0abcde"s;
+      const std::string content =
+          V2Tag(4, Frame(4, "TIT2", c.data) + Frame(4, "COMM", comment)) + MpegFrames(k128, 3);
       ProbeSource source(content, "s.mp3");
       ID3Tag tag;
-      tag.longestText = 4;
+      tag.longestText = c.longest;
       reading->openStream(&source, &tag);
       const std::u16string& kept = reading == &kOwnReading ? c.own : c.standard;
       const std::string& text = tag.title.text;
       EXPECT_EQ(tag.title.encoding == kLatin1 ? WidenLatin1(UpToZero(text)) : DecodeUtf16(text),
                 kept);
       EXPECT_EQ(tag.title.length, kept.size());
+      EXPECT_EQ(tag.comment.length, c.longest);
     }
   }
 }
 
 TEST(Opening, ListsNamesInTheStandardReading) {
   const std::string content =
-      V2Tag(4, Frame(4, "TPE1", "\3A\0B"s) + Frame(4, "TPE3", "\3only"s) +
+      V2Tag(4, Frame(4, "TPE1", "\3A\0B"s) + Frame(4, "TPE3", "\3only\0\0"s) +
                    Frame(4, "TCOM", "\3C\0D"s) + Frame(4, "TCON", "\0(17)x"s) +
                    Frame(4, "TPOS", "\0002/3"s)) +
       MpegFrames(k128, 3);
