@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 targets=(fuzz/*_target.cpp)
 targets=("${targets[@]#fuzz/}")
 targets=("${targets[@]%_target.cpp}")
-declare -A longest=([picture]=4000 [texts]=1000 [faults]=6000)
+declare -A longest=([file]=60000 [picture]=4000 [texts]=1000 [faults]=6000)
 target=${1:-all}
 seconds=${2:-60}
 build=build/fuzz

@@ -4,6 +4,11 @@
 
 namespace tagsmith::fuzz {
 
-void CheckPicture(std::string_view input) { ReadPictureSize(test::Bytes(input)); }
+void CheckPicture(std::string_view input) {
+  if (const auto size = ReadPictureSize(test::Bytes(input))) {
+    Require(size->DecodedBytes() >= std::uint64_t{size->width} * size->height,
+            "a decoded picture has a byte a pixel at least");
+  }
+}
 
 }  // namespace tagsmith::fuzz

@@ -59,6 +59,16 @@ void WriteAsJson(std::string_view input) {
   Require(quotes == 8, "quotes are escaped");
 }
 
+/// Of 16-bit text all but unpaired surrogates survives the way through UTF-8.
+void GoThroughUtf8(std::string_view input) {
+  std::u16string wide = DecodeUtf16(input);
+  std::u16string back = Utf8ToUtf16(Utf16ToUtf8(wide)).value();
+  Require(back.size() == wide.size(), "UTF-8 has as many units");
+  for (std::size_t i = 0; i < wide.size(); ++i) {
+    Require(back[i] == wide[i] || IsSurrogate(wide[i]), "UTF-8 has the same units");
+  }
+}
+
 void Format(std::string_view input) {
   std::array<std::uint64_t, 2> numbers{};
   std::memcpy(numbers.data(), input.data(), std::min(input.size(), sizeof numbers));
@@ -84,6 +94,7 @@ void Format(std::string_view input) {
 void CheckTexts(std::string_view input) {
   Convert(test::Bytes(input));
   WriteAsJson(input);
+  GoThroughUtf8(input);
   Format(input);
 }
 
