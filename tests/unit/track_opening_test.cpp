@@ -169,6 +169,13 @@ TEST(Opening, SearchesInBlocksThatGrow) {
       EXPECT_LE(source.bytesRead, content.size() + (std::size_t{64} << 10U));
     }
   }
+  // Not much is read after what is looked for.
+  const std::string zeros(size, '\0');
+  const std::string early = V2Tag(3, "") + '\xFF' + zeros.substr(0, 400'000) + "\xFB\x90" + zeros;
+  ProbeSource source(early, "s.mp3");
+  ID3Tag tag;
+  EXPECT_TRUE(OpenTrackFromStream(&source, &tag));
+  EXPECT_LE(source.bytesRead, 400'000U / 8 * 9);
 }
 
 /// A seek to the beginning that fails after the ID3v1 step leaves the source after the last 128
