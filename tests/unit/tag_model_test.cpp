@@ -10,6 +10,8 @@ TEST(TagModel, SetTextTellsTheSize) {
   TagText field;
   EXPECT_EQ(Tag::SetText(Bytes("ab"), kLatin1, TextReduction::kKeepUnicode, &field), 3U);
   EXPECT_EQ(Tag::SetText(Bytes("a\0b\0"s), kUtf16, TextReduction::kLatin1, &field), 6U);
+  EXPECT_EQ(Tag::SetText(Bytes("w"), kUtf8, TextReduction::kKeepUnicode, &field), 4U);
+  EXPECT_EQ(field.text, "\xFF\xFEw\0\0\0\0\0"s);
   EXPECT_EQ(Tag::SetText(Bytes("ab"), kLatin1, TextReduction::kKeepUnicode, nullptr), 0U);
 }
 

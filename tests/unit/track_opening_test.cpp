@@ -212,6 +212,7 @@ TEST(Opening, CutsTextsThatAreTooLong) {
   const Case cases[] = {
       {"\0abcd"s, u"abcd", u"abcd"},
       {"\0abcdefghijklmnop"s, u"abcd", u"abcd"},
+      {"\0\xFF\xFEwxyz"s, u"\xFF\xFEwx", u"\xFF\xFEwx"},
       {"\0a\rb\rcd"s, u"a\r\nb", u"a\rb\r"},
       {"\1\xFF\xFE" + Utf16Le(u"abcdef"), u"abcd", u"abcd"},
       {"\1\xFF\xFE" + Utf16Le(u"abc\xD800\xDC00z"), u"abc\xD800", u"abc"},
