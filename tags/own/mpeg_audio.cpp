@@ -32,10 +32,7 @@ class EncoderBuffer {
   [[nodiscard]] bool IsEmpty() const { return text_.front() == '\0'; }
 
   /// The text is then these bytes up to their first zero.
-  void Set(ByteView bytes) {
-    std::copy_n(AsText(bytes).begin(), CountOf(bytes), text_.begin());
-    text_[CountOf(bytes)] = '\0';
-  }
+  void Set(ByteView bytes) { CopyBounded(text_, AsText(bytes)); }
 
   /// Cuts "LAME3.100 ..." to what is the encoder's name and version.
   void CutLameVersion() {
@@ -56,11 +53,8 @@ class EncoderBuffer {
 
  private:
   [[nodiscard]] bool IsLame() const { return EqualIgnoringCase(text_.data(), kLame, kLame.size()); }
-  [[nodiscard]] std::size_t CountOf(ByteView bytes) const {
-    return std::min(bytes.size(), text_.size() - 1);
-  }
 
-  std::array<char, 256> text_{};
+  std::array<char, kEncoderSize + 1> text_{};
 };
 
 /// Reads the encoder from a VBR header in `frame`, which begins with the frame's header.
