@@ -28,7 +28,7 @@ void Convert(ByteView input) {
         const std::size_t same = static_cast<std::size_t>(cut.length) * (isWide ? 2 : 1);
         Require(cut.bytes.compare(0, same, text.bytes, 0, same) == 0,
                 "a text that is cut begins as the whole one");
-        const std::size_t beside = encoding == kUtf8 ? 3 : 2;  // mark, and zeros after it
+        const std::size_t beside = 2;  // mark and terminator
         Require(cut.length == text.length || cut.bytes.size() <= same + beside * (isWide ? 2 : 1),
                 "a text that is cut takes no memory for the rest");
       }

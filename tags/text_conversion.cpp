@@ -62,13 +62,20 @@ std::u16string Widen(std::string_view text, std::size_t longest) {
 /// UTF-8 as UTF-16LE with a mark and zeros after it.
 std::string MarkedUtf16(std::string_view source, std::size_t longest) {
   const std::u16string wide = Widen(UpToZero(source), longest);
-  const std::size_t size = longest == kWholeText ? 2 * source.size() + 6 : 2 * wide.size() + 6;
+  const std::size_t size = longest == kWholeText ? 2 * source.size() + 6 : 2 * wide.size() + 4;
   std::string bytes;
   bytes.reserve(size);
   AppendUtf16(bytes, {&kByteOrderMark, 1});
   AppendUtf16(bytes, wide);
   bytes.resize(size);
   return bytes;
+}
+
+/// What is in front of the terminator, if there is one.
+ByteView UpToTerminator(ByteView text, std::size_t unit) {
+  const std::size_t size =
+      unit == 1 ? UpToZero(AsText(text)).size() : 2 * CountUtf16Units(AsText(text));
+  return size + unit <= text.size() ? text.first(size) : text;
 }
 
 /// The units before the terminator, without the mark.
@@ -135,6 +142,9 @@ ConvertedText ConvertText(ByteView source, std::uint32_t encoding, TextReduction
   } else {
     if (longest < source.size()) {
       source = UpTo(source, (longest + 2) * sourceUnit);  // with the mark, and one too many
+    }
+    if (longest != kWholeText) {
+      source = UpToTerminator(source, sourceUnit);
     }
     result.bytes.reserve(source.size() + sourceUnit);
     result.bytes = AsText(source);
