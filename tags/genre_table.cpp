@@ -139,6 +139,10 @@ constexpr char kGenreNames[kGenreCount][kSlotSize] = {
 
 }  // namespace
 
-const char* GetGenreName(std::size_t index) { return kGenreNames[index]; }
+const char* GetGenreName(std::uint8_t index) {
+  return kGenreNames[index < kV1GenreCount ? index : kGenreOther];
+}
+
+const char* GetReferencedGenreName(std::size_t index) { return kGenreNames[index]; }
 
 }  // namespace tagsmith

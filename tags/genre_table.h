@@ -10,7 +10,10 @@ inline constexpr std::size_t kGenreCount = 126;
 inline constexpr std::uint8_t kV1GenreCount = 80;
 inline constexpr std::uint8_t kGenreOther = 12;
 
-/// The name for a number below kGenreCount. Owned by the table.
-const char* GetGenreName(std::size_t index);
+/// The name for an ID3v1 genre number; a number of 80 or more gives "Other". Owned by the table.
+const char* GetGenreName(std::uint8_t index);
+
+/// The name for the number of an ID3v2 reference, below kGenreCount. Owned by the table.
+const char* GetReferencedGenreName(std::size_t index);
 
 }  // namespace tagsmith

@@ -121,7 +121,7 @@ std::optional<std::string_view> ReferencedGenre(std::string_view rawText) {
   if (number < 0 || number >= static_cast<std::int32_t>(kGenreCount)) {
     return std::nullopt;
   }
-  return GetGenreName(static_cast<std::size_t>(number));
+  return GetReferencedGenreName(static_cast<std::size_t>(number));
 }
 
 /// What follows the first closing parenthesis among 16-bit units, up to their end, little-endian;

@@ -372,6 +372,7 @@ class AudioFrameWalk {
 bool AnalyseMpegFrames(ID3Tag& tag, SourceReader& reader, std::uint32_t fileSize,
                        std::uint32_t scanMode, ProgressCallback progress) {
   try {
+    tag.details.syncLost = false;
     reader.UseLargeBlocks();
     if (!AudioFrameWalk(tag, reader, fileSize, scanMode).Run()) {
       return false;

@@ -126,7 +126,7 @@ const char* GenreName(std::size_t index) {
     return respelt->name;
   }
   if (index < kGenreCount) {
-    return GetGenreName(index);
+    return GetReferencedGenreName(index);
   }
   index -= kGenreCount;
   return index < std::size(kFurtherNames) ? kFurtherNames[index] : "";
