@@ -49,7 +49,8 @@ SourceStatus ComStreamSource::Status() {
     return {};
   }
   const TaskMemory<wchar_t> name(status.pwcsName);
-  return {name ? Utf8(name.Get()) : std::string(), status.cbSize.QuadPart};
+  name_ = name ? Utf8(name.Get()) : std::string();
+  return {name_, status.cbSize.QuadPart};
 }
 
 }  // namespace tagsmith

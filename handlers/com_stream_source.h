@@ -5,6 +5,8 @@
 
 #include <objidl.h>
 
+#include <string>
+
 #include "tags/byte_source.h"
 
 namespace tagsmith {
@@ -21,6 +23,7 @@ class ComStreamSource : public ByteSource {
 
  private:
   IStream& stream_;
+  std::string name_;
 };
 
 }  // namespace tagsmith

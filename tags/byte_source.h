@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
+#include <string_view>
 
 namespace tagsmith {
 
@@ -20,7 +20,7 @@ struct ReadResult {
 };
 
 struct SourceStatus {
-  std::string name;        // UTF-8; a path, a bare file name, or empty where there is none
+  std::string_view name;   // UTF-8; a path, a bare file name, or empty where there is none
   std::uint64_t size = 0;  // in bytes, as the source says; not to be relied on
 };
 
@@ -38,6 +38,7 @@ class ByteSource {
   /// Moves the position; returns it, counted from the beginning, or nothing when it did not move.
   virtual std::optional<std::uint64_t> Seek(std::int64_t offset, SeekOrigin origin) = 0;
 
+  /// The name stays the source's, and is good until the next call.
   virtual SourceStatus Status() = 0;
 };
 

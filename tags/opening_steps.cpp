@@ -36,7 +36,7 @@ bool MarkKind(ID3Tag& tag, std::string_view name, std::span<const TrackKind> kin
 /// The stream's name once more, for a message.
 std::string NameOf(ByteSource& source) {
   try {
-    return source.Status().name;
+    return std::string(source.Status().name);
   } catch (...) {
     return {};
   }
@@ -48,7 +48,7 @@ bool MarkStreamKind(ID3Tag& tag, std::string_view name) {
   return MarkKind(tag, name, kStreamKinds);
 }
 
-bool CheckExtension(const char* path, ID3Tag* tag) {
+bool CheckExtension(std::string_view path, ID3Tag* tag) {
   if (tag != nullptr) {
     return MarkKind(*tag, path, kTrackKinds);
   }

@@ -17,7 +17,7 @@ using ProgressCallback = void (*)(const char* text, int percent);
 bool MarkStreamKind(ID3Tag& tag, std::string_view name);
 
 /// Likewise for files, which may also be ".tdf"; `tag` may be null.
-bool CheckExtension(const char* path, ID3Tag* tag);
+bool CheckExtension(std::string_view path, ID3Tag* tag);
 
 /// True when the file cannot be opened for writing. Failures other than missing permission are
 /// logged.

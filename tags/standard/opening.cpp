@@ -78,7 +78,7 @@ bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
 
 void ReadTrack(ID3Tag& tag, ByteSource& source, bool& result) {
   const SourceStatus status = source.Status();
-  if (!status.name.empty() && !CheckExtension(status.name.c_str(), nullptr)) {
+  if (!status.name.empty() && !CheckExtension(status.name, nullptr)) {
     return;
   }
   const std::uint64_t size = std::min(status.size, kLargestSize);
