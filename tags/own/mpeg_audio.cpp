@@ -121,13 +121,13 @@ class ScanLimit {
       notedAt_ = frameCount;
       return false;
     }
-    return notedAt_ != 0 && notedAt_ + kSteadyFrames < frameCount && frameCount > kQuickFrames;
+    return notedAt_ + kSteadyFrames < frameCount && frameCount > kQuickFrames;
   }
 
   bool isQuick_;
   std::uint32_t mostConstant_;  // frames of one bit rate that are walked
   std::int64_t average_ = 0;    // as noted when it last changed
-  std::uint32_t notedAt_ = 0;   // the frame count then; 0: not noted yet
+  std::uint32_t notedAt_ = 0;   // the frame count then
 };
 
 /// The walk over the frames of a file, and its way back to the search for another first frame.

@@ -144,6 +144,11 @@ TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
   EXPECT_EQ(source.position, 12U);
   EXPECT_FALSE(reader.SeekFromEnd(20'000));
   EXPECT_EQ(ReadText(reader, 4), content.substr(12, 4));
+  ProbeSource wrapping(content, "");
+  wrapping.seekModulus = 4'000;
+  SourceReader lost(wrapping, content.size());
+  EXPECT_FALSE(lost.SeekTo(5'000));
+  EXPECT_EQ(ReadText(lost, 4), content.substr(0, 4));
 }
 
 }  // namespace

@@ -189,8 +189,9 @@ std::optional<std::uint64_t> ProbeSource::Seek(std::int64_t offset, SeekOrigin o
   if (repeats && origin == SeekOrigin::kCurrent) {
     return position += static_cast<std::uint64_t>(offset);
   }
-  if (seekModulus != 0 && origin == SeekOrigin::kCurrent) {
-    const std::uint64_t target = before + static_cast<std::uint64_t>(offset);
+  if (seekModulus != 0 && origin != SeekOrigin::kEnd) {
+    const std::uint64_t from = origin == SeekOrigin::kCurrent ? before : 0;
+    const std::uint64_t target = from + static_cast<std::uint64_t>(offset);
     offset = static_cast<std::int64_t>(target % seekModulus);
     origin = SeekOrigin::kBegin;
   }
