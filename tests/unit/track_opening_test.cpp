@@ -238,6 +238,7 @@ TEST(Opening, CutsTextsThatAreTooLong) {
       EXPECT_EQ(tag.title.encoding == kLatin1 ? WidenLatin1(UpToZero(text)) : DecodeUtf16(text),
                 kept);
       EXPECT_EQ(tag.title.length, kept.size());
+      EXPECT_TRUE(text.ends_with(tag.title.encoding == kLatin1 ? "\0"sv : "\0\0"sv));
       EXPECT_EQ(tag.comment.length, c.longest);
       if (reading == &kOwnReading) {  // in which a genre begins after a parenthesis
         EXPECT_EQ(UpToZero(tag.genre.text), " after"s.substr(0, c.longest));
