@@ -77,6 +77,14 @@ std::size_t CopyBounded(std::span<char> buffer, std::string_view text) {
   return CopyTo(buffer, text);
 }
 
+std::size_t JoinBounded(std::span<char> buffer, std::initializer_list<std::string_view> parts) {
+  std::size_t length = CopyBounded(buffer, {});
+  for (const std::string_view part : parts) {
+    length += CopyTo(buffer.subspan(length), part);
+  }
+  return length;
+}
+
 std::size_t CopyBounded(std::span<wchar_t> buffer, std::wstring_view text) {
   return CopyTo(buffer, text);
 }

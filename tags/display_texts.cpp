@@ -13,53 +13,56 @@ constexpr const char* kVbrKindNames[2][2] = {
 
 constexpr std::int32_t kFirstUnsupportedVersion = 5;
 
+/// The quotient, rounded to the nearest number and in the middle to the even one.
+std::uint64_t DivideToEven(std::uint64_t dividend, std::uint64_t divisor) {
+  const std::uint64_t quotient = dividend / divisor;
+  const std::uint64_t twice = 2 * (dividend % divisor);
+  return quotient + (twice > divisor || (twice == divisor && quotient % 2 != 0) ? 1 : 0);
+}
+
 }  // namespace
 
 std::size_t FormatDuration(std::span<char> text, std::uint64_t quantity, std::uint64_t divisor) {
-  const auto seconds = static_cast<long long>(divisor == 0 ? quantity : quantity / divisor);
-  const auto unsignedSeconds = static_cast<unsigned long long>(seconds);
-  const auto hours = static_cast<long long>(unsignedSeconds / 3600);
-  const auto minutes = static_cast<long long>(unsignedSeconds / 60);
-  const auto restMinutes = static_cast<long long>(unsignedSeconds / 60 % 60);
-  const auto restSeconds = static_cast<long long>(unsignedSeconds % 60);
-  if (unsignedSeconds < 60) {
-    return FormatBounded(text, "%lld seconds", seconds);
+  const std::uint64_t seconds = divisor == 0 ? quantity : quantity / divisor;
+  // The whole is shown as a signed number.
+  const Decimal all(static_cast<std::int64_t>(seconds));
+  const Decimal rest(seconds % 60, 2);
+  if (seconds < 60) {
+    return JoinBounded(text, {all, " seconds"});
   }
-  if (unsignedSeconds >= 3600) {
-    return FormatBounded(text, "%lld:%02lld:%02lld (%lld seconds)", hours, restMinutes, restSeconds,
-                         seconds);
+  if (seconds >= 3600) {
+    return JoinBounded(text, {Decimal(seconds / 3600), ":", Decimal(seconds / 60 % 60, 2), ":",
+                              rest, " (", all, " seconds)"});
   }
-  return FormatBounded(text, "%lld:%02lld (%lld seconds)", minutes, restSeconds, seconds);
+  return JoinBounded(text, {Decimal(seconds / 60), ":", rest, " (", all, " seconds)"});
 }
 
 std::size_t FormatFileSize(std::span<char> text, std::uint64_t bytes) {
-  const std::uint64_t wholeKilobytes = bytes / 1024;
-  const auto kilobytes = static_cast<float>(wholeKilobytes);
-  const auto count = static_cast<long long>(bytes);
-  if (kilobytes < 1.0F) {
-    return FormatBounded(text, "%lld bytes", count);
+  const Decimal all(static_cast<std::int64_t>(bytes));
+  const auto kilobytes = static_cast<std::uint64_t>(static_cast<float>(bytes / 1024));
+  if (kilobytes < 1) {
+    return JoinBounded(text, {all, " bytes"});
   }
-  if (kilobytes < 1000.0F) {
-    return FormatBounded(text, "%.2f KB (%lld bytes)", static_cast<double>(kilobytes), count);
-  }
-  const float megabytes = kilobytes / 1024.0F;
-  return FormatBounded(text, "%.2f MB (%lld bytes)", static_cast<double>(megabytes), count);
+  const bool isLarge = kilobytes >= 1000;
+  const std::uint64_t hundredths = isLarge ? DivideToEven(100 * kilobytes, 1024) : 100 * kilobytes;
+  return JoinBounded(text, {Decimal(hundredths / 100), ".", Decimal(hundredths % 100, 2),
+                            isLarge ? " MB (" : " KB (", all, " bytes)"});
 }
 
 std::size_t FormatBitRate(std::span<char> text, std::uint32_t kilobitsPerSecond, bool isVbr,
                           bool isEstimated) {
-  return FormatBounded(text, "%d kbps (%s)", static_cast<std::int32_t>(kilobitsPerSecond),
-                       kVbrKindNames[isVbr ? 1 : 0][isEstimated ? 1 : 0]);
+  return JoinBounded(text, {Decimal(static_cast<std::int32_t>(kilobitsPerSecond)), " kbps (",
+                            kVbrKindNames[isVbr ? 1 : 0][isEstimated ? 1 : 0], ")"});
 }
 
 std::size_t FormatTagVersion(std::span<char> text, const TagVersions& versions) {
   const char* suffix = versions.v2Version >= kFirstUnsupportedVersion ? " (unsupported)" : "";
   if (versions.v1Present && versions.v2Present) {
-    FormatBounded(text, "V1 and V2.%d%s", versions.v2Version, suffix);
+    JoinBounded(text, {"V1 and V2.", Decimal(versions.v2Version), suffix});
   } else if (versions.v1Present) {
     CopyBounded(text, "V1");
   } else if (versions.v2Present) {
-    FormatBounded(text, "V2.%d%s", versions.v2Version, suffix);
+    JoinBounded(text, {"V2.", Decimal(versions.v2Version), suffix});
   }
   return AppendBounded(text, versions.podcast ? " (podcast)" : "");
 }

@@ -26,6 +26,8 @@ TEST(DisplayTexts, DurationsAndSizes) {
       {FormatFileSize, 1535, "1.00 KB (1535 bytes)"},
       {FormatFileSize, 1023999, "999.00 KB (1023999 bytes)"},
       {FormatFileSize, 1024000, "0.98 MB (1024000 bytes)"},
+      {FormatFileSize, 1152 << 10U, "1.12 MB (1179648 bytes)"},
+      {FormatFileSize, 1408 << 10U, "1.38 MB (1441792 bytes)"},
       {FormatFileSize, 0xFFFFFFFF, "4096.00 MB (4294967295 bytes)"},
   };
   for (const Case& c : cases) {
