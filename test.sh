@@ -23,6 +23,7 @@ run_tests() {
 }
 
 scripts/setup.sh test || exit 1
+scripts/run-wine.sh cmd /c exit </dev/null &>/dev/null &  # makes the prefix, which takes a while
 for preset in native native-sanitize windows; do
   step "Build: $preset"
   scripts/build.sh "$preset" || exit 1
