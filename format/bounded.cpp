@@ -1,6 +1,7 @@
 #include "format/bounded.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cwchar>
 
@@ -75,6 +76,12 @@ std::size_t FormatBounded(std::span<wchar_t> buffer, const wchar_t* format, ...)
 
 std::size_t CopyBounded(std::span<char> buffer, std::string_view text) {
   return CopyTo(buffer, text);
+}
+
+void Decimal::Write(std::int64_t number, std::size_t digits) {
+  char* const start = memory_.data() + 1;  // after a zero that may be needed
+  const char* const end = std::to_chars(start, memory_.data() + memory_.size(), number).ptr;
+  text_ = {end - start < static_cast<std::ptrdiff_t>(digits) ? memory_.data() : start, end};
 }
 
 std::size_t JoinBounded(std::span<char> buffer, std::initializer_list<std::string_view> parts) {

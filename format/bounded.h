@@ -4,10 +4,10 @@
 #pragma once
 
 #include <array>
-#include <charconv>
 #include <concepts>
 #include <cstdarg>
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <string_view>
@@ -33,22 +33,22 @@ std::size_t CopyBounded(std::span<wchar_t> buffer, std::wstring_view text);
 /// A number as decimal text, with zeros in front where it has fewer than `digits`, at most two.
 class Decimal {
  public:
-  template <std::integral Number>
-  explicit Decimal(Number number, std::size_t digits = 1)
-      : end_(std::to_chars(text_.data() + 1, text_.data() + text_.size(), number).ptr),
-        start_(text_.data() + (end_ - text_.data() > static_cast<std::ptrdiff_t>(digits) ? 1 : 0)) {
+  /// The number counts as a signed one of 64 bits.
+  explicit Decimal(std::integral auto number, std::size_t digits = 1) {
+    Write(static_cast<std::int64_t>(number), digits);
   }
   Decimal(const Decimal&) = delete;
   Decimal& operator=(const Decimal&) = delete;
 
   // It stands in lists of texts.
   // NOLINTNEXTLINE(google-explicit-constructor,hicpp-explicit-conversions)
-  operator std::string_view() const { return {start_, end_}; }
+  operator std::string_view() const { return text_; }
 
  private:
-  std::array<char, 22> text_{'0'};
-  const char* end_;
-  const char* start_;
+  void Write(std::int64_t number, std::size_t digits);
+
+  std::array<char, 22> memory_{'0'};
+  std::string_view text_;
 };
 
 /// Replaces the buffer's text by the parts, one after the other: what printf takes ten times as

@@ -24,8 +24,7 @@ std::uint64_t DivideToEven(std::uint64_t dividend, std::uint64_t divisor) {
 
 std::size_t FormatDuration(std::span<char> text, std::uint64_t quantity, std::uint64_t divisor) {
   const std::uint64_t seconds = divisor == 0 ? quantity : quantity / divisor;
-  // The whole is shown as a signed number.
-  const Decimal all(static_cast<std::int64_t>(seconds));
+  const Decimal all(seconds);
   const Decimal rest(seconds % 60, 2);
   if (seconds < 60) {
     return JoinBounded(text, {all, " seconds"});
@@ -38,7 +37,7 @@ std::size_t FormatDuration(std::span<char> text, std::uint64_t quantity, std::ui
 }
 
 std::size_t FormatFileSize(std::span<char> text, std::uint64_t bytes) {
-  const Decimal all(static_cast<std::int64_t>(bytes));
+  const Decimal all(bytes);
   const auto kilobytes = static_cast<std::uint64_t>(static_cast<float>(bytes / 1024));
   if (kilobytes < 1) {
     return JoinBounded(text, {all, " bytes"});
