@@ -1,6 +1,7 @@
 #include "tags/text_conversion.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "tags/platform.h"
@@ -42,32 +43,27 @@ std::string NarrowUtf16(ByteView source, TextReduction mode, std::size_t longest
   return kept;
 }
 
-/// At least the first `longest` characters. UTF-8 that is not well-formed in any place is widened
-/// as a whole.
-std::u16string Widen(std::string_view text, std::size_t longest) {
+/// UTF-8 as UTF-16LE with a mark and zeros after it: at least the first `longest` characters. What
+/// is not well-formed in any place is widened as a whole.
+std::string MarkedUtf16(std::string_view source, std::size_t longest) {
+  const std::string_view text = UpToZero(source);
+  std::string bytes;
+  bytes.reserve(longest == kWholeText ? 2 * source.size() + 6
+                                      : 2 * std::min(text.size(), longest) + 4);
+  AppendUtf16(bytes, kByteOrderMark);
   std::size_t characters = 0;
-  std::size_t size = 0;
-  for (std::string_view rest = text; !rest.empty();) {
-    if (!TakeUtf8(rest)) {
-      return WidenSystemText(text.substr(0, 2 * std::min(longest, text.size())));
+  for (std::string_view rest = text; !rest.empty(); ++characters) {
+    const std::optional<char32_t> character = TakeUtf8(rest);
+    if (!character) {
+      bytes.resize(2);
+      AppendUtf16(bytes, WidenSystemText(text.substr(0, 2 * std::min(longest, text.size()))));
+      break;
     }
     if (characters < longest) {
-      ++characters;
-      size = text.size() - rest.size();
+      AppendUtf16(bytes, *character);
     }
   }
-  return Utf8ToUtf16(text.substr(0, size)).value_or(std::u16string());
-}
-
-/// UTF-8 as UTF-16LE with a mark and zeros after it.
-std::string MarkedUtf16(std::string_view source, std::size_t longest) {
-  const std::u16string wide = Widen(UpToZero(source), longest);
-  const std::size_t size = longest == kWholeText ? 2 * source.size() + 6 : 2 * wide.size() + 4;
-  std::string bytes;
-  bytes.reserve(size);
-  AppendUtf16(bytes, {&kByteOrderMark, 1});
-  AppendUtf16(bytes, wide);
-  bytes.resize(size);
+  bytes.resize(longest == kWholeText ? 2 * source.size() + 6 : bytes.size() + 2);
   return bytes;
 }
 

@@ -22,6 +22,18 @@ constexpr std::array<Utf8Form, 4> kForms{{
 constexpr char32_t kLastCharacter = 0x10FFFF;
 constexpr char32_t kFirstSupplementary = 0x10000;
 
+/// `use(unit)` takes the units of the character in UTF-16, one or two.
+template <typename Use>
+void ForEachUnit(char32_t character, Use use) {
+  if (character < kFirstSupplementary) {
+    use(static_cast<char16_t>(character));
+  } else {
+    const char32_t offset = character - kFirstSupplementary;
+    use(static_cast<char16_t>(0xD800U + (offset >> 10U)));
+    use(static_cast<char16_t>(0xDC00U + (offset & 0x3FFU)));
+  }
+}
+
 }  // namespace
 
 std::optional<char32_t> TakeUtf8(std::string_view& text) {
@@ -58,13 +70,7 @@ std::optional<std::u16string> Utf8ToUtf16(std::string_view text) {
     if (!character) {
       return std::nullopt;
     }
-    if (*character < kFirstSupplementary) {
-      result.push_back(static_cast<char16_t>(*character));
-    } else {
-      const char32_t offset = *character - kFirstSupplementary;
-      result.push_back(static_cast<char16_t>(0xD800U + (offset >> 10U)));
-      result.push_back(static_cast<char16_t>(0xDC00U + (offset & 0x3FFU)));
-    }
+    ForEachUnit(*character, [&](char16_t unit) { result.push_back(unit); });
   }
   return result;
 }
@@ -105,6 +111,13 @@ void AppendUtf16(std::string& bytes, std::u16string_view text) {
     bytes[start + 2 * i] = static_cast<char>(text[i] & 0xFFU);
     bytes[start + 2 * i + 1] = static_cast<char>(text[i] >> 8U);
   }
+}
+
+void AppendUtf16(std::string& bytes, char32_t character) {
+  ForEachUnit(character, [&](char16_t unit) {
+    bytes.push_back(static_cast<char>(unit & 0xFFU));
+    bytes.push_back(static_cast<char>(unit >> 8U));
+  });
 }
 
 std::u16string WidenLatin1(std::string_view text) {

@@ -46,6 +46,8 @@ std::u16string DecodeUtf16(std::string_view bytes, std::endian order = std::endi
 
 /// Appends the units as UTF-16LE.
 void AppendUtf16(std::string& bytes, std::u16string_view text);
+/// Appends one character, a Unicode scalar value.
+void AppendUtf16(std::string& bytes, char32_t character);
 
 /// Bytes of ISO-8859-1 as UTF-16.
 std::u16string WidenLatin1(std::string_view text);

@@ -126,7 +126,7 @@ std::u16string_view Trim(std::u16string_view text) {
 TagText MakeTagText(std::u16string_view text) {
   TagText field{.text = {}, .length = text.size(), .encoding = kUtf16};
   field.text.reserve(2 * text.size() + 4);
-  AppendUtf16(field.text, {&kByteOrderMark, 1});
+  AppendUtf16(field.text, kByteOrderMark);
   AppendUtf16(field.text, text);
   field.text.append(2, '\0');
   return field;
