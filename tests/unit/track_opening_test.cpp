@@ -176,6 +176,10 @@ TEST(Opening, SearchesInBlocksThatGrow) {
   ID3Tag tag;
   EXPECT_TRUE(OpenTrackFromStream(&source, &tag));
   EXPECT_LE(source.bytesRead, 400'000U / 8 * 9);
+  // A walk begins with large blocks.
+  ProbeSource frames(MpegFrames(k128, 1000), "s.mp3");
+  EXPECT_TRUE(Open(frames, "s.mp3", true, tag));
+  EXPECT_LE(frames.calls, 16);
 }
 
 /// A seek to the beginning that fails after the ID3v1 step leaves the source after the last 128
