@@ -121,6 +121,9 @@ TEST(SourceReader, MovesASourceThatDidNotStandAtItsBeginning) {
   EXPECT_EQ(ReadText(reader, 8), content.substr(8, 8));
   reader.Skip(10'000);
   EXPECT_EQ(ReadText(reader, 8), content.substr(10'016, 8));
+  // Over a gap that would leave too little room in the block.
+  reader.Skip(7'000);
+  EXPECT_EQ(Text(reader.Peek(2'000)), content.substr(17'024, 2'000));
 }
 
 TEST(SourceReader, StaysWhereAFailingSeekWasMade) {
