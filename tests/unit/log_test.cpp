@@ -98,12 +98,13 @@ TEST_F(Log, KeepsLineEndsAndCutsLongMessages) {
   WriteLogLine(0, "%s", "\n# header");
   WriteLogLine(0, "\n# header %d", 1);
   EXPECT_STREQ(LastLogLine(), "\n# header 1\n");
+  WriteLogLine(0, "\n");
   WriteLogLine(0, "#%c", '\r');
   WriteLogLine(0, "#%s%c%s", "zero", '\0', "unseen");
   WriteLogLine(0, "%s", "");
   EXPECT_EQ(WriteLogLine(3, "above the maximum level"), 0);
   const std::string pattern =
-      kStamp + R"(: \n# header\n\n# header 1\n#\r?#zero\n)"s + kStamp + R"(: \n)";
+      kStamp + R"(: \n# header\n\n# header 1\n\n#\r?#zero\n)"s + kStamp + R"(: \n)";
   const std::string written = Written();
   EXPECT_TRUE(std::regex_match(written, std::regex(pattern))) << written;
 
@@ -198,7 +199,7 @@ TEST_F(Log, OpensDateNamedFiles) {
   };
   for (const Case& c :
        {Case{"", nullptr, 0, ": line\n"}, Case{"/", nullptr, -7, " [-7] line\n"},
-        Case{"", "place", 7, " [place][7] line\n"}, Case{"", "place", -1, " [place] line\n"}}) {
+        Case{"", "place", 1, " [place][1] line\n"}, Case{"", "place", -1, " [place] line\n"}}) {
     CloseLog();
     const std::string folder = Folder().string() + c.slash;
     OpenDateNamedLog(2, folder.c_str(), "dayprefix0012", c.name, false, LogLetters::kNone,
@@ -212,6 +213,10 @@ TEST_F(Log, OpensDateNamedFiles) {
   UseLogFile({2, false, LogLetters::kNone}, std::fopen(file.Path(), "a"), nullptr, 0,
              [](const std::tm& /*now*/, const LogLook& /*look*/) { ++days; });
   WriteLogLine(1, "asks what day it is");
+  CloseLog();
+  ::testing::internal::CaptureStderr();
+  WriteLogLine(1, "does not ask");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr().substr(19), ": does not ask\n");
   EXPECT_EQ(days, 1);
 }
 
