@@ -177,6 +177,13 @@ TEST_F(Log, PrunesWhenLargerThanTheLimit) {
       << files.at("tsmithsx.log");
 }
 
+TEST_F(Log, ClosesTheFile) {
+  std::FILE* stream = std::fopen(file.Path(), "w");
+  std::fputs("kept back", stream);
+  ConfigureLog(2, stream, nullptr, false, LogLetters::kNone);
+  EXPECT_EQ(Written(), "kept back");
+}
+
 TEST_F(Log, FollowsTheFileThatAnotherProcessPruned) {
   CloseLog();
   ConfigureLog(2, OpenLogStream(file.Path()), nullptr, false, LogLetters::kNone);
