@@ -179,7 +179,8 @@ TEST(Opening, SearchesInBlocksThatGrow) {
   EXPECT_TRUE(OpenTrackFromStream(&source, &tag));
   EXPECT_LE(source.bytesRead, 400'000U / 8 * 9);
   // A walk begins with large blocks.
-  ProbeSource frames(MpegFrames(k128, 1000), "s.mp3");
+  const std::string walked = MpegFrames(k128, 1000);
+  ProbeSource frames(walked, "s.mp3");
   EXPECT_TRUE(Open(frames, "s.mp3", true, tag));
   EXPECT_LE(frames.calls, 16);
 }
@@ -299,7 +300,8 @@ TEST(Opening, DurationsWrap) {
 }
 
 TEST(Opening, ClaimsBeyondATerabyteCountAsOne) {
-  ProbeSource source(MpegFrames(k128, 3), "s.mp3");
+  const std::string content = MpegFrames(k128, 3);
+  ProbeSource source(content, "s.mp3");
   source.failsSeeks = true;
   source.size = ~std::uint64_t{0};
   ID3Tag tag;
