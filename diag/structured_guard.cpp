@@ -16,15 +16,13 @@ bool IsLanguageException(DWORD code) {
   return code == kThrow || code == kUnwind || code == kForced;
 }
 
-/// Whether this is how another compiler's program throws, or how a program writes to a debugger: no
-/// fault of this module, nor of its stream.
+}  // namespace
+
 bool IsForeignException(DWORD code) {
   constexpr DWORD kForeignThrow = 0xE06D7363;
   constexpr DWORD kDebuggerText = 0x40010006;
   return code == kForeignThrow || code == kDebuggerText;
 }
-
-}  // namespace
 
 /// Named in the guard's handler data, so neither inlined nor dropped nor renamed.
 extern "C" __attribute__((used)) LONG WINAPI TagsmithContainFault(EXCEPTION_POINTERS* exception,

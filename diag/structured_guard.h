@@ -26,6 +26,31 @@ bool RunContained(Body& body) {
   return RunContained([](void* context) { (*static_cast<Body*>(context))(); }, &body);
 }
 
+/// Whether this is how another compiler's program throws, or how a program writes to a debugger: no
+/// fault of this module, nor of its host.
+bool IsForeignException(DWORD code);
+
+/// Calls `body(context)`. False when a foreign exception ended it; any other passes through.
+bool RunUnlessThrown(void (*body)(void*), void* context);
+
+/// Calls the host. What it throws goes on as an exception of ours, which runs the destructors that
+/// it would have skipped; its faults go on to the guard.
+template <typename Body>
+auto CallHost(Body body) {
+  struct Call {
+    Body& body;
+    decltype(body()) result{};
+  } call{body};
+  const auto run = [](void* context) {
+    auto& running = *static_cast<Call*>(context);
+    running.result = running.body();
+  };
+  if (!RunUnlessThrown(run, &call)) {
+    throw std::bad_exception();
+  }
+  return call.result;
+}
+
 /// Calls into foreign code. A structured exception there goes on as a C++ exception, which runs the
 /// destructors that it would have skipped.
 template <typename Body>

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <limits>
 
+#include "diag/structured_guard.h"
 #include "platform/windows_handles.h"
 #include "tags/unicode.h"
 
@@ -28,7 +29,7 @@ ReadResult ComStreamSource::Read(std::span<std::byte> into) {
   const auto wanted =
       static_cast<ULONG>(std::min<std::size_t>(into.size(), std::numeric_limits<ULONG>::max()));
   ULONG count = 0;
-  const HRESULT result = stream_.Read(into.data(), wanted, &count);
+  const HRESULT result = CallHost([&] { return stream_.Read(into.data(), wanted, &count); });
   // What a failing call says of its count is not believed, nor a count above what was asked for.
   return FAILED(result) ? ReadResult{0, EIO} : ReadResult{std::min(count, wanted)};
 }
@@ -37,7 +38,7 @@ std::optional<std::uint64_t> ComStreamSource::Seek(std::int64_t offset, SeekOrig
   LARGE_INTEGER distance{};
   distance.QuadPart = offset;
   ULARGE_INTEGER position{};
-  if (FAILED(stream_.Seek(distance, StreamOrigin(origin), &position))) {
+  if (FAILED(CallHost([&] { return stream_.Seek(distance, StreamOrigin(origin), &position); }))) {
     return std::nullopt;
   }
   return position.QuadPart;
@@ -45,7 +46,7 @@ std::optional<std::uint64_t> ComStreamSource::Seek(std::int64_t offset, SeekOrig
 
 SourceStatus ComStreamSource::Status() {
   STATSTG status{};
-  if (FAILED(stream_.Stat(&status, STATFLAG_DEFAULT))) {
+  if (FAILED(CallHost([&] { return stream_.Stat(&status, STATFLAG_DEFAULT); }))) {
     return {};
   }
   const TaskMemory<wchar_t> name(status.pwcsName);

@@ -45,7 +45,7 @@ const std::vector<SoakTrack>& Tracks() {
 /// A stream whose calls number `trouble` and beyond end in a way that a host's may.
 class TroubledStream : public TestStream {
  public:
-  enum Kind { kError, kShort, kOverstated, kException, kKinds };
+  enum Kind { kError, kShort, kOverstated, kException, kForeignException, kKinds };
   TroubledStream(const SoakTrack& track, Kind kind, int trouble)
       : TestStream(track.content, track.name), kind_(kind), left_(trouble) {}
 
@@ -63,12 +63,15 @@ class TroubledStream : public TestStream {
   [[nodiscard]] bool WasCalledOften() const { return left_ < 0; }
 
  private:
-  bool IsDue() {
+  __attribute__((noinline)) bool IsDue() {
     if (--left_ >= 0) {
       return false;
     }
     if (kind_ == kException) {
       throw std::runtime_error("stream");
+    }
+    if (kind_ == kForeignException) {
+      RaiseException(0xE06D7363, 0, 0, nullptr);
     }
     return true;
   }
