@@ -40,7 +40,7 @@ class Decimal {
   Decimal(const Decimal&) = delete;
   Decimal& operator=(const Decimal&) = delete;
 
-  // It stands in lists of texts.
+  // So that it stands among texts in a list of parts.
   // NOLINTNEXTLINE(google-explicit-constructor,hicpp-explicit-conversions)
   operator std::string_view() const { return text_; }
 
@@ -51,8 +51,8 @@ class Decimal {
   std::string_view text_;
 };
 
-/// Replaces the buffer's text by the parts, one after the other: what printf takes ten times as
-/// long for. Returns the number of characters kept.
+/// Replaces the buffer's text by the parts, one after the other. Returns the number of characters
+/// kept.
 std::size_t JoinBounded(std::span<char> buffer, std::initializer_list<std::string_view> parts);
 
 /// Appends `text` to the terminated text in the buffer. Returns the length of the whole.

@@ -10,7 +10,7 @@ void CheckFile(std::string_view input) {
       ID3Tag tag;
       CheckExtension(name, &tag);
       tag.keepUnicode = mode != kScanQuick;
-      tag.keepPictures = mode != kScanConstant;
+      tag.mostPictures = mode;
       tag.ignoreSizeErrors = mode != kScanConstant;
       tag.extraFramesMode = static_cast<ExtraFramesMode>(mode);
       MemorySource source(test::Bytes(input), name);

@@ -8,12 +8,14 @@
 
 namespace tagsmith {
 
-/// Takes no memory while it is empty, and as it grows never more than its entries and one block.
+/// Takes no memory while it is empty, and grows by blocks: entries do not move.
 template <typename Entry>
 class BlockList {
  public:
-  Entry& PushBack(Entry entry) { return Blocks().emplace_back(std::move(entry)); }
-  Entry& PushFront(Entry entry) { return Blocks().emplace_front(std::move(entry)); }
+  void PushBack(Entry entry) { Blocks().push_back(std::move(entry)); }
+  void PushFront(Entry entry) { Blocks().push_front(std::move(entry)); }
+  /// Drops the last entry; there must be one.
+  void PopBack() { blocks_->pop_back(); }
 
   [[nodiscard]] std::size_t Size() const { return blocks_ ? blocks_->size() : 0; }
   [[nodiscard]] bool IsEmpty() const { return Size() == 0; }

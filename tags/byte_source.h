@@ -38,7 +38,7 @@ class ByteSource {
   /// Moves the position; returns it, counted from the beginning, or nothing when it did not move.
   virtual std::optional<std::uint64_t> Seek(std::int64_t offset, SeekOrigin origin) = 0;
 
-  /// The name stays the source's, and is good until the next call.
+  /// The name stays the source's, and is good until the next call of Status.
   virtual SourceStatus Status() = 0;
 };
 

@@ -38,6 +38,7 @@ std::size_t FormatDuration(std::span<char> text, std::uint64_t quantity, std::ui
 
 std::size_t FormatFileSize(std::span<char> text, std::uint64_t bytes) {
   const Decimal all(bytes);
+  // Counted in single precision, which is what sizes from 16 GB on show.
   const auto kilobytes = static_cast<std::uint64_t>(static_cast<float>(bytes / 1024));
   if (kilobytes < 1) {
     return JoinBounded(text, {all, " bytes"});

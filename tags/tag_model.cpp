@@ -42,16 +42,26 @@ std::uint64_t Tag::SetText(ByteView source, std::uint32_t encoding, TextReductio
 
 void Tag::SetYear(std::string_view text) { CopyBounded(year, text); }
 
-TagPicture& Tag::AddPicture(ByteView data, std::string_view format, PicturePlace place,
-                            SharedMemory memory) {
+void Tag::AddPicture(ByteView data, std::string_view format, std::uint8_t kind, PicturePlace place,
+                     SharedMemory memory) {
+  const bool isFull = pictures.Size() >= mostPictures;
+  if (isFull && (place == PicturePlace::kLast || pictures.IsEmpty())) {
+    return;
+  }
   if (memory == nullptr) {
     memory = CopyOf(data);
     data = {memory.get(), data.size()};
   }
-  TagPicture picture{.data = data, .memory = std::move(memory)};
+  TagPicture picture{.data = data, .memory = std::move(memory), .kind = kind};
   CopyBounded(picture.format, format);
-  return place == PicturePlace::kFirst ? pictures.PushFront(std::move(picture))
-                                       : pictures.PushBack(std::move(picture));
+  if (isFull) {
+    pictures.PopBack();
+  }
+  if (place == PicturePlace::kFirst) {
+    pictures.PushFront(std::move(picture));
+  } else {
+    pictures.PushBack(std::move(picture));
+  }
 }
 
 ByteView Tag::KeepFrame(ByteView data, const SharedMemory& memory) {

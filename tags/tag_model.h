@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -93,8 +94,8 @@ enum class ExtraFramesMode : std::uint32_t {
 /// What is chosen before a track is opened.
 struct TagOptions {
   ExtraFramesMode extraFramesMode = ExtraFramesMode::kKeepKnown;
-  bool keepUnicode = true;        // by path; false narrows texts to Latin-1
-  bool keepPictures = true;       // most of a tag's bytes: false where none is shown
+  bool keepUnicode = true;  // by path; false narrows texts to Latin-1
+  std::size_t mostPictures = std::numeric_limits<std::size_t>::max();  // that are kept
   bool ignoreSizeErrors = false;  // by path; a wrong AIFF size does not end the opening
   bool keepExtraFrames = true;    // user texts and raw frames; without them only the log tells
   std::size_t longestText = kWholeText;  // characters that are kept of a text
@@ -102,9 +103,10 @@ struct TagOptions {
 
 /// For hosts that show single fields: nothing that takes more memory than the fields do.
 inline constexpr TagOptions kFieldOptions{
-    .keepPictures = false, .keepExtraFrames = false, .longestText = 1023};
+    .mostPictures = 0, .keepExtraFrames = false, .longestText = 1023};
 /// For hosts that show a picture.
-inline constexpr TagOptions kPictureOptions{.keepExtraFrames = false, .longestText = 1023};
+inline constexpr TagOptions kPictureOptions{
+    .mostPictures = 1, .keepExtraFrames = false, .longestText = 1023};
 
 enum class PicturePlace { kLast, kFirst };
 
@@ -199,10 +201,11 @@ class Tag : public TagOptions, public V2Values {
   /// Keeps at most 4 characters of `text` as the year.
   void SetYear(std::string_view text);
 
-  /// Adds a picture; at most 4 letters of the format word are kept. The image bytes stay in
-  /// `memory`, which then must not change any more; where it is null they are copied.
-  TagPicture& AddPicture(ByteView data, std::string_view format,
-                         PicturePlace place = PicturePlace::kLast, SharedMemory memory = nullptr);
+  /// Adds a picture; at most 4 letters of the format word are kept. Where there are as many as are
+  /// kept, one that goes first takes the place of the last. The image bytes stay in `memory`, which
+  /// then must not change any more; where it is null they are copied.
+  void AddPicture(ByteView data, std::string_view format, std::uint8_t kind = 0,
+                  PicturePlace place = PicturePlace::kLast, SharedMemory memory = nullptr);
 
   /// Makes the bytes of a frame outlive its reading, in `memory`, which then must not change any
   /// more; where it is null they are copied. Gives them as they are kept.

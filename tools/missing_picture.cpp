@@ -68,7 +68,7 @@ MissingPicture ExplainMissingPicture(const ID3Tag& tag, IStream& stream) {
     return {"there is no ID3v2 tag, which would hold it"};
   }
   const std::span<std::byte> bytes = reader.Take(header->TagSize());
-  standard::TagFrameWalk walk(*header, bytes.subspan(std::min(kV2HeaderSize, bytes.size())));
+  standard::TagFrameWalk walk(*header, bytes.subspan(std::min(kV2HeaderSize, bytes.size())), {});
   while (const auto frame = walk.Next()) {
     if (frame->id == FrameId("APIC") || frame->id == FrameId("PIC")) {
       return {WhyNotTaken(*frame), true};

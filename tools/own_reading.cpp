@@ -119,7 +119,7 @@ OwnReading ReadAsHandlersDo(const FileReport& report, const Reading& reading) {
   byStream.log = TakeCapturedLines();
 
   Opened byPath;
-  byPath.tag.keepPictures = false;
+  byPath.tag.mostPictures = 0;
   byPath.isOpened = reading.openFile(byPath.tag, report.file.c_str(), kScanQuick, nullptr, false);
   byPath.log = TakeCapturedLines();
 

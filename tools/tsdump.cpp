@@ -101,6 +101,10 @@ int Run(std::vector<std::string> arguments) {
       status = kFailedSome;
     }
   }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    std::fprintf(stderr, "tsdump: the output could not be written\n");
+    status = kFailedSome;
+  }
   return status;
 }
 

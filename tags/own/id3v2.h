@@ -26,8 +26,8 @@ bool LoadV2Tag(ID3Tag& tag, SourceReader& reader, std::uint32_t size, bool keepU
 /// Parses a whole tag, header first, and sets v2Version and, except after two kinds of fault,
 /// v2Present. Values are added to those that the tag model holds. `keepUnicode` false narrows texts
 /// to Latin-1. Always true. The buffer stays the caller's and is changed where a frame is not
-/// stored as it is needed. Pictures stay in `memory`, which then holds the buffer; without it
-/// nothing of the buffer is kept.
+/// stored as it is needed. Pictures, user texts and raw frames stay in `memory`, which then holds
+/// the buffer and must not change any more; without it they are copied.
 bool ParseV2Tag(ID3Tag& tag, std::span<std::byte> buffer, bool keepUnicode,
                 const SharedMemory& memory = nullptr);
 

@@ -352,9 +352,7 @@ void StorePictureData(ID3Tag& tag, const V2Frame& frame, std::string_view mimeTy
         format.isPrefix ? format.mimeType.size() : format.mimeType.size() + 1;
     if (EqualIgnoringCase(mimeType, format.mimeType, compared) &&
         AsText(image).starts_with(format.firstBytes)) {
-      if (tag.keepPictures) {
-        tag.AddPicture(image, format.word, PicturePlace::kLast, frame.memory);
-      }
+      tag.AddPicture(image, format.word, 0, PicturePlace::kLast, frame.memory);
       return;
     }
   }

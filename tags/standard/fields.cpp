@@ -85,12 +85,16 @@ std::optional<std::u16string> OnlyName(const Frame& frame) {
 }
 
 /// The text up to `longest` characters; a pair of surrogates is not cut apart.
-TagText CutText(std::u16string_view text, std::size_t longest) {
-  if (text.size() > longest) {
-    const bool cutsPair = longest != 0 && text[longest] >= 0xDC00 && IsSurrogate(text[longest]);
-    text = text.substr(0, longest - (cutsPair ? 1 : 0));
+std::u16string_view Cut(std::u16string_view text, std::size_t longest) {
+  if (text.size() <= longest) {
+    return text;
   }
-  return MakeTagText(text);
+  const bool cutsPair = longest != 0 && text[longest] >= 0xDC00 && IsSurrogate(text[longest]);
+  return text.substr(0, longest - (cutsPair ? 1 : 0));
+}
+
+TagText CutText(std::u16string_view text, std::size_t longest) {
+  return MakeTagText(Cut(text, longest));
 }
 
 /// The user-defined text of a frame whose encoding is known.
@@ -178,7 +182,7 @@ bool FieldFiller::StoreNarrow(const Frame& frame) {
   if (text.empty() || tag_.*Field) {
     return text.empty();
   }
-  tag_.*Field = NarrowSystemText(text);
+  tag_.*Field = NarrowSystemText(Cut(text, tag_.longestText));
   return true;
 }
 
@@ -194,7 +198,7 @@ bool FieldFiller::StoreUrl(const Frame& frame) {
   if (url.empty() || tag_.*Field) {
     return url.empty();
   }
-  tag_.*Field = NarrowSystemText(url);
+  tag_.*Field = NarrowSystemText(Cut(url, tag_.longestText));
   return true;
 }
 
@@ -309,7 +313,7 @@ bool FieldFiller::StoreRating(const Frame& frame) {
   if (tag_.rating != 0 || rest.empty()) {
     return tag_.rating == 0;
   }
-  tag_.ratingEmail = email;
+  tag_.ratingEmail = email.substr(0, tag_.longestText);
   tag_.rating = std::to_integer<std::uint8_t>(rest[0]);
   return true;
 }
@@ -319,7 +323,7 @@ bool FieldFiller::StoreFileIdentifier(const Frame& frame) {
     return false;
   }
   ByteView identifier = frame.body;
-  tag_.ufidOwner = TakeTerminated(identifier);
+  tag_.ufidOwner = TakeTerminated(identifier).substr(0, tag_.longestText);
   tag_.ufidSize = static_cast<std::uint32_t>(std::min(identifier.size(), tag_.ufidData.size()));
   std::copy_n(identifier.begin(), tag_.ufidSize, tag_.ufidData.begin());
   return true;
@@ -328,32 +332,17 @@ bool FieldFiller::StoreFileIdentifier(const Frame& frame) {
 // ---- Pictures, and frames without a field -----------------------------------------------------
 
 bool FieldFiller::StorePicture(const Frame& frame) {
-  const std::optional<PictureData> picture = tag_.keepPictures ? FindPicture(frame) : std::nullopt;
+  const std::optional<PictureData> picture =
+      tag_.mostPictures != 0 ? FindPicture(frame) : std::nullopt;
   if (picture && picture->kind != PictureKind::kFileIcon) {
     const bool goesFirst =
         picture->kind == PictureKind::kFrontCover &&
         (tag_.pictures.IsEmpty() ||
          tag_.pictures[0].kind != static_cast<std::uint8_t>(PictureKind::kFrontCover));
-    TagPicture& kept =
-        tag_.AddPicture(picture->image, picture->format,
-                        goesFirst ? PicturePlace::kFirst : PicturePlace::kLast, MemoryOf(frame));
-    kept.kind = static_cast<std::uint8_t>(picture->kind);
+    tag_.AddPicture(picture->image, picture->format, static_cast<std::uint8_t>(picture->kind),
+                    goesFirst ? PicturePlace::kFirst : PicturePlace::kLast, MemoryOf(frame));
   }
   return true;
-}
-
-/// The frame without what would not be kept of its text, which then need not be decoded; pictures
-/// stay whole.
-Frame FieldFiller::CutFrame(const Frame& frame) const {
-  constexpr std::size_t kMostBytes = 4;          // of a character
-  constexpr std::size_t kBeforeText = 64 << 10;  // encoding, language, description
-  Frame cut = frame;
-  const bool isPicture = frame.id == FrameId("APIC") || frame.id == FrameId("PIC");
-  if (!isPicture && tag_.longestText < frame.body.size() / kMostBytes) {
-    const std::size_t most = kBeforeText + kMostBytes * tag_.longestText;
-    cut.body = frame.body.first(std::min(frame.body.size(), most));
-  }
-  return cut;
 }
 
 void FieldFiller::KeepRaw(const Frame& frame) {
@@ -436,7 +425,7 @@ constexpr FieldFiller::Row FieldFiller::kRows[] = {
 void FieldFiller::Store(const Frame& frame) {
   static constexpr FrameIdIndex kIndex = IndexRows(kRows);
   const std::optional<std::size_t> row = kIndex.PlaceOf(frame.id);
-  if (!row || !(this->*kRows[*row].store)(CutFrame(frame))) {
+  if (!row || !(this->*kRows[*row].store)(frame)) {
     KeepRaw(frame);
   }
 }

@@ -54,7 +54,6 @@ class FieldFiller {
   [[nodiscard]] SharedMemory MemoryOf(const Frame& frame) const {
     return frame.isInTag ? memory_ : nullptr;
   }
-  [[nodiscard]] Frame CutFrame(const Frame& frame) const;
   void KeepRaw(const Frame& frame);
 
   ID3Tag& tag_;

@@ -42,6 +42,15 @@ std::span<std::byte> UndoIfUnsynchronised(std::span<std::byte> bytes) {
   return sync == bytes.end() ? UndoUnsynchronisation(bytes) : bytes;
 }
 
+/// The most that a frame may take up to the end of a text of so many characters.
+std::size_t BytesOfText(std::size_t characters) {
+  constexpr std::size_t kMostBytes = 4;          // of a character
+  constexpr std::size_t kBeforeText = 64 << 10;  // encoding, language, description
+  return characters < (kWholeText - kBeforeText) / kMostBytes
+             ? kBeforeText + kMostBytes * characters
+             : kWholeText;
+}
+
 /// What the second flag byte of a frame header says (ID3v2.3.0, 3.3.1; ID3v2.4.0 structure, 4.1.2).
 struct FrameFlags {
   std::byte grouped;
@@ -78,10 +87,13 @@ std::optional<TagHeader> ReadTagHeader(ByteView bytes) {
                    .dataSize = ReadSyncsafe32(size)};
 }
 
-TagFrameWalk::TagFrameWalk(const TagHeader& header, std::span<std::byte> data)
+TagFrameWalk::TagFrameWalk(const TagHeader& header, std::span<std::byte> data,
+                           const TagOptions& options)
     : version_(header.version),
       isUnsynchronised_(header.version >= 4 && IsSet(header.flags, kTagUnsynchronised)),
-      rest_(data.first(std::min<std::size_t>(data.size(), header.dataSize))) {
+      rest_(data.first(std::min<std::size_t>(data.size(), header.dataSize))),
+      mostBytes_(BytesOfText(options.longestText)),
+      keepsPictures_(options.mostPictures != 0) {
   const bool isReadable =
       version_ >= 2 && version_ <= 4 && !(version_ == 2 && IsSet(header.flags, kTagExtended));
   if (!isReadable) {
@@ -128,7 +140,9 @@ std::optional<Frame> TagFrameWalk::Next() {
     const std::span<std::byte> data =
         rest_.first(std::min<std::size_t>(ChooseSize(header), rest_.size()));
     rest_ = rest_.subspan(data.size());
-    if (const std::optional<ByteView> body = Unwrap(data, header.flags)) {
+    const bool isPicture = header.id == FrameId("APIC") || header.id == FrameId("PIC");
+    const std::size_t most = isPicture && keepsPictures_ ? kWholeText : mostBytes_;
+    if (const std::optional<ByteView> body = Unwrap(data, header.flags, most)) {
       const bool isInTag = body->data() != inflated_.data();
       return Frame{.id = header.id, .version = version_, .body = *body, .isInTag = isInTag};
     }
@@ -138,7 +152,8 @@ std::optional<Frame> TagFrameWalk::Next() {
 
 /// Makes of the bytes after the frame's header what the writer put in; nothing where that cannot be
 /// read.
-std::optional<ByteView> TagFrameWalk::Unwrap(std::span<std::byte> data, std::byte flags) {
+std::optional<ByteView> TagFrameWalk::Unwrap(std::span<std::byte> data, std::byte flags,
+                                             std::size_t most) {
   constexpr std::size_t kGroupSize = 1;
   constexpr std::size_t kLengthSize = 4;
   const FrameFlags& known = version_ < 4 ? kFlags23 : kFlags24;
@@ -152,9 +167,9 @@ std::optional<ByteView> TagFrameWalk::Unwrap(std::span<std::byte> data, std::byt
     data = UndoIfUnsynchronised(data);
   }
   if (!IsSet(flags, known.compressed)) {
-    return data;
+    return UpTo(data, most);
   }
-  return Inflate(data, inflated_) ? std::optional<ByteView>(inflated_) : std::nullopt;
+  return Inflate(data, inflated_, most) ? std::optional<ByteView>(inflated_) : std::nullopt;
 }
 
 }  // namespace tagsmith::standard

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tags/id3v2_layout.h"
+#include "tags/tag_model.h"
 
 namespace tagsmith::standard {
 
@@ -35,8 +36,9 @@ struct Frame {
 class TagFrameWalk {
  public:
   /// `data` is what follows the tag's header, as far as it is there. It must outlive the walk,
-  /// which undoes unsynchronisation in it.
-  TagFrameWalk(const TagHeader& header, std::span<std::byte> data);
+  /// which undoes unsynchronisation in it. A frame ends where it can hold no more of what the
+  /// options keep of a text; pictures are whole where they are kept.
+  TagFrameWalk(const TagHeader& header, std::span<std::byte> data, const TagOptions& options);
 
   /// The next frame whose data can be read; nothing at the end. Its body is good until the next
   /// call. Encrypted frames and frames without data are left out.
@@ -45,11 +47,13 @@ class TagFrameWalk {
  private:
   void SkipExtendedHeader(std::byte flags);
   [[nodiscard]] std::uint32_t ChooseSize(const FrameHeader& header) const;
-  std::optional<ByteView> Unwrap(std::span<std::byte> data, std::byte flags);
+  std::optional<ByteView> Unwrap(std::span<std::byte> data, std::byte flags, std::size_t most);
 
   int version_;
   bool isUnsynchronised_;  // every frame on its own (2.4)
   std::span<std::byte> rest_;
+  std::size_t mostBytes_;  // of a frame
+  bool keepsPictures_;
   std::vector<std::byte> inflated_;
 };
 

@@ -8,11 +8,13 @@
 
 namespace tagsmith::standard {
 
-bool Inflate(ByteView data, std::vector<std::byte>& result) {
+bool Inflate(ByteView data, std::vector<std::byte>& result, std::size_t most) {
   constexpr std::size_t kMostGrowth = 32;
   constexpr std::size_t kLargest = std::size_t{64} << 20U;
   data = data.first(std::min(data.size(), kLargest));
   const std::size_t limit = std::min(kMostGrowth * data.size(), kLargest);
+
+  const std::size_t wanted = std::min(limit, most);
 
   result.clear();
   z_stream stream{};
@@ -24,9 +26,9 @@ bool Inflate(ByteView data, std::vector<std::byte>& result) {
   stream.next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(data.data()));
   stream.avail_in = static_cast<uInt>(data.size());
   int status = Z_OK;
-  while (status == Z_OK && result.size() < limit) {
+  while (status == Z_OK && result.size() < wanted) {
     const std::size_t start = result.size();
-    result.resize(std::min(limit, std::max(2 * start, 4 * data.size())));
+    result.resize(std::min(wanted, std::max(2 * start, 4 * data.size())));
     stream.next_out = reinterpret_cast<Bytef*>(result.data() + start);
     stream.avail_out = static_cast<uInt>(result.size() - start);
     status = inflate(&stream, Z_NO_FLUSH);

@@ -35,6 +35,8 @@ struct FirstFrame {
   bool agree = true;                 // the frames that are in memory have one bit rate
 
   [[nodiscard]] bool CountsFrames() const { return vbr && vbr->frames != 0; }
+  /// Whether the header tells all that the bit rate follows from.
+  [[nodiscard]] bool TellsRate() const { return CountsFrames() && vbr->bytes != 0; }
 };
 
 /// Finds the first frame from the reader's position on; nothing where there is none within

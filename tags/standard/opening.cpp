@@ -56,7 +56,7 @@ bool ReadMpeg(ID3Tag& tag, SourceReader& reader, std::uint64_t fileSize) {
 
   // The end of the file tells of ID3v1, and of the bit rate where nothing else does.
   std::array<std::byte, kFileEndSize> buffer;
-  std::uint64_t wanted = first && !first->CountsFrames() ? kFileEndSize : kV1BlockSize;
+  std::uint64_t wanted = first && !first->TellsRate() ? kFileEndSize : kV1BlockSize;
   if (fileSize != 0) {
     wanted = std::min(wanted, fileSize);
   }
@@ -109,7 +109,7 @@ void ReadV2(ID3Tag& tag, SourceReader& reader, std::size_t lookAhead) {
   }
   std::span<std::byte> bytes = reader.Take(size, lookAhead);
   bytes = bytes.subspan(std::min(kV2HeaderSize, bytes.size()));
-  TagFrameWalk walk(*header, bytes);
+  TagFrameWalk walk(*header, bytes, tag);
   FieldFiller filler(tag, reader.TakenMemory());
   while (const std::optional<Frame> frame = walk.Next()) {
     filler.Store(*frame);

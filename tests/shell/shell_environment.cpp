@@ -202,9 +202,10 @@ void TestStream::FaultIfIn(std::string_view method) const {
 
 STDMETHODIMP TestStream::QueryInterface(REFIID riid, void** object) {
   FaultIfIn("QueryInterface");
-  *object = !failsQuery && riid == IID_IStream ? static_cast<IStream*>(this) : nullptr;
-  references += *object != nullptr ? 1 : 0;
-  return *object != nullptr ? S_OK : E_NOINTERFACE;
+  const bool isServed = !failsQuery && riid == IID_IStream;
+  *object = static_cast<IStream*>(this);  // what a query that fails leaves there is no reference
+  references += isServed ? 1 : 0;
+  return isServed ? S_OK : E_NOINTERFACE;
 }
 
 STDMETHODIMP TestStream::Read(void* data, ULONG wanted, ULONG* count) {

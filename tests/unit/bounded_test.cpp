@@ -51,6 +51,11 @@ void Check(std::size_t (*format)(std::span<Char> text), std::basic_string_view<C
 
 TEST(Bounded, CutsAndTerminates) {
   Check<char>([](auto text) { return FormatBounded(text, "%s%d", "ab", 123); }, "ab", "123");
+  Check<char>(
+      [](auto text) {
+        return JoinBounded(text, {"ab", Decimal(-3), Decimal(7, 2)});
+      },
+      "ab", "-307");
   Check<wchar_t>([](auto text) { return FormatBounded(text, L"%ls%d", L"ab", 123); }, L"ab",
                  L"123");
 }

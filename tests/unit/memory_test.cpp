@@ -1,4 +1,9 @@
 // How much memory a track takes, by what operator new hands out.
+#include <zlib.h>
+
+#include <algorithm>
+#include <random>
+
 #include "diag/log.h"
 #include "fuzz/counted_memory.h"
 #include "tags/reading.h"
@@ -29,6 +34,27 @@ TEST(Memory, FollowsTheTag) {
   const auto text = [&](std::string_view id, std::string_view start, std::string_view part) {
     return V2Tag(3, Frame(3, id, std::string(start) + Repeated(part, kSize)));
   };
+  const auto compressed = [&](std::string_view id, std::string data, std::size_t size) {
+    std::minstd_rand random(1);
+    data.resize(size, 'd');
+    std::generate_n(data.rbegin(), size / 16, [&] { return 'a' + random() % 26; });
+    std::string deflated(compressBound(size), '\0');
+    uLongf length = deflated.size();
+    compress(reinterpret_cast<Bytef*>(deflated.data()), &length,
+             reinterpret_cast<const Bytef*>(data.data()), size);
+    const std::string known = Big32(static_cast<std::uint32_t>(size)) + deflated.substr(0, length);
+    return V2Tag(3, Repeated(Frame(3, id, known, 0x80), kSize));
+  };
+  std::string narrow;
+  for (const char* id : {"TENC", "TBPM", "TKEY", "TMOO", "TPRO", "TSRC", "TSWC", "TDRL", "MCDI",
+                         "WOAR", "WFED", "UFID", "POPM"}) {
+    narrow += Frame(4, id, "\0"s + std::string(100'000, 'n'));
+  }
+  for (const char* id : {"TPE1", "TPE3", "TCOM", "TCON"}) {
+    narrow +=
+        Frame(4, id, "\0"s + Repeated("one of several names of a kind, and it is long\0"s, 60'000));
+  }
+  narrow = V2Tag(4, narrow);
   struct Case {
     const char* what;
     std::string tag;
@@ -44,6 +70,10 @@ TEST(Memory, FollowsTheTag) {
       {"genre", text("TCON", "\1\xFF\xFE)\0"s, "\n\0"s), 5},
       {"comment", text("COMM", "\2eng\0\0"s, "\0\n"s), 6},
       {"owner", text("UFID", "", "owner"), 4},
+      {"pictures", V2Tag(2, Repeated(Frame(2, "PIC", "\0PNG\3\0\x89PNG"s), kSize)), 4},
+      {"compressed text", compressed("TIT2", "\0"s, kSize), 200},
+      {"compressed pictures", compressed("APIC", "\0image/png\0\4\0\x89PNG"s, 300'000), 50},
+      {"narrow fields", narrow, 7},
       {"picture", V2Tag(3, PictureFrame("image/png", "\x89PNG" + std::string(kSize, 'p'))), 4},
   };
   ConfigureLog(0, nullptr, nullptr, false, LogLetters::kNone);

@@ -18,8 +18,11 @@ TEST(TagModel, SetTextTellsTheSize) {
 TEST(TagModel, Pictures) {
   ID3Tag tag;
   EXPECT_EQ(tag.GetPicture(0), nullptr);
+  tag.mostPictures = 2;
   tag.AddPicture(Bytes("one"), "jpeg");
-  tag.AddPicture(Bytes("two"), "pngpng", PicturePlace::kFirst);
+  tag.AddPicture(Bytes("two"), "gif");
+  tag.AddPicture(Bytes("three"), "pngpng", 3, PicturePlace::kFirst);
+  tag.AddPicture(Bytes("four"), "tiff");
   ASSERT_NE(tag.GetPicture(1), nullptr);
   EXPECT_STREQ(tag.GetPicture(0)->format.data(), "pngp");
   EXPECT_STREQ(tag.GetPicture(1)->format.data(), "jpeg");

@@ -53,7 +53,7 @@ TEST(Opening, StreamsOfAllHabits) {
       ProbeSource source(content, "folder.x/s.mp3");
       c.spoil(source);
       ID3Tag tag;
-      tag.keepPictures = keepsPictures;
+      tag.mostPictures = keepsPictures ? 1 : 0;
       tag.longestText = 100;  // which does not cut pictures
       const LogWatch watch;
       const bool opened = reading->openStream(&source, &tag);
