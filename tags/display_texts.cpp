@@ -39,7 +39,8 @@ std::size_t FormatDuration(std::span<char> text, std::uint64_t quantity, std::ui
 std::size_t FormatFileSize(std::span<char> text, std::uint64_t bytes) {
   const Decimal all(bytes);
   // Counted in single precision, which is what sizes from 16 GB on show.
-  const auto kilobytes = static_cast<std::uint64_t>(static_cast<float>(bytes / 1024));
+  const std::uint64_t wholeKilobytes = bytes / 1024;
+  const auto kilobytes = static_cast<std::uint64_t>(static_cast<float>(wholeKilobytes));
   if (kilobytes < 1) {
     return JoinBounded(text, {all, " bytes"});
   }

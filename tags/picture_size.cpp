@@ -128,7 +128,7 @@ FoundSize ReadBmp(ByteView picture) {
 /// TIFF 6.0, section 2: the first directory. Of an entry that is there twice the larger value
 /// counts.
 FoundSize ReadTiff(ByteView picture) {
-  const Fields fields(picture);
+  const Fields fields(picture, AsText(picture).starts_with('M'));
   const std::size_t directory = fields.Get32(4);
   PictureSize size;
   const std::pair<std::uint32_t, std::uint32_t&> known[] = {{256, size.width}, {257, size.height}};
@@ -153,7 +153,7 @@ struct Format {
 constexpr Format kFormats[] = {
     {"\xFF\xD8"sv, ReadJpeg}, {"\x89PNG\r\n\x1A\n"sv, ReadPng},
     {"GIF8"sv, ReadGif},      {"BM"sv, ReadBmp},
-    {"MM\0*"sv, ReadTiff},
+    {"MM\0*"sv, ReadTiff},    {"II*\0"sv, ReadTiff},
 };
 
 }  // namespace

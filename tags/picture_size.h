@@ -17,7 +17,7 @@ struct PictureSize {
   [[nodiscard]] std::uint64_t DecodedBytes() const;
 };
 
-/// Reads the header of a JPEG (ITU-T T.81), PNG, GIF (89a), BMP or big-endian TIFF (6.0) picture,
+/// Reads the header of a JPEG (ITU-T T.81), PNG, GIF (89a), BMP or TIFF (6.0) picture,
 /// the formats that tags keep. Nothing when it is another one or has no size where it must be.
 std::optional<PictureSize> ReadPictureSize(ByteView picture);
 

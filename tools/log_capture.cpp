@@ -10,10 +10,13 @@
 namespace tagsmith {
 namespace {
 
-CapturedLines lines;
+CapturedLines& Lines() {
+  static CapturedLines lines;
+  return lines;
+}
 
 void Capture(std::int32_t level, std::string_view message) {
-  lines.Add({level, std::string(message)});
+  Lines().Add({level, std::string(message)});
 }
 
 }  // namespace
@@ -23,6 +26,6 @@ void StartLogCapture(std::int32_t level) {
   SetLogObserver(Capture);
 }
 
-CapturedLines TakeCapturedLines() { return std::exchange(lines, {}); }
+CapturedLines TakeCapturedLines() { return std::exchange(Lines(), {}); }
 
 }  // namespace tagsmith

@@ -1,11 +1,11 @@
 // The log lines that are written while a tool works on a file.
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <deque>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 
 namespace tagsmith {
@@ -14,7 +14,9 @@ struct CapturedLine {
   std::int32_t level = 0;
   std::string message;  // without time stamp and closing line feed
 
-  auto operator<=>(const CapturedLine&) const = default;
+  bool operator<(const CapturedLine& other) const {
+    return std::tie(level, message) < std::tie(other.level, other.message);
+  }
 };
 
 /// Lines in their order. What a damaged file makes the reader say again and again is held once.

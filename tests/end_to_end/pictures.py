@@ -13,6 +13,7 @@ REAL = {
     'cmyk.jpg': ['xc:red', '-colorspace', 'CMYK'], 'red.png': ['xc:red'], 'two.gif': ['xc:red', 'xc:blue'],
     'bmp3:red.bmp': ['xc:red', '-type', 'truecolor'],
     'msb.tiff': ['xc:red', '-type', 'truecolor', '-depth', '8', '-define', 'tiff:endian=msb'],
+    'lsb.tiff': ['xc:red', '-type', 'truecolor', '-depth', '8', '-define', 'tiff:endian=lsb'],
 }
 
 
