@@ -17,7 +17,7 @@ void CheckFile(std::string_view input) {
       const bool opened = ReadTrackFile(tag, source, name, mode, [](const char* text, int percent) {
         Require(*text != '\0' && percent >= 0 && percent <= 100, "progress is told in percent");
       });
-      Require(!opened || tag.GetSampleRateKHz() >= 0, "a track has a sample rate");
+      Require(!opened || tag.GetSampleRateKHz() > 0, "a track has a sample rate");
       tag.Clear(true);
       Require(!tag.HasFields() && tag.GetPicture(0) == nullptr && tag.details.frameCount == 0,
               "a cleared tag is empty");
